@@ -1,0 +1,82 @@
+#include "io/clStreamReaderFile.h"
+
+#include "base/clException.h"
+
+#include <cstring>
+
+clStreamReaderFile::clStreamReaderFile(const clString &strFile) : clStreamReader(strFile)
+{
+    try {
+        fileInput.Open(PathOf(strFile).c_str(), clFileIO::ACCESS_READ,
+                       clFileIO::OPEN_ADVISE_SEQUENTIAL);
+    } catch (const clException &caught) {
+        WrapException<clXStreamReader>("clStreamReaderFile::clStreamReaderFile(): ", caught);
+    }
+}
+
+clStreamReaderFile::~clStreamReaderFile() noexcept(false)
+{
+    try {
+        fileInput.Close();
+    } catch (...) {
+        // All bytes that were wanted have been read. The member's own destructor must not try again
+        // and throw.
+        fileInput.Detach();
+    }
+}
+
+void clStreamReaderFile::Close()
+{
+    fileInput.Close();
+}
+
+ssize_t clStreamReaderFile::Read(void *pBuffer, size_t sizeBuffer)
+{
+    return fileInput.Read(pBuffer, sizeBuffer);
+}
+
+off_t clStreamReaderFile::Seek(off_t lPosition)
+{
+    return fileInput.Seek(clFileIO::SEEK_POINT_START, lPosition);
+}
+
+off_t clStreamReaderFile::Skip(off_t lCount)
+{
+    return fileInput.Seek(clFileIO::SEEK_POINT_CURRENT, lCount);
+}
+
+off_t clStreamReaderFile::Tell()
+{
+    return fileInput.Seek(clFileIO::SEEK_POINT_CURRENT, 0);
+}
+
+int64_t clStreamReaderFile::GetSize()
+{
+    return fileInput.Size();
+}
+
+bool clStreamReaderFile::IsEOF()
+{
+    return Tell() >= GetSize();
+}
+
+bool clStreamReaderFile::IsRemote()
+{
+    return false;
+}
+
+bool clStreamReaderFile::IsSeekable()
+{
+    return true;
+}
+
+clString clStreamReaderFile::PathOf(const clString &strFile)
+{
+    // Not SubString, which refuses to cut the empty path out of a bare prefix.
+    for (const char *cpPrefix : {"file://", "file:"}) {
+        if (strFile.BeginsWith(cpPrefix)) {
+            return clString(strFile.c_str() + std::strlen(cpPrefix));
+        }
+    }
+    return strFile;
+}
