@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Multi-byte fields of the two containers: DSDIFF keeps the highest byte first, DSF the lowest.
+// The memory may lie at any address.
+
+template <class T>
+inline T GetBE(const uint8_t *cpBytes) noexcept
+{
+    T uValue = 0;
+    for (size_t i = 0; i < sizeof(T); ++i) {
+        uValue = static_cast<T>(static_cast<uint64_t>(uValue) << 8 | cpBytes[i]);
+    }
+    return uValue;
+}
+
+template <class T>
+inline T GetLE(const uint8_t *cpBytes) noexcept
+{
+    T uValue = 0;
+    for (size_t i = sizeof(T); i-- > 0;) {
+        uValue = static_cast<T>(static_cast<uint64_t>(uValue) << 8 | cpBytes[i]);
+    }
+    return uValue;
+}
+
+template <class T>
+inline void PutLE(uint8_t *pBytes, T uValue) noexcept
+{
+    for (size_t i = 0; i < sizeof(T); ++i) {
+        pBytes[i] = static_cast<uint8_t>(static_cast<uint64_t>(uValue) >> (8 * i));
+    }
+}

@@ -1,0 +1,64 @@
+#include "dsd/clDSD.h"
+
+#include "dsd/Kernels.h"
+
+#include <numeric>
+
+clDSD::clDSD()
+{
+    std::iota(aBitReverse.begin(), aBitReverse.end(), uint8_t{0});
+    BuildBitReverse(aBitReverse.data(), aBitReverse.size());
+}
+
+clDSD::~clDSD() noexcept(false) = default;
+
+void clDSD::ThreadPoolJob(long /*lThreadIdx*/, void * /*pArg*/) {}
+
+void clDSD::ConfigureHook(uint64_t /*uSetting*/, uint32_t /*uSelect*/, bool /*bFirst*/,
+                          bool /*bSecond*/, bool /*bThird*/)
+{
+}
+
+void clDSD::CloseHook() {}
+
+void clDSD::ReservedHook() {}
+
+bool clDSD::IsCompressed() const
+{
+    return false;
+}
+
+const clID3tag *clDSD::GetTag() const
+{
+    return nullptr;
+}
+
+void clDSD::BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept
+{
+    Kernels::ReverseBits(pArray, pArray, sizeArray);
+}
+
+void clDSD::ReverseBits(void *pBuffer, size_t sizeBuffer) const noexcept
+{
+    ReverseBitsCopy(pBuffer, pBuffer, sizeBuffer);
+}
+
+void clDSD::ReverseBitsCopy(void *pDest, const void *pSrc, size_t sizeCount) const noexcept
+{
+    Kernels::ReverseBits(static_cast<uint8_t *>(pDest), static_cast<const uint8_t *>(pSrc),
+                         sizeCount);
+}
+
+void clDSD::MapChannels(double *pDest, const double *pSrc, uint64_t uFrames,
+                        const uint32_t *upTable, uint32_t uDestChannels,
+                        uint32_t uSrcChannels) noexcept
+{
+    Kernels::MapChannels(pDest, pSrc, uFrames, upTable, uDestChannels, uSrcChannels);
+}
+
+void clDSD::MapChannels(uint8_t *pDest, const uint8_t *pSrc, uint64_t uFrames,
+                        const uint32_t *upTable, uint32_t uDestChannels,
+                        uint32_t uSrcChannels) noexcept
+{
+    Kernels::MapChannels(pDest, pSrc, uFrames, upTable, uDestChannels, uSrcChannels);
+}

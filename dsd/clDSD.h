@@ -1,0 +1,156 @@
+#pragma once
+
+#include "base/clAlignedAlloc.h"
+#include "threads/clThreadPool.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+class clID3tag;
+class clStreamReader;
+
+/**
+ * What the two DSD file formats have in common: one interface to open, read, seek and describe a
+ * file.
+ *
+ * Raw data is one-bit audio, eight samples of one channel a byte, the earliest in the highest bit,
+ * one byte of each channel in turn. The output rate is that of decoded samples, a sixteenth of the
+ * DSD rate.
+ *
+ * One thread at a time. Failures are clXDSDIFF or clXDSF, both clXDSD, unless a member says
+ * otherwise; buffers that cannot be had are std::runtime_error.
+ *
+ * The destructor may throw because that of the thread pool does; those of the file classes close
+ * the file and swallow errors of that.
+ */
+class clDSD : private clThreadPool
+{
+public:
+    clDSD();
+    clDSD(const clDSD &) = delete;
+    clDSD &operator=(const clDSD &) = delete;
+    ~clDSD() noexcept(false) override;
+
+protected:
+    void ThreadPoolJob(long lThreadIdx, void *pArg) override;
+
+    /** Called by Open with its further arguments, to prepare decoding. */
+    virtual void ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool bSecond,
+                               bool bThird);
+
+    /** Called by Close first of all. */
+    virtual void CloseHook();
+
+    virtual void ReservedHook();
+
+public:
+    /**
+     * Opens a file for reading, decoding included.
+     *
+     * @param pStream the file from its first byte on; owned by this object from the call on, also
+     * when it throws
+     */
+    virtual void Open(clStreamReader *pStream, uint64_t uSetting = 0, uint32_t uSelect = 0,
+                      bool bFirst = false, bool bSecond = false, bool bThird = false) = 0;
+
+    /** As Open, without preparing to decode: for the figures, the tag and the raw data. */
+    virtual void OpenMeta(clStreamReader *pStream) = 0;
+
+    /** Closes the file; nothing happens on a closed object. */
+    virtual void Close() = 0;
+
+    /** Decoded samples at the output rate, interleaved; uSize counts them over all channels. */
+    virtual uint64_t Read(double *pBuffer, uint64_t uSize) = 0;
+
+    /** As Read, in frames of six: left, right, centre, low frequencies, left and right surround. */
+    virtual uint64_t Read_5_1(double *pBuffer, uint64_t uSize) = 0;
+
+    /** Raw bytes, interleaved. @return bytes of sound delivered, 0 at the end */
+    virtual uint64_t ReadRaw(void *pBuffer, uint64_t uSize) = 0;
+
+    /**
+     * As ReadRaw, in frames of six bytes in the order of Read_5_1; places without a channel carry
+     * the idle pattern.
+     */
+    virtual uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) = 0;
+
+    /** Samples per channel of one block, at the output rate. */
+    virtual uint32_t GetBlockSamples() const = 0;
+    /** Bytes per channel of one block. */
+    virtual uint32_t GetBlockSize() const = 0;
+    /** One-bit samples a second, in Hz. */
+    virtual uint32_t GetSampleRate() const = 0;
+    /** Decoded samples a second, in Hz. */
+    virtual uint32_t GetOutputRate() const = 0;
+    virtual uint32_t GetChannels() const = 0;
+    /** Decoded samples over all channels. */
+    virtual uint64_t GetOutputSize() const = 0;
+    /** Decoded samples per channel. */
+    virtual uint64_t GetOutputLength() const = 0;
+
+    /** Moves to a position counted in decoded samples over all channels. */
+    virtual uint64_t SeekSample(uint64_t uSamples) = 0;
+    /** Moves to a position counted in decoded samples per channel. */
+    virtual uint64_t SeekFrame(uint64_t uFrame) = 0;
+    virtual uint64_t GetPosition() const = 0;
+
+    /** Bytes of sound over all channels. */
+    virtual uint64_t GetDataSize() const = 0;
+    /** One-bit samples per channel. */
+    virtual uint64_t GetLength() const = 0;
+    /** Whether the sound is compressed (DST), which none of the reads understands. */
+    virtual bool IsCompressed() const;
+    /** The file's ID3v2 tag, without frames when it has none; owned by this object. Null without
+     * one. */
+    virtual const clID3tag *GetTag() const;
+
+protected:
+    /** Channels that the decoding reads and the 5.1 frame can hold. */
+    static constexpr uint32_t MAX_CHANNELS = 6;
+    /** The byte of a silent channel. */
+    static constexpr uint8_t IDLE_PATTERN = 0x96;
+
+    /** One-bit samples for each decoded one. */
+    uint32_t GetDivisor() const noexcept { return bDecimate ? 16 : 1; }
+
+    /** Reverses the bits of each byte of an array in place. */
+    static void BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept;
+    void ReverseBits(void *pBuffer, size_t sizeBuffer) const noexcept;
+    /** The source must not overlap the destination. */
+    void ReverseBitsCopy(void *pDest, const void *pSrc, size_t sizeCount) const noexcept;
+
+    /**
+     * Copies channels between two interleaved layouts: source channel c goes to place upTable[c] of
+     * each frame; places that no channel goes to stay as they are.
+     *
+     * @param uFrames samples, or bytes, per channel
+     * @param upTable one place below uDestChannels per source channel
+     */
+    static void MapChannels(double *pDest, const double *pSrc, uint64_t uFrames,
+                            const uint32_t *upTable, uint32_t uDestChannels,
+                            uint32_t uSrcChannels) noexcept;
+    static void MapChannels(uint8_t *pDest, const uint8_t *pSrc, uint64_t uFrames,
+                            const uint32_t *upTable, uint32_t uDestChannels,
+                            uint32_t uSrcChannels) noexcept;
+
+    // Settings of the decoding reads; raw reads and figures use bDecimate alone.
+    bool bDoubleAmplitude = false;
+    bool bDecimate = true;
+    bool bSettingB = false;
+    bool bSettingC = false;
+    uint64_t uSettingD = 0;
+    uint64_t uSettingE = 32;
+    int32_t iSettingF = 5;
+    int32_t iSettingG = 0;
+    double dGain = 0.03125;
+
+    /** Entry i is i with its eight bits in reverse order. */
+    std::array<uint8_t, 256> aBitReverse;
+
+    /** One work buffer per channel. */
+    std::array<clAlignedAlloc, MAX_CHANNELS> aWork;
+
+    /** Position in one-bit samples per channel, kept by the seeks. */
+    uint64_t uPosition = 0;
+};

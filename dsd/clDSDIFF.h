@@ -1,0 +1,82 @@
+#pragma once
+
+#include "dsd/clDSD.h"
+#include "dsd/clDSDIFFChunk.h"
+
+#include <memory>
+
+/**
+ * Reads DSDIFF files.
+ *
+ * Raw data comes with the channels in a fixed order, whatever their order in the file: left, right,
+ * then centre, low frequencies, left and right surround as far as the file has them. A block is a
+ * seventy-fifth of a second, the frame of a compact disc.
+ *
+ * Opening with either operation walks the whole file and leaves it at the first byte of sound; a
+ * remote stream stays where the walk has left it, SeekSample(0) brings it there.
+ */
+class clDSDIFF : public clDSD
+{
+public:
+    clDSDIFF();
+    ~clDSDIFF() noexcept(false) override;
+
+    /** @throws clXDSDIFF also for compressed sound */
+    void Open(clStreamReader *pStreamReader, uint64_t uSetting = 0, uint32_t uSelect = 0,
+              bool bFirst = false, bool bSecond = false, bool bThird = false) override;
+    void OpenMeta(clStreamReader *pStreamReader) override;
+    void Close() override;
+
+    uint64_t Read(double *pBuffer, uint64_t uSize) override;
+    uint64_t Read_5_1(double *pBuffer, uint64_t uSize) override;
+
+    /**
+     * Raw bytes, interleaved, in the order of GetChannelId of the property chunk.
+     *
+     * @param uSize bytes, a multiple of the channel count
+     * @return bytes read from the file: whole frames, fewer than asked where the stream delivers
+     * less; only at the end of sound data that is no whole number of frames up to a frame more than
+     *         was delivered to pBuffer
+     * @throws clXDSDIFF for any other uSize, or without sound data; what the stream throws
+     */
+    uint64_t ReadRaw(void *pBuffer, uint64_t uSize) override;
+
+    /** @param uSize bytes, a multiple of 6; all of them are written */
+    uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) override;
+
+    uint32_t GetBlockSamples() const override;
+    uint32_t GetBlockSize() const override;
+    uint32_t GetSampleRate() const override;
+    uint32_t GetOutputRate() const override;
+    uint32_t GetChannels() const override;
+    uint64_t GetOutputSize() const override;
+    uint64_t GetOutputLength() const override;
+
+    /** @return the new position in one-bit samples per channel */
+    uint64_t SeekSample(uint64_t uSamples) override;
+    uint64_t SeekFrame(uint64_t uFrame) override;
+
+    /** One-bit samples per channel, as the last seek left it; 0 after opening. */
+    uint64_t GetPosition() const override;
+
+    /** As the file announces it; it may hold less. */
+    uint64_t GetDataSize() const override;
+    uint64_t GetLength() const override;
+
+    /** @throws clXDSDIFF when the file does not say, or names an unknown compression */
+    bool IsCompressed() const override;
+    const clID3tag *GetTag() const override;
+
+    /** Whether two channels claim one place, so that all were left in the order of the file. */
+    bool HasChannelConflict() const noexcept;
+
+private:
+    void OpenStream(clStreamReader *pStreamReader);
+    uint64_t ReadFrames(uint64_t uBytes);
+    const uint8_t *RawBytes() const noexcept;
+
+    clAlignedAlloc allocRaw;
+    uint64_t uLastCount = 0;
+    std::unique_ptr<clStreamReader> pStream;
+    clDSDIFFFormChunk form;
+};

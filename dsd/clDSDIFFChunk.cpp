@@ -1,0 +1,519 @@
+#include "dsd/clDSDIFFChunk.h"
+
+#include "base/clAlloc.h"
+#include "base/clException.h"
+#include "dsd/Bytes.h"
+#include "io/clStreamReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <numeric>
+
+namespace
+{
+
+constexpr uint32_t Id(const char (&aText)[5])
+{
+    uint32_t uId = 0;
+    for (int i = 0; i < 4; ++i) {
+        uId = uId << 8 | static_cast<uint8_t>(aText[i]);
+    }
+    return uId;
+}
+
+// Ids come from the file and end up in messages on a terminal.
+std::string Printable(const char (&aId)[4])
+{
+    std::string strId(aId, sizeof(aId));
+    std::replace_if(
+        strId.begin(), strId.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return strId;
+}
+
+[[noreturn]] void ThrowForChunk(const char *cpDetail, const clDSDIFFChunk &chunk)
+{
+    throw clXDSDIFF((std::string(cpDetail) + ", chunk '" + Printable(chunk.aId) + "'").c_str());
+}
+
+void CheckSize(const clDSDIFFChunk &chunk, bool bFits)
+{
+    if (!bFits) {
+        ThrowForChunk("size mismatch", chunk);
+    }
+}
+
+// Positions in a file are signed: nothing beyond that range can be counted or skipped.
+void CheckRange(const clDSDIFFChunk &chunk, uint64_t uConsumed)
+{
+    if (uConsumed > INT64_MAX || chunk.uSize > INT64_MAX - uConsumed) {
+        ThrowForChunk("size out of range", chunk);
+    }
+}
+
+using header_t = uint8_t[clDSDIFFChunk::HEADER_SIZE];
+
+// Reads one header. A file that ends here, or in the middle of it, has no further chunk.
+bool ReadHeader(clStreamReader &stream, header_t &aHeader)
+{
+    return stream.ReadFully(aHeader, sizeof(aHeader)) == sizeof(aHeader);
+}
+
+// Moves over data that is not looked at.
+uint64_t SkipData(clStreamReader &stream, const clDSDIFFChunk &chunk)
+{
+    stream.Skip(static_cast<off_t>(chunk.uSize));
+    return chunk.uSize;
+}
+
+uint64_t SkipPad(clStreamReader &stream)
+{
+    uint8_t uPad;
+    return stream.ReadFully(&uPad, 1);
+}
+
+struct place_t {
+    uint32_t uId;
+    uint32_t uPlace;
+};
+
+// Where a channel goes in the delivered data, by the count of channels. The table is deliberately
+// uneven: stereo files know the plain left and right alone, all others the left and right of a
+// multichannel set.
+constexpr place_t aStereo[] = {{Id("SLFT"), 0}, {Id("SRGT"), 1}};
+constexpr place_t aThree[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LFE "), 2}};
+constexpr place_t aFour[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2},
+                             {Id("LFE "), 3}, {Id("LS  "), 2}, {Id("RS  "), 3}};
+constexpr place_t aFive[] = {
+    {Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LS  "), 3}, {Id("RS  "), 4}};
+constexpr place_t aSix[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2},
+                            {Id("LFE "), 3}, {Id("LS  "), 4}, {Id("RS  "), 5}};
+
+// Where a channel goes in the 5.1 frame.
+constexpr place_t aSpeakers[] = {{Id("SLFT"), 0}, {Id("MLFT"), 0}, {Id("SRGT"), 1},
+                                 {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LFE "), 3},
+                                 {Id("LS  "), 4}, {Id("RS  "), 5}};
+
+template <size_t N>
+uint32_t Place(const place_t (&aPlaces)[N], uint32_t uId, uint32_t uOwnIdx)
+{
+    for (const place_t &place : aPlaces) {
+        if (place.uId == uId) {
+            return place.uPlace;
+        }
+    }
+    return uOwnIdx;
+}
+
+uint32_t Position(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx)
+{
+    switch (uChannels) {
+    case 2:
+        return Place(aStereo, uId, uOwnIdx);
+    case 3:
+        return Place(aThree, uId, uOwnIdx);
+    case 4:
+        return Place(aFour, uId, uOwnIdx);
+    case 5:
+        return Place(aFive, uId, uOwnIdx);
+    case 6:
+        return Place(aSix, uId, uOwnIdx);
+    default:
+        return uOwnIdx;
+    }
+}
+
+bool IsPermutation(const std::vector<uint32_t> &auPlaces)
+{
+    std::vector<bool> aTaken(auPlaces.size());
+    for (uint32_t uPlace : auPlaces) {
+        if (aTaken[uPlace]) {
+            return false;
+        }
+        aTaken[uPlace] = true;
+    }
+    return true;
+}
+
+} // namespace
+
+// ---- clDSDIFFChunk ----
+
+clDSDIFFChunk::~clDSDIFFChunk() noexcept(false) = default;
+
+void clDSDIFFChunk::SetHeader(const uint8_t *cpHeader) noexcept
+{
+    std::memcpy(aId, cpHeader, sizeof(aId));
+    uId = GetBE<uint32_t>(cpHeader);
+    uSize = GetBE<uint64_t>(cpHeader + sizeof(aId));
+}
+
+// ---- clDSDIFFVersChunk ----
+
+uint64_t clDSDIFFVersChunk::Read(clStreamReader *pStream)
+{
+    try {
+        CheckSize(*this, uSize == 4);
+        uint8_t aVersion[4] = {};
+        const uint64_t uConsumed = pStream->ReadFully(aVersion, sizeof(aVersion));
+        uVersion = GetBE<uint32_t>(aVersion);
+        return uConsumed;
+    } catch (const clException &caught) {
+        WrapException<clXDSDIFF>("clDSDIFFVersChunk::Read(): ", caught);
+    }
+}
+
+// ---- clDSDIFFPropChunk ----
+
+uint64_t clDSDIFFPropChunk::Read(clStreamReader *pStream)
+{
+    try {
+        Clear();
+        CheckSize(*this, uSize >= sizeof(aType));
+        uint64_t uConsumed = pStream->ReadFully(aType, sizeof(aType));
+        if (std::memcmp(aType, "SND ", sizeof(aType)) != 0) {
+            throw clXDSDIFF("type != 'SND '");
+        }
+        while (uConsumed < uSize) {
+            header_t aHeader;
+            if (!ReadHeader(*pStream, aHeader)) {
+                break;
+            }
+            clDSDIFFChunk header;
+            header.SetHeader(aHeader);
+            uConsumed += HEADER_SIZE;
+            CheckRange(header, uConsumed);
+            uConsumed += ReadSubChunk(*pStream, header);
+            // Behind the last sub-chunk of a chunk of odd size there is one pad byte, not two, and
+            // it belongs to the chunk.
+            if (header.uSize % 2 != 0 && uConsumed < uSize) {
+                uConsumed += SkipPad(*pStream);
+            }
+        }
+        return uConsumed;
+    } catch (const clException &caught) {
+        WrapException<clXDSDIFF>("clDSDIFFPropChunk::Read(): ", caught);
+    }
+}
+
+void clDSDIFFPropChunk::Clear()
+{
+    std::fill(std::begin(aType), std::end(aType), '\0');
+    uSampleRate = 0;
+    sChannels = channels_t();
+    std::fill(std::begin(aCompression), std::end(aCompression), '\0');
+    uNameLength = 0;
+    strCompressionName.clear();
+    sStart = start_t();
+    uSpeakers = SPEAKERS_UNDEFINED;
+    auPositions.clear();
+    auSpeakerCodes.clear();
+    bConflict = false;
+}
+
+uint32_t clDSDIFFPropChunk::GetCompression() const
+{
+    switch (GetBE<uint32_t>(reinterpret_cast<const uint8_t *>(aCompression))) {
+    case Id("DSD "):
+        return 0;
+    case Id("DST "):
+        return 1;
+    default:
+        throw clXDSDIFF("clDSDIFFPropChunk::GetCompression(): unknown compression");
+    }
+}
+
+const char *clDSDIFFPropChunk::GetSpeakerConfig() const
+{
+    // The set-ups that the DSDIFF format description names.
+    switch (uSpeakers) {
+    case 0:
+        return "stereo";
+    case 3:
+        return "5 channels";
+    case 4:
+        return "5.1 channels";
+    case SPEAKERS_UNDEFINED:
+        return "undefined";
+    default:
+        throw clXDSDIFF("clDSDIFFPropChunk::GetSpeakerConfig(): unknown speaker config");
+    }
+}
+
+uint32_t clDSDIFFPropChunk::GetChannelId(uint32_t uChIdx) const
+{
+    if (uChIdx >= sChannels.channels) {
+        throw clXDSDIFF("clDSDIFFPropChunk::GetChannelId(): uChIdx >= sChannels.channels");
+    }
+    return auPositions[uChIdx];
+}
+
+// Returns the bytes consumed behind the sub-chunk's header.
+uint64_t clDSDIFFPropChunk::ReadSubChunk(clStreamReader &stream, const clDSDIFFChunk &header)
+{
+    uint8_t aData[8] = {};
+    uint64_t uRead = 0;
+    switch (header.uId) {
+    case Id("FS  "):
+        CheckSize(header, header.uSize == 4);
+        uRead = stream.ReadFully(aData, 4);
+        uSampleRate = GetBE<uint32_t>(aData);
+        return uRead;
+    case Id("CHNL"):
+        CheckSize(header, header.uSize >= 2);
+        return ReadChannels(stream, header);
+    case Id("CMPR"):
+        CheckSize(header, header.uSize >= 2);
+        return ReadCompression(stream, header);
+    case Id("ABSS"):
+        CheckSize(header, header.uSize == 8);
+        uRead = stream.ReadFully(aData, 8);
+        sStart.uHours = GetBE<uint16_t>(aData);
+        sStart.uMinutes = aData[2];
+        sStart.uSeconds = aData[3];
+        sStart.uSamples = GetBE<uint32_t>(aData + 4);
+        return uRead;
+    case Id("LSCO"):
+        CheckSize(header, header.uSize == 2);
+        uRead = stream.ReadFully(aData, 2);
+        uSpeakers = GetBE<uint16_t>(aData);
+        return uRead;
+    default:
+        return SkipData(stream, header);
+    }
+}
+
+uint64_t clDSDIFFPropChunk::ReadChannels(clStreamReader &stream, const clDSDIFFChunk &header)
+{
+    uint8_t aCount[2] = {};
+    uint64_t uRead = stream.ReadFully(aCount, sizeof(aCount));
+    const uint16_t uCount = GetBE<uint16_t>(aCount);
+    CheckSize(header, header.uSize - sizeof(aCount) == uint64_t{uCount} * 4);
+
+    std::vector<uint8_t> aIds(size_t{uCount} * 4);
+    uRead += stream.ReadFully(aIds.data(), aIds.size());
+    sChannels.channels = uCount;
+    sChannels.auIds.resize(uCount);
+    for (size_t i = 0; i < uCount; ++i) {
+        sChannels.auIds[i] = GetBE<uint32_t>(&aIds[i * 4]);
+    }
+    MapChannelIds();
+    return uRead;
+}
+
+uint64_t clDSDIFFPropChunk::ReadCompression(clStreamReader &stream, const clDSDIFFChunk &header)
+{
+    uint8_t aFixed[5] = {};
+    uint64_t uRead = stream.ReadFully(aFixed, sizeof(aFixed));
+    uNameLength = aFixed[4];
+    // The name may carry a pad byte of its own that the size counts.
+    const uint64_t uPlain = sizeof(aFixed) + uNameLength;
+    const bool bPadded = uPlain % 2 != 0 && header.uSize == uPlain + 1;
+    if (header.uSize != uPlain && !bPadded) {
+        ThrowForChunk("name size mismatch", header);
+    }
+    std::memcpy(aCompression, aFixed, sizeof(aCompression));
+    std::vector<char> aName(static_cast<size_t>(header.uSize) - sizeof(aFixed) + 1);
+    uRead += stream.ReadFully(aName.data(), aName.size() - 1);
+    aName[uNameLength] = '\0';
+    strCompressionName = aName.data();
+    return uRead;
+}
+
+void clDSDIFFPropChunk::MapChannelIds()
+{
+    const uint32_t uChannels = sChannels.channels;
+    auPositions.resize(uChannels);
+    auSpeakerCodes.resize(uChannels);
+    for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+        const uint32_t uChannelId = sChannels.auIds[uChIdx];
+        auPositions[uChIdx] = Position(uChannels, uChannelId, uChIdx);
+        auSpeakerCodes[uChIdx] = Place(aSpeakers, uChannelId, uChIdx);
+    }
+    bConflict = !IsPermutation(auPositions);
+    if (bConflict) {
+        // One of the two channels would be lost.
+        std::iota(auPositions.begin(), auPositions.end(), 0U);
+    }
+}
+
+// ---- clDSDIFFDataChunk ----
+
+uint64_t clDSDIFFDataChunk::Attach(clStreamReader *pStreamReader)
+{
+    pStream = pStreamReader;
+    uReadPos = 0;
+    uDataStart = static_cast<uint64_t>(pStream->Tell());
+    CheckRange(*this, uDataStart);
+    return pStream->IsRemote() ? 0 : SkipData(*pStream, *this);
+}
+
+void clDSDIFFDataChunk::Detach() noexcept
+{
+    pStream = nullptr;
+}
+
+uint64_t clDSDIFFDataChunk::ReadRaw(void *pBuffer, uint64_t uBytes)
+{
+    CheckReadRaw();
+    if (uReadPos >= uSize || uBytes == 0) {
+        return 0;
+    }
+    const ssize_t lRead =
+        pStream->Read(pBuffer, static_cast<size_t>(std::min(uBytes, uSize - uReadPos)));
+    if (lRead < 0) {
+        throw clXDSDIFF("clDSDIFFDataChunk::ReadRaw(): stream failed");
+    }
+    uReadPos += static_cast<uint64_t>(lRead);
+    return static_cast<uint64_t>(lRead);
+}
+
+void clDSDIFFDataChunk::CheckReadRaw() const
+{
+    if (pStream == nullptr) {
+        throw clXDSDIFF("clDSDIFFDataChunk::ReadRaw(): no data");
+    }
+}
+
+void clDSDIFFDataChunk::CheckRead(uint64_t uBits, uint32_t uChannels) const
+{
+    if (pStream == nullptr) {
+        throw clXDSDIFF("clDSDIFFDataChunk::Read(): no data");
+    }
+    if (uChannels > 6) {
+        throw clXDSDIFF("clDSDIFFDataChunk::Read(): channels must be <= 6");
+    }
+    if (uBits % 8 != 0) {
+        throw clXDSDIFF("clDSDIFFDataChunk::Read(): size must be multiple of 8");
+    }
+}
+
+void clDSDIFFDataChunk::Seek(uint64_t uBits)
+{
+    if (pStream == nullptr) {
+        return;
+    }
+    if (uBits % 8 != 0) {
+        throw clXDSDIFF("clDSDIFFDataChunk::Seek(): size must be multiple of 8");
+    }
+    if (uBits / 8 > uSize) {
+        throw clXDSDIFF("clDSDIFFDataChunk::Seek(): newpos > length");
+    }
+    pStream->Seek(static_cast<off_t>(uDataStart + uBits / 8));
+    uReadPos = uBits / 8;
+}
+
+// ---- clDSDIFFFormChunk ----
+
+void clDSDIFFFormChunk::Read(clStreamReader *pStream)
+{
+    // Unlike the other chunks this one wraps every failure, those of buffers included.
+    try {
+        chunkVersion.uVersion = 0;
+        chunkProperty.Clear();
+        chunkData.Detach();
+        chunkData.uSize = 0;
+        tag.Reset();
+
+        header_t aHeader;
+        if (!ReadHeader(*pStream, aHeader) || GetBE<uint32_t>(aHeader) != Id("FRM8")) {
+            throw clXDSDIFF("id != 'FRM8'");
+        }
+        SetHeader(aHeader);
+        CheckRange(*this, HEADER_SIZE);
+        std::fill(std::begin(aType), std::end(aType), '\0');
+        pStream->ReadFully(aType, sizeof(aType));
+        if (std::memcmp(aType, "DSD ", sizeof(aType)) != 0) {
+            throw clXDSDIFF("type != 'DSD '");
+        }
+        Walk(pStream);
+        ReadTrailingTag(*pStream);
+    } catch (const std::exception &caught) {
+        WrapException<clXDSDIFF>("clDSDIFFFormChunk::Read(): ", caught);
+    }
+}
+
+void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
+{
+    uint64_t uConsumed = sizeof(aType);
+    while (uConsumed < uSize) {
+        header_t aHeader;
+        if (!ReadHeader(*pStream, aHeader)) {
+            break;
+        }
+        clDSDIFFChunk header;
+        header.SetHeader(aHeader);
+        uConsumed += HEADER_SIZE;
+        CheckRange(header, uConsumed);
+
+        uint64_t uRead = 0;
+        switch (header.uId) {
+        case Id("FVER"):
+            chunkVersion.SetHeader(aHeader);
+            uRead = chunkVersion.Read(pStream);
+            break;
+        case Id("PROP"):
+            chunkProperty.SetHeader(aHeader);
+            uRead = chunkProperty.Read(pStream);
+            break;
+        case Id("DSD "):
+            chunkData.SetHeader(aHeader);
+            uRead = chunkData.Attach(pStream);
+            if (pStream->IsRemote()) {
+                return;
+            }
+            break;
+        case Id("ID3 "):
+            uRead = ReadTagChunk(*pStream, header);
+            break;
+        default:
+            uRead = SkipData(*pStream, header);
+            break;
+        }
+        uConsumed += uRead;
+        if (header.uSize % 2 != 0) {
+            uConsumed += SkipPad(*pStream);
+        }
+    }
+}
+
+uint64_t clDSDIFFFormChunk::ReadTagChunk(clStreamReader &stream, const clDSDIFFChunk &header)
+{
+    // A file that was cut may announce any size here; what it holds is enough.
+    uint64_t uTagSize = header.uSize;
+    const int64_t lStreamSize = stream.GetSize();
+    if (lStreamSize > 0) {
+        const int64_t lLeft = lStreamSize - stream.Tell();
+        uTagSize = std::min(uTagSize, static_cast<uint64_t>(std::max<int64_t>(lLeft, 0)));
+    }
+    clAlloc bytes;
+    bytes.SetSize(static_cast<int64_t>(uTagSize));
+    const uint64_t uRead = stream.ReadFully(bytes.GetPtr(), static_cast<size_t>(uTagSize));
+    ParseTag(bytes.GetPtr(), uRead);
+    return uRead;
+}
+
+void clDSDIFFFormChunk::ReadTrailingTag(clStreamReader &stream)
+{
+    const int64_t lLeft = stream.GetSize() - stream.Tell();
+    if (lLeft <= 0) {
+        return;
+    }
+    // On a remote stream this asks for all of the sound data and drops it; one read, so that the
+    // end of the walk costs the same wherever it is.
+    clAlloc bytes;
+    bytes.SetSize(lLeft);
+    const ssize_t lRead = stream.Read(bytes.GetPtr(), static_cast<size_t>(lLeft));
+    if (lRead >= 3 && std::memcmp(bytes.GetPtr(), "ID3", 3) == 0) {
+        ParseTag(bytes.GetPtr(), static_cast<uint64_t>(lRead));
+    }
+}
+
+void clDSDIFFFormChunk::ParseTag(const void *pBytes, uint64_t uBytes)
+{
+    try {
+        tag.Parse(pBytes, uBytes);
+    } catch (const clXID3tag &) {
+        // The sound is worth more than its tag.
+    }
+}

@@ -1,0 +1,372 @@
+#include "dsd/clDSF.h"
+
+#include "base/clException.h"
+#include "dsd/Bytes.h"
+#include "dsd/DSFLayout.h"
+#include "io/clStreamReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+using namespace DSFLayout;
+
+namespace
+{
+
+constexpr uint32_t FORMAT_VERSION = 1;
+constexpr uint32_t FORMAT_RAW = 0;
+constexpr uint32_t DEFAULT_RATE = 2822400;
+constexpr uint32_t DEFAULT_BLOCK_SIZE = 4096;
+constexpr uint32_t BITS_LSB_FIRST = 1;
+constexpr uint32_t BITS_MSB_FIRST = 8;
+
+// The format's channel types by channel count. Four channels are always left, right and two
+// surrounds, never the front, centre and low frequencies of type 5.
+uint32_t ChannelTypeOf(uint32_t uChannels)
+{
+    switch (uChannels) {
+    case 1:
+        return 1;
+    case 3:
+        return 3;
+    case 4:
+        return 4;
+    case 5:
+        return 6;
+    case 6:
+        return 7;
+    default:
+        return 2;
+    }
+}
+
+void PutId(uint8_t *pChunk, const char *cpId, uint64_t uChunkSize)
+{
+    std::memcpy(pChunk, cpId, CHUNK_SIZE);
+    PutLE(pChunk + CHUNK_SIZE, uChunkSize);
+}
+
+void PutDefault(uint8_t *pField, uint32_t uDefault)
+{
+    if (GetLE<uint32_t>(pField) == 0) {
+        PutLE(pField, uDefault);
+    }
+}
+
+// The size is looked at before the id: a file that is no DSF file at all reports its size.
+void CheckChunk(const uint8_t *cpChunk, bool bSize, const char *cpSizeText, const char *cpId,
+                const char *cpIdText)
+{
+    if (!bSize) {
+        throw clXDSF(cpSizeText);
+    }
+    if (std::memcmp(cpChunk, cpId, CHUNK_SIZE) != 0) {
+        throw clXDSF(cpIdText);
+    }
+}
+
+} // namespace
+
+clDSF::clDSF()
+{
+    Reset();
+}
+
+clDSF::~clDSF() noexcept(false)
+{
+    try {
+        clDSF::Close();
+    } catch (...) {
+        // Whoever wants to know whether the file is whole calls Close.
+    }
+}
+
+void clDSF::Open(clStreamReader *pStreamReader, uint64_t uSetting, uint32_t uSelect, bool bFirst,
+                 bool bSecond, bool bThird)
+{
+    try {
+        OpenStream(pStreamReader);
+        ConfigureHook(uSetting, uSelect, bFirst, bSecond, bThird);
+    } catch (const clException &caught) {
+        WrapException<clXDSF>("clDSF::Open(): ", caught);
+    }
+}
+
+void clDSF::OpenMeta(clStreamReader *pStreamReader)
+{
+    try {
+        OpenStream(pStreamReader);
+    } catch (const clException &caught) {
+        WrapException<clXDSF>("clDSF::OpenMeta(): ", caught);
+    }
+}
+
+void clDSF::Close()
+{
+    try {
+        CloseHook();
+        // The stream and the descriptor go even if closing one of them fails.
+        const std::unique_ptr<clStreamReader> pOld = std::move(pStream);
+        Reset();
+        try {
+            fileOutput.Close();
+        } catch (...) {
+            fileOutput.Detach();
+            throw;
+        }
+        if (pOld) {
+            pOld->Close();
+        }
+    } catch (const clException &caught) {
+        WrapException<clXDSF>("clDSF::Close(): ", caught);
+    }
+}
+
+uint32_t clDSF::GetBlockSamples() const
+{
+    return static_cast<uint32_t>(uint64_t{GetBlockSize()} * 8 / GetDivisor());
+}
+
+uint32_t clDSF::GetBlockSize() const
+{
+    return GetLE<uint32_t>(aFmtChunk + BLOCK_SIZE);
+}
+
+uint32_t clDSF::GetSampleRate() const
+{
+    return GetLE<uint32_t>(aFmtChunk + SAMPLE_RATE);
+}
+
+uint32_t clDSF::GetOutputRate() const
+{
+    return GetSampleRate() / GetDivisor();
+}
+
+uint32_t clDSF::GetChannels() const
+{
+    return GetLE<uint32_t>(aFmtChunk + CHANNEL_NUM);
+}
+
+uint64_t clDSF::GetOutputSize() const
+{
+    return GetOutputLength() * GetChannels();
+}
+
+uint64_t clDSF::GetOutputLength() const
+{
+    return GetLength() / GetDivisor();
+}
+
+uint64_t clDSF::GetPosition() const
+{
+    return uDataPos;
+}
+
+uint64_t clDSF::GetDataSize() const
+{
+    return GetLength() / 8 * GetChannels();
+}
+
+uint64_t clDSF::GetLength() const
+{
+    return GetLE<uint64_t>(aFmtChunk + SAMPLE_COUNT);
+}
+
+const clID3tag *clDSF::GetTag() const
+{
+    return &tag;
+}
+
+void clDSF::Create(const char *cpPath, uint32_t uSampleRate, uint32_t uChannels)
+{
+    try {
+        Close();
+        fileOutput.Open(cpPath, clFileIO::ACCESS_WRITE,
+                        clFileIO::OPEN_CREATE | clFileIO::OPEN_TRUNCATE);
+        SetSampleRate(uSampleRate);
+        SetChannels(uChannels);
+        WriteHeaders();
+        uSamplePos = 0;
+    } catch (const clException &caught) {
+        WrapException<clXDSF>("clDSF::Create(): ", caught);
+    }
+}
+
+void clDSF::SetLength(uint64_t uSamples)
+{
+    CheckWriting("clDSF::SetLength(): not open for writing");
+    PutLE(aFmtChunk + SAMPLE_COUNT, uSamples);
+    WriteHeaders();
+}
+
+uint64_t clDSF::WriteMeta(const void *pBytes, uint64_t uSize)
+{
+    CheckWriting("clDSF::WriteMeta(): not open for writing");
+    const off_t lOffset = fileOutput.Seek(clFileIO::SEEK_POINT_CURRENT, 0);
+    PutLE(aDsdChunk + META_POINTER, static_cast<uint64_t>(lOffset));
+    fileOutput.Write(pBytes, static_cast<size_t>(uSize));
+    return uSize;
+}
+
+void clDSF::SetSampleRate(uint32_t uSampleRate)
+{
+    PutLE(aFmtChunk + SAMPLE_RATE, uSampleRate);
+}
+
+void clDSF::SetChannels(uint32_t uChannels)
+{
+    PutLE(aFmtChunk + CHANNEL_NUM, uChannels);
+}
+
+void clDSF::SetChannelType(uint32_t uChannelType)
+{
+    PutLE(aFmtChunk + CHANNEL_TYPE, uChannelType);
+}
+
+void clDSF::ReadHeaders()
+{
+    try {
+        CheckReading("not open for reading");
+        tag.Reset();
+        const uint64_t uStreamSize =
+            static_cast<uint64_t>(std::max<int64_t>(pStream->GetSize(), 0));
+
+        pStream->ReadFully(aDsdChunk, sizeof(aDsdChunk));
+        CheckChunk(aDsdChunk, GetLE<uint64_t>(aDsdChunk + CHUNK_SIZE) == DSD_CHUNK_SIZE,
+                   "header chunk size mismatch", "DSD ", "id != 'DSD '");
+        const uint64_t uFileSize = GetLE<uint64_t>(aDsdChunk + FILE_SIZE);
+        if (uStreamSize != 0 && uStreamSize != uFileSize) {
+            throw clXDSF("file size mismatch, incomplete file?");
+        }
+
+        pStream->ReadFully(aFmtChunk, sizeof(aFmtChunk));
+        CheckChunk(aFmtChunk, GetLE<uint64_t>(aFmtChunk + CHUNK_SIZE) == FMT_CHUNK_SIZE,
+                   "format chunk size mismatch", "fmt ", "id != 'fmt '");
+        if (GetLE<uint32_t>(aFmtChunk + FORMAT_ID) != FORMAT_RAW) {
+            throw clXDSF("unsupported data format");
+        }
+        bMsbFirst = GetLE<uint32_t>(aFmtChunk + BITS_PER_SAMPLE) == BITS_MSB_FIRST;
+
+        pStream->ReadFully(aDataHeader, sizeof(aDataHeader));
+        CheckChunk(aDataHeader, GetLE<uint64_t>(aDataHeader + CHUNK_SIZE) > DATA_HEADER_SIZE,
+                   "data chunk size mismatch", "data", "id != 'data'");
+        uDataStart = static_cast<uint64_t>(pStream->Tell());
+        uDataPos = 0;
+
+        if (pStream->IsSeekable()) {
+            ReadTag(uFileSize);
+        }
+    } catch (const clException &caught) {
+        WrapException<clXDSF>("clDSF::ReadHeaders(): ", caught);
+    }
+}
+
+void clDSF::WriteHeaders()
+{
+    try {
+        CheckWriting("not open for writing");
+        fileOutput.Seek(clFileIO::SEEK_POINT_START, 0);
+
+        PutId(aDsdChunk, "DSD ", DSD_CHUNK_SIZE);
+        PutLE(aDsdChunk + FILE_SIZE, static_cast<uint64_t>(fileOutput.Size()));
+        fileOutput.Write(aDsdChunk, sizeof(aDsdChunk));
+
+        PutId(aFmtChunk, "fmt ", FMT_CHUNK_SIZE);
+        PutLE(aFmtChunk + VERSION, FORMAT_VERSION);
+        PutLE(aFmtChunk + FORMAT_ID, FORMAT_RAW);
+        PutDefault(aFmtChunk + CHANNEL_TYPE, ChannelTypeOf(GetChannels()));
+        PutDefault(aFmtChunk + CHANNEL_NUM, 2);
+        PutDefault(aFmtChunk + SAMPLE_RATE, DEFAULT_RATE);
+        PutLE(aFmtChunk + BITS_PER_SAMPLE, BITS_LSB_FIRST);
+        PutDefault(aFmtChunk + BLOCK_SIZE, DEFAULT_BLOCK_SIZE);
+        fileOutput.Write(aFmtChunk, sizeof(aFmtChunk));
+
+        const uint64_t uBlockSize = GetBlockSize();
+        PutId(aDataHeader, "data",
+              (uBlockSize - 1 + uDataPos) / uBlockSize * uBlockSize + DATA_HEADER_SIZE);
+        fileOutput.Write(aDataHeader, sizeof(aDataHeader));
+
+        uDataStart = static_cast<uint64_t>(fileOutput.Seek(clFileIO::SEEK_POINT_CURRENT, 0));
+        uDataPos = 0;
+    } catch (const clException &caught) {
+        WrapException<clXDSF>("clDSF::WriteHeaders(): ", caught);
+    }
+}
+
+// Back to an object without a file. The tag, the buffers and the sample position stay.
+void clDSF::Reset() noexcept
+{
+    bMsbFirst = true;
+    uDataStart = 0;
+    uDataPos = 0;
+    std::fill(std::begin(aDsdChunk), std::end(aDsdChunk), uint8_t{0});
+    std::fill(std::begin(aFmtChunk), std::end(aFmtChunk), uint8_t{0});
+    std::fill(std::begin(aDataHeader), std::end(aDataHeader), uint8_t{0});
+}
+
+// What the two opens share; their prefixes differ.
+void clDSF::OpenStream(clStreamReader *pStreamReader)
+{
+    std::unique_ptr<clStreamReader> pNew(pStreamReader);
+    Close();
+    if (!pNew) {
+        throw clXDSF("no stream");
+    }
+    pStream = std::move(pNew);
+    ReadHeaders();
+    uSamplePos = 0;
+}
+
+// The tag is whatever stands between the end of the data chunk and the end of the file: pointers to
+// it are wrong in too many files to be of use.
+void clDSF::ReadTag(uint64_t uFileSize)
+{
+    const uint64_t uCapacity = GetDataCapacity();
+    if (uCapacity >= uFileSize || uDataStart >= uFileSize - uCapacity) {
+        return;
+    }
+    const uint64_t uOffset = uDataStart + uCapacity;
+    const uint64_t uLength = uFileSize - uOffset;
+    if (uOffset > INT64_MAX) {
+        throw clXDSF("file size out of range");
+    }
+    pStream->Seek(static_cast<off_t>(uOffset));
+    allocMeta.SetSize(static_cast<int64_t>(uLength));
+    const size_t sizeRead = pStream->ReadFully(allocMeta.GetPtr(), static_cast<size_t>(uLength));
+    if (sizeRead >= 3 && std::memcmp(allocMeta.GetPtr(), "ID3", 3) == 0) {
+        tag.Parse(allocMeta.GetPtr(), sizeRead);
+    }
+    pStream->Seek(static_cast<off_t>(uDataStart));
+}
+
+void clDSF::CheckReading(const char *cpMessage) const
+{
+    if (!pStream) {
+        throw clXDSF(cpMessage);
+    }
+}
+
+void clDSF::CheckWriting(const char *cpMessage) const
+{
+    if (!fileOutput.IsOpen()) {
+        throw clXDSF(cpMessage);
+    }
+}
+
+uint64_t clDSF::GetGroupSize() const noexcept
+{
+    return uint64_t{GetLE<uint32_t>(aFmtChunk + BLOCK_SIZE)} *
+           GetLE<uint32_t>(aFmtChunk + CHANNEL_NUM);
+}
+
+// Bytes of sound data that the data chunk announces.
+uint64_t clDSF::GetDataCapacity() const noexcept
+{
+    const uint64_t uChunkSize = GetLE<uint64_t>(aDataHeader + CHUNK_SIZE);
+    return uChunkSize > DATA_HEADER_SIZE ? uChunkSize - DATA_HEADER_SIZE : 0;
+}
+
+uint32_t clDSF::GetChannelType() const noexcept
+{
+    return GetLE<uint32_t>(aFmtChunk + CHANNEL_TYPE);
+}

@@ -1,0 +1,224 @@
+#include "dsd/clDSF.h"
+
+#include "base/clException.h"
+#include "dsd/Kernels.h"
+#include "io/clStreamReader.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <stdexcept>
+
+namespace
+{
+
+struct layout_t {
+    uint32_t uChannels;
+    uint32_t auSlots[6];
+};
+
+// The places of the 5.1 frame that the channels of each channel type take. Mono is not copied to
+// both fronts; this is deliberate.
+constexpr layout_t aLayouts[] = {
+    {0, {}},                 // no such type
+    {1, {0}},                // 1: mono
+    {2, {0, 1}},             // 2: stereo
+    {3, {0, 1, 2}},          // 3: three channels
+    {4, {0, 1, 4, 5}},       // 4: quad
+    {4, {0, 1, 2, 3}},       // 5: four channels
+    {5, {0, 1, 2, 4, 5}},    // 6: five channels
+    {6, {0, 1, 2, 3, 4, 5}}, // 7: 5.1 channels
+};
+
+// Null for an unknown type, and for a file with more channels than its type has places.
+const layout_t *FindLayout(uint32_t uChannelType, uint32_t uChannels)
+{
+    if (uChannelType == 0 || uChannelType >= std::size(aLayouts) ||
+        uChannels > aLayouts[uChannelType].uChannels) {
+        return nullptr;
+    }
+    return &aLayouts[uChannelType];
+}
+
+bool IsMultiple(uint64_t uSize, uint64_t uUnit)
+{
+    return uUnit != 0 && uSize % uUnit == 0;
+}
+
+} // namespace
+
+uint64_t clDSF::WriteRaw(const void *pSrc, uint64_t uSize)
+{
+    CheckWriting("clDSF::WriteRaw(): not open for writing");
+    if (!IsMultiple(uSize, GetGroupSize())) {
+        throw clXDSF("clDSF::WriteRaw(): write size must be multiple of blocksize");
+    }
+    void *pRaw = allocRaw.SetSize(static_cast<int64_t>(uSize));
+    ReverseBitsCopy(pRaw, pSrc, static_cast<size_t>(uSize));
+    fileOutput.Write(pRaw, static_cast<size_t>(uSize));
+    uDataPos += uSize;
+    return uSize;
+}
+
+uint64_t clDSF::ReadRaw(void *pBuffer, uint64_t uSize)
+{
+    CheckReading("clDSF::ReadRaw(): not open for reading");
+    if (!IsMultiple(uSize, GetGroupSize())) {
+        throw clXDSF("clDSF::ReadRaw(): read size must be multiple of blocksize");
+    }
+    uint8_t *pRaw = static_cast<uint8_t *>(allocRaw.SetSize(static_cast<int64_t>(uSize)));
+    const uint64_t uBefore = uDataPos;
+    const uint64_t uWanted = std::min(uSize, GetDataCapacity() - uBefore);
+    if (uWanted == 0) {
+        return 0;
+    }
+    const ssize_t lRead = pStream->Read(pRaw, static_cast<size_t>(uWanted));
+    if (lRead < 0) {
+        throw clXDSF("clDSF::ReadRaw(): stream failed");
+    }
+    const uint64_t uRead = static_cast<uint64_t>(lRead);
+    uDataPos += uRead;
+    if (!bMsbFirst) {
+        ReverseBits(pRaw, static_cast<size_t>(uRead));
+    }
+    RearrangeData(pBuffer, pRaw, uRead);
+
+    if (uDataPos <= GetDataSize()) {
+        return uRead;
+    }
+    // This read reached the filling of the last group; only what stands before it is sound.
+    const uint64_t uSound = GetDataSize() - uBefore;
+    if (uBefore > GetDataSize() || uSound > uWanted) {
+        throw std::runtime_error("clDSF::ReadRaw(): sizeRead > sizeReq");
+    }
+    return uSound;
+}
+
+uint64_t clDSF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
+{
+    constexpr const char *UNKNOWN_LAYOUT = "clDSF::ReadRaw_5_1(): unknown channel layout";
+
+    CheckReading("clDSF::ReadRaw_5_1(): not open for reading");
+    const uint32_t uChannels = GetChannels();
+    // A hostile count of channels must not size a buffer.
+    if (uChannels > MAX_CHANNELS) {
+        throw clXDSF(UNKNOWN_LAYOUT);
+    }
+    const uint64_t uFrames = uSize / MAX_CHANNELS;
+    const uint64_t uWanted = uFrames * uChannels;
+    uint8_t *pRaw = static_cast<uint8_t *>(allocRaw51.SetSize(static_cast<int64_t>(uWanted)));
+    const uint64_t uRead = ReadRaw(pRaw, uWanted);
+
+    uint8_t *pDest = static_cast<uint8_t *>(pBuffer);
+    std::fill_n(pDest, uSize, IDLE_PATTERN);
+    const layout_t *pLayout = FindLayout(GetChannelType(), uChannels);
+    if (pLayout == nullptr) {
+        throw clXDSF(UNKNOWN_LAYOUT);
+    }
+    const uint64_t uReadFrames = uRead / uChannels;
+    MapChannels(pDest, pRaw, uReadFrames, pLayout->auSlots, MAX_CHANNELS, uChannels);
+    return uReadFrames * MAX_CHANNELS;
+}
+
+uint64_t clDSF::Read(double * /*pBuffer*/, uint64_t uSize)
+{
+    CheckReading("clDSF::Read(): not open for reading");
+    if (!IsMultiple(uSize, uint64_t{GetBlockSamples()} * GetChannels())) {
+        throw clXDSF("clDSF::Read(): read size must be multiple of blocksize");
+    }
+    throw clXDSF("clDSF::Read(): decoding is not supported");
+}
+
+uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
+{
+    CheckReading("clDSF::Read_5_1(): not open for reading");
+    if (FindLayout(GetChannelType(), GetChannels()) == nullptr) {
+        throw clXDSF("clDSF::Read_5_1(): unknown channel layout");
+    }
+    return Read(pBuffer, uSize / MAX_CHANNELS * GetChannels());
+}
+
+uint64_t clDSF::SeekSample(uint64_t uSamples)
+{
+    constexpr const char *PAST_END = "clDSF::SeekSample(): newpos > length";
+
+    CheckReading("clDSF::SeekSample(): not open for reading");
+    if (!IsMultiple(uSamples, uint64_t{GetBlockSamples()} * GetChannels())) {
+        throw clXDSF("clDSF::SeekSample(): size must be multiple of blocksize");
+    }
+    if (uSamples > std::numeric_limits<uint64_t>::max() / GetDivisor()) {
+        throw clXDSF(PAST_END);
+    }
+    SeekBytes(uSamples * GetDivisor() / 8, PAST_END);
+    return uSamplePos;
+}
+
+uint64_t clDSF::SeekFrame(uint64_t uFrame)
+{
+    constexpr const char *PAST_END = "clDSF::SeekFrame(): newpos > length";
+
+    CheckReading("clDSF::SeekFrame(): not open for reading");
+    // A total past 64 bits is no number to test, and past every file.
+    const uint64_t uFactor = uint64_t{GetChannels()} * GetDivisor();
+    if (uFactor != 0 && uFrame > std::numeric_limits<uint64_t>::max() / uFactor) {
+        throw clXDSF(PAST_END);
+    }
+    const uint64_t uTotal = uFrame * uFactor;
+    if (!IsMultiple(uTotal, uint64_t{GetBlockSamples()} * GetChannels())) {
+        throw clXDSF("clDSF::SeekFrame(): size must be multiple of blocksize");
+    }
+    SeekBytes(uTotal / 8, PAST_END);
+    return uDataPos / GetChannels();
+}
+
+void clDSF::RearrangeData(void *pDest, const void *pSrc, uint64_t uSize) const
+{
+    const uint64_t uGroupSize = GetGroupSize();
+    if (!IsMultiple(uSize, uGroupSize)) {
+        throw clXDSF("clDSF::RearrangeData(): size must be blocksize * channels");
+    }
+    for (uint64_t uBase = 0; uBase < uSize; uBase += uGroupSize) {
+        Kernels::Interleave(static_cast<uint8_t *>(pDest) + uBase,
+                            static_cast<const uint8_t *>(pSrc) + uBase, GetBlockSize(),
+                            GetChannels());
+    }
+}
+
+void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize) const
+{
+    const uint32_t uChannels = GetChannels();
+    if (uChannels > MAX_CHANNELS) {
+        throw clXDSF("clDSF::ConvertData(): channels must be <= 6");
+    }
+    if (uChannels == 0 || !IsMultiple(uSize, GetBlockSize())) {
+        throw clXDSF("clDSF::ConvertData(): size must be multiple of blocksize");
+    }
+    const double dOne = bDoubleAmplitude ? 2.0 : 1.0;
+    const uint32_t uBlockSize = GetBlockSize();
+    const uint8_t *cpByte = static_cast<const uint8_t *>(pSrc);
+    uint64_t uDone = 0; // samples in the destination of every channel before this group
+    for (uint64_t uBlock = 0; uBlock < uSize / uBlockSize; ++uBlock) {
+        const uint32_t uChIdx = static_cast<uint32_t>(uBlock % uChannels);
+        double *pDest = ppDest[uChIdx] + uDone;
+        for (uint32_t i = 0; i < uBlockSize; ++i, ++cpByte) {
+            for (int iBit = 0; iBit < 8; ++iBit) {
+                const int iShift = bMsbFirst ? 7 - iBit : iBit;
+                *pDest++ = (*cpByte >> iShift & 1) != 0 ? dOne : -dOne;
+            }
+        }
+        if (uChIdx == uChannels - 1) {
+            uDone += uint64_t{uBlockSize} * 8;
+        }
+    }
+}
+
+uint64_t clDSF::SeekBytes(uint64_t uBytes, const char *cpMessage)
+{
+    if (uBytes > GetDataCapacity() || uBytes > INT64_MAX - uDataStart) {
+        throw clXDSF(cpMessage);
+    }
+    pStream->Seek(static_cast<off_t>(uDataStart + uBytes));
+    uDataPos = uBytes;
+    uSamplePos = uBytes / GetChannels() * 8;
+    return uSamplePos;
+}
