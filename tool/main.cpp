@@ -1,0 +1,245 @@
+#include "base/clAlloc.h"
+#include "dsd/Kernels.h"
+#include "dsd/clDSDIFF.h"
+#include "dsd/clDSF.h"
+#include "io/CreateStreamReader.h"
+#include "io/clFileIO.h"
+#include "io/clStreamReaderFile.h"
+#include "tool/clProgress.h"
+
+#include <cinttypes>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace
+{
+
+constexpr char BANNER[] = "Vantrel v1.2.2\n"
+                          "Converts DSDIFF files into DSF files, bit for bit.\n";
+
+constexpr int EXIT_COMPRESSED = 2;
+
+// DSF knows the channel layouts of one to six channels.
+constexpr uint32_t MAX_CHANNELS = 6;
+
+// Blocks of every channel that one turn of the loop moves.
+constexpr uint32_t BLOCKS_PER_TURN = 64;
+
+// With standard error closed, the output file would take its number and messages would end up in
+// it.
+void HoldStandardDescriptors()
+{
+    for (int iFileH = 0; iFileH <= 2; ++iFileH) {
+        if (fcntl(iFileH, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) {
+            std::_Exit(EXIT_FAILURE);
+        }
+    }
+}
+
+// Whether two paths lead to one file, through whatever folders and links.
+bool IsSameFile(const char *cpPathA, const char *cpPathB)
+{
+    struct stat statA = {};
+    struct stat statB = {};
+    return stat(cpPathA, &statA) == 0 && stat(cpPathB, &statB) == 0 &&
+           statA.st_dev == statB.st_dev && statA.st_ino == statB.st_ino;
+}
+
+// Whether a file exists whose size is not what can be read from it.
+bool IsSpecialFile(const char *cpPath)
+{
+    struct stat statFile = {};
+    return stat(cpPath, &statFile) == 0 && !S_ISREG(statFile.st_mode) && !S_ISDIR(statFile.st_mode);
+}
+
+// What is found wrong with the names alone; null when nothing is.
+const char *FindNameFault(const char *cpInput, const char *cpOutput, const char *cpTag)
+{
+    clString strInput(cpInput);
+    if (IsSameFile(clStreamReaderFile::PathOf(strInput).c_str(), cpOutput)) {
+        return "input and output are the same file";
+    }
+    if (cpTag != nullptr && IsSameFile(cpTag, cpOutput)) {
+        return "tag file and output are the same file";
+    }
+    if (cpTag != nullptr && IsSpecialFile(cpTag)) {
+        return "the tag file is no regular file";
+    }
+    return nullptr;
+}
+
+// Fills the buffer as far as there is sound data. A stream may deliver less than it is asked for; a
+// short turn in mid-file would leave a gap of zeros in the output.
+uint64_t ReadTurn(clDSDIFF &reader, uint8_t *pBuffer, uint64_t uSize)
+{
+    uint64_t uFilled = 0;
+    // Only the end of the data can leave a count that is no whole number of frames.
+    while (uFilled < uSize && uFilled % reader.GetChannels() == 0) {
+        const uint64_t uRead = reader.ReadRaw(pBuffer + uFilled, uSize - uFilled);
+        if (uRead == 0) {
+            break;
+        }
+        uFilled += uRead;
+    }
+    return uFilled;
+}
+
+// Puts frames into block groups, the last one filled up with zeros as the format wants it. Returns
+// bytes.
+uint64_t ArrangeBlocks(uint8_t *pDest, const uint8_t *pSrc, uint64_t uFrames, uint32_t uBlockSize,
+                       uint32_t uChannels)
+{
+    const uint64_t uGroupSize = uint64_t{uBlockSize} * uChannels;
+    uint64_t uDone = 0;
+    uint8_t *pGroup = pDest;
+    for (; uDone < uFrames; uDone += uBlockSize, pGroup += uGroupSize) {
+        const uint64_t uLeft = uFrames - uDone;
+        if (uLeft < uBlockSize) {
+            std::memset(pGroup, 0, uGroupSize);
+        }
+        Kernels::Deinterleave(pGroup, uBlockSize, pSrc + uDone * uChannels,
+                              uLeft < uBlockSize ? uLeft : uBlockSize, uChannels);
+    }
+    return static_cast<uint64_t>(pGroup - pDest);
+}
+
+struct moved_t {
+    uint64_t uBytes;   // read from the input
+    uint64_t uSamples; // written, per channel
+};
+
+// Moves all sound data.
+moved_t MoveSound(clDSDIFF &reader, clDSF &writer)
+{
+    const uint32_t uBlockSize = writer.GetBlockSize();
+    const uint32_t uChannels = writer.GetChannels();
+    const uint32_t uBufferSize = uBlockSize * BLOCKS_PER_TURN * uChannels;
+    clAlloc allocInput;
+    clAlloc allocOutput;
+    uint8_t *pInput = static_cast<uint8_t *>(allocInput.SetSize(uBufferSize));
+    uint8_t *pOutput = static_cast<uint8_t *>(allocOutput.SetSize(uBufferSize));
+
+    clProgress progress(reader.GetDataSize());
+    moved_t moved = {};
+    uint64_t uRead;
+    do {
+        uRead = ReadTurn(reader, pInput, uBufferSize);
+        const uint64_t uFrames = uRead / uChannels;
+        if (uFrames != 0) {
+            writer.WriteRaw(pOutput,
+                            ArrangeBlocks(pOutput, pInput, uFrames, uBlockSize, uChannels));
+        }
+        moved.uBytes += uRead;
+        moved.uSamples += uFrames * 8;
+        progress.Update(moved.uBytes);
+    } while (uRead == uBufferSize);
+    return moved;
+}
+
+void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels)
+{
+    const uint64_t uRest = uRead % uChannels;
+    if (uRead == uAnnounced && uRest == 0) {
+        return;
+    }
+    std::fprintf(stderr, "warning: read %" PRIu64 " of %" PRIu64 " announced bytes of sound data",
+                 uRead, uAnnounced);
+    if (uRest != 0) {
+        std::fprintf(stderr, ", the last %" PRIu64 " of them no whole frame and left out", uRest);
+    }
+    std::fputs("\n", stderr);
+}
+
+// Appends the tag file as it is. False when it could not be read whole.
+bool AppendTag(clDSF &writer, const char *cpTag)
+{
+    clFileIO fileTag;
+    fileTag.Open(cpTag, clFileIO::ACCESS_READ, 0);
+    const int64_t lSize = fileTag.Size();
+    clAlloc allocTag;
+    allocTag.SetSize(lSize);
+    if (fileTag.Read(allocTag.GetPtr(), static_cast<size_t>(lSize)) != lSize) {
+        return false;
+    }
+    writer.WriteMeta(allocTag.GetPtr(), static_cast<uint64_t>(lSize));
+    return true;
+}
+
+int Fail(const char *cpText)
+{
+    std::fprintf(stderr, "error: %s\n", cpText);
+    return EXIT_FAILURE;
+}
+
+int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
+{
+    const char *cpFault = FindNameFault(cpInput, cpOutput, cpTag);
+    if (cpFault != nullptr) {
+        return Fail(cpFault);
+    }
+    clDSDIFF reader;
+    clDSF writer;
+    reader.OpenMeta(CreateStreamReader(cpInput));
+    if (reader.IsCompressed()) {
+        Fail("input file is compressed");
+        return EXIT_COMPRESSED;
+    }
+    const uint32_t uChannels = reader.GetChannels();
+    if (uChannels == 0 || uChannels > MAX_CHANNELS) {
+        std::fprintf(stderr,
+                     "error: input file has %" PRIu32 " channels, a DSF file takes 1 to 6\n",
+                     uChannels);
+        return EXIT_FAILURE;
+    }
+    // A file without sound data is refused here, before an existing output is truncated.
+    reader.ReadRaw(nullptr, 0);
+    if (reader.HasChannelConflict()) {
+        std::fputs("warning: two channels claim the same place, "
+                   "all channels stay in the order of the input file\n",
+                   stderr);
+    }
+
+    writer.Create(cpOutput, reader.GetSampleRate(), uChannels);
+    if (reader.GetSampleRate() == 0) {
+        std::fprintf(stderr, "warning: input file names no sample rate, %" PRIu32 " Hz assumed\n",
+                     writer.GetSampleRate());
+    }
+    const moved_t moved = MoveSound(reader, writer);
+    WarnOfShortSound(moved.uBytes, reader.GetDataSize(), uChannels);
+    reader.Close();
+    if (cpTag != nullptr && !AppendTag(writer, cpTag)) {
+        return Fail("the tag file could not be read whole");
+    }
+    writer.SetLength(moved.uSamples);
+    writer.Close();
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    HoldStandardDescriptors();
+    std::fputs(BANNER, stderr);
+    if (argc < 3) {
+        std::fprintf(stderr, "%s <infile> <outfile> [tagfile]\n", argc > 0 ? argv[0] : "vantrel");
+        return EXIT_FAILURE;
+    }
+    // The call that fails then says so, instead of the process being killed without a word.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    try {
+        return Convert(argv[1], argv[2], argc > 3 ? argv[3] : nullptr);
+    } catch (const std::exception &caught) {
+        std::fprintf(stderr, "exception: %s\n", caught.what());
+    } catch (...) {
+        std::fputs("unknown exception\n", stderr);
+    }
+    return EXIT_FAILURE;
+}
