@@ -1,0 +1,99 @@
+// Prints what a DSDIFF or DSF file says about itself: how to open either format by its first bytes
+// and ask it through the interface that both share.
+
+#include "base/clString.h"
+#include "dsd/clDSDIFF.h"
+#include "dsd/clDSF.h"
+#include "id3/clID3tag.h"
+#include "io/CreateStreamReader.h"
+#include "io/clStreamReader.h"
+
+#include <algorithm>
+#include <exception>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace
+{
+
+// The reader for the format that the stream begins with.
+std::unique_ptr<clDSD> MakeReader(clStreamReader &stream)
+{
+    std::string strId(4, '\0');
+    stream.ReadFully(strId.data(), strId.size());
+    stream.Seek(0);
+    if (strId == "FRM8") {
+        return std::make_unique<clDSDIFF>();
+    }
+    if (strId == "DSD ") {
+        return std::make_unique<clDSF>();
+    }
+    throw std::runtime_error("neither a DSDIFF nor a DSF file");
+}
+
+template <class T>
+void PrintLine(const char *cpName, const T &value, const char *cpUnit = "")
+{
+    std::cout << std::left << std::setw(14) << cpName << value << cpUnit << "\n";
+}
+
+void PrintText(const char *cpName, const clString &strText)
+{
+    // Tags come from anywhere; a control character could command the terminal.
+    std::string strClean = strText.c_str();
+    std::ranges::replace_if(
+        strClean, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
+    if (!strClean.empty()) {
+        PrintLine(cpName, strClean);
+    }
+}
+
+void ShowFile(const char *cpName)
+{
+    // A name is a path or a URL; the stream is the same to the readers.
+    std::unique_ptr<clStreamReader> spStream(CreateStreamReader(cpName));
+    const std::unique_ptr<clDSD> spFile = MakeReader(*spStream);
+    // OpenMeta reads the headers and the tag. From here on the stream belongs to the reader.
+    spFile->OpenMeta(spStream.release());
+
+    const bool bDSF = dynamic_cast<const clDSF *>(spFile.get()) != nullptr;
+    PrintLine("format", bDSF ? "DSF" : "DSDIFF");
+    PrintLine("sound", spFile->IsCompressed() ? "compressed (DST)" : "DSD");
+    PrintLine("rate", spFile->GetSampleRate(), " Hz");
+    PrintLine("channels", spFile->GetChannels());
+    PrintLine("length", spFile->GetLength(), " samples per channel");
+    if (spFile->GetSampleRate() > 0) {
+        const double dSamples = static_cast<double>(spFile->GetLength());
+        PrintLine("duration", dSamples / spFile->GetSampleRate(), " s");
+    }
+    PrintLine("sound data", spFile->GetDataSize(), " bytes");
+    PrintLine("block", spFile->GetBlockSize(), " bytes per channel");
+
+    if (const clID3tag *pTag = spFile->GetTag()) {
+        PrintText("title", pTag->GetTitle());
+        // The composer; of a tag that names none, the performer.
+        PrintText("artist", pTag->GetComposer());
+        PrintText("performer", pTag->GetPerformer());
+        PrintText("album", pTag->GetAlbum());
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 2) {
+        std::cerr << "usage: show_file <file.dff | file.dsf>\n";
+        return 1;
+    }
+    try {
+        ShowFile(argv[1]);
+        return 0;
+    } catch (const std::exception &caught) {
+        std::cerr << "show_file: " << caught.what() << "\n";
+        return 1;
+    }
+}
