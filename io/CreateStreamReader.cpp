@@ -1,13 +1,13 @@
 #include "io/CreateStreamReader.h"
 
-#include "base/clException.h"
 #include "io/clStreamReaderFile.h"
+#include "io/clStreamReaderHTTP.h"
 
 clStreamReader *CreateStreamReader(const char *cpName)
 {
     const clString strName(cpName);
     if (strName.BeginsWith("http:")) {
-        throw clXStreamReader("CreateStreamReader(): http input is not built in");
+        return new clStreamReaderHTTP(strName);
     }
     return new clStreamReaderFile(strName);
 }

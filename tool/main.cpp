@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -142,7 +143,7 @@ moved_t MoveSound(clDSDIFF &reader, clDSF &writer)
     return moved;
 }
 
-void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels)
+void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels, bool bDropped)
 {
     const uint64_t uRest = uRead % uChannels;
     if (uRead == uAnnounced && uRest == 0) {
@@ -150,6 +151,11 @@ void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels)
     }
     std::fprintf(stderr, "warning: read %" PRIu64 " of %" PRIu64 " announced bytes of sound data",
                  uRead, uAnnounced);
+    if (bDropped) {
+        std::fputs(
+            ": the server announced a length; download the file first, and it converts whole",
+            stderr);
+    }
     if (uRest != 0) {
         std::fprintf(stderr, ", the last %" PRIu64 " of them no whole frame and left out", uRest);
     }
@@ -185,7 +191,10 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
     }
     clDSDIFF reader;
     clDSF writer;
-    reader.OpenMeta(CreateStreamReader(cpInput));
+    std::unique_ptr<clStreamReader> pStream(CreateStreamReader(cpInput));
+    // Looking for a tag behind the sound, the reader has then read all of it.
+    const bool bDropped = pStream->IsRemote() && pStream->GetSize() != 0;
+    reader.OpenMeta(pStream.release());
     if (reader.IsCompressed()) {
         Fail("input file is compressed");
         return EXIT_COMPRESSED;
@@ -211,7 +220,7 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
                      writer.GetSampleRate());
     }
     const moved_t moved = MoveSound(reader, writer);
-    WarnOfShortSound(moved.uBytes, reader.GetDataSize(), uChannels);
+    WarnOfShortSound(moved.uBytes, reader.GetDataSize(), uChannels, bDropped);
     reader.Close();
     if (cpTag != nullptr && !AppendTag(writer, cpTag)) {
         return Fail("the tag file could not be read whole");

@@ -1,0 +1,249 @@
+#include "io/clStreamReaderHTTP.h"
+
+#include "base/clAlloc.h"
+#include "base/clException.h"
+#include "io/clSocketAddr.h"
+
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+namespace
+{
+
+constexpr char URL_PREFIX[] = "http://";
+constexpr char USER_AGENT[] = "OrvendahlQuistmark/3";
+constexpr unsigned TIMEOUT_MS = 1000;
+constexpr off_t SKIP_SIZE = 65536;
+
+clString Decimal(uint64_t uValue)
+{
+    // The signed assignment would cut values of more than 32 bits.
+    clString strValue;
+    strValue = static_cast<unsigned long>(uValue);
+    return strValue;
+}
+
+// A server that stops in mid-head must not hold the reader for ever.
+ssize_t GetHeadLine(clSocket &sock, clString &strLine)
+{
+    const ssize_t lResult = sock.GetLine(strLine, TIMEOUT_MS);
+    if (lResult < 0) {
+        throw clXStreamReader("clStreamReaderHTTP::GetHead(): read timeout");
+    }
+    return lResult;
+}
+
+int64_t ContentLength(const clString &strValue)
+{
+    const uint64_t uLength = strValue.ToUInt();
+    if (uLength > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
+        throw clXStreamReader("clStreamReaderHTTP::GetHead(): Content-Length out of range");
+    }
+    return static_cast<int64_t>(uLength);
+}
+
+// Closes the connection unless its answer was accepted: the body of an error page, or one from
+// another position, must not be read as the resource.
+class clAnswerGuard
+{
+public:
+    explicit clAnswerGuard(clSocket &sock) noexcept : sockConn(sock) {}
+    clAnswerGuard(const clAnswerGuard &) = delete;
+    clAnswerGuard &operator=(const clAnswerGuard &) = delete;
+    ~clAnswerGuard()
+    {
+        if (!bAccepted) {
+            try {
+                sockConn.Close();
+            } catch (const clXSocket &) {
+                // The failure on its way says more.
+            }
+        }
+    }
+    void Accept() noexcept { bAccepted = true; }
+
+private:
+    clSocket &sockConn;
+    bool bAccepted = false;
+};
+
+} // namespace
+
+const char *clStreamReaderHTTP::cpUserAgent = nullptr;
+
+clStreamReaderHTTP::clStreamReaderHTTP(const clString &strUrl) : clStreamReader(strUrl)
+{
+    if (!strUrl.BeginsWith(URL_PREFIX)) {
+        throw clXStreamReader("clStreamReaderHTTP::clStreamReaderHTTP(): invalid URL");
+    }
+    const char *cpRest = strUrl.c_str() + std::strlen(URL_PREFIX);
+    const char *cpSlash = std::strchr(cpRest, '/');
+    if (cpSlash == cpRest) {
+        throw clXStreamReader("clStreamReaderHTTP::clStreamReaderHTTP(): invalid URL");
+    }
+    if (cpSlash == nullptr) {
+        strHost = cpRest;
+        strPath = "/";
+    } else {
+        strHost = clString(cpRest, static_cast<size_t>(cpSlash - cpRest) + 1, 0);
+        strPath = cpSlash;
+    }
+    if (strHost.Find(':') == clString::NOT_FOUND) {
+        strHost += ":80";
+    }
+    pAddr.reset(clSocketAddrDetect::GetAddr(strHost));
+    GetHead("GET", nullptr, nullptr);
+}
+
+clStreamReaderHTTP::~clStreamReaderHTTP() noexcept(false) = default;
+
+void clStreamReaderHTTP::Close()
+{
+    sockConn.Close();
+}
+
+ssize_t clStreamReaderHTTP::Read(void *pBuffer, size_t sizeBuffer)
+{
+    if (!sockConn.WaitRead(TIMEOUT_MS)) {
+        throw clXStreamReader("clStreamReaderHTTP::Read(): read timeout");
+    }
+    const ssize_t lRead = sockConn.Recv(pBuffer, sizeBuffer, MSG_WAITALL);
+    if (lRead < 0) {
+        throw clXStreamReader("clStreamReaderHTTP::Read(): read error");
+    }
+    iPosition += lRead;
+    return lRead;
+}
+
+off_t clStreamReaderHTTP::Seek(off_t lPosition)
+{
+    return MakeRequest(lPosition);
+}
+
+off_t clStreamReaderHTTP::Skip(off_t lCount)
+{
+    if (lCount < 0) {
+        throw clXStreamReader("clStreamReaderHTTP::Skip(): count < 0");
+    }
+    clAlloc allocScratch;
+    void *const pScratch = allocScratch.SetSize(SKIP_SIZE);
+    while (lCount > 0) {
+        const off_t lBlock = lCount < SKIP_SIZE ? lCount : SKIP_SIZE;
+        if (sockConn.Read(pScratch, static_cast<size_t>(lBlock)) < lBlock) {
+            throw clXStreamReader("clStreamReaderHTTP::Skip(): short read");
+        }
+        iPosition += lBlock;
+        lCount -= lBlock;
+    }
+    return iPosition;
+}
+
+off_t clStreamReaderHTTP::Tell()
+{
+    return iPosition;
+}
+
+int64_t clStreamReaderHTTP::GetSize()
+{
+    return iSize;
+}
+
+bool clStreamReaderHTTP::IsEOF()
+{
+    return iPosition >= iSize;
+}
+
+bool clStreamReaderHTTP::IsRemote()
+{
+    return true;
+}
+
+bool clStreamReaderHTTP::IsSeekable()
+{
+    return true;
+}
+
+const char *clStreamReaderHTTP::GetMimeType()
+{
+    return strContentType.c_str();
+}
+
+uint32_t clStreamReaderHTTP::GetHead(const char *cpMethod, const char *cpHeaderName,
+                                     const char *cpHeaderValue)
+{
+    sockConn.Create(pAddr->GetFamily(), SOCK_STREAM, 0);
+    if (!sockConn.Connect(*pAddr, TIMEOUT_MS)) {
+        throw clXStreamReader("clStreamReaderHTTP::GetHead(): clSocket::Connect()");
+    }
+
+    sockConn.SendLine(clString(cpMethod) + " " + strPath + " HTTP/1.1\r\n");
+    sockConn.SendLine(clString("Host: ") + strHost + "\r\n");
+    sockConn.SendLine("Connection: close\r\n");
+    sockConn.SendLine(clString("User-Agent: ") +
+                      (cpUserAgent != nullptr ? cpUserAgent : USER_AGENT) + "\r\n");
+    if (cpHeaderName != nullptr && cpHeaderValue != nullptr) {
+        sockConn.SendLine(clString(cpHeaderName) + ": " + cpHeaderValue + "\r\n");
+    }
+    sockConn.SendLine("\r\n");
+
+    clString strLine;
+    GetHeadLine(sockConn, strLine);
+    strLine.Tok(" ", true); // the protocol, whatever it is
+    const clString strCode = strLine.Tok(" ", false);
+    const clString strReason = strLine.Tok(" ", false);
+    strLine.TokEnd();
+    const auto uCode = static_cast<uint32_t>(strCode.ToUInt());
+    std::printf("%u %s\n", uCode, strReason.c_str());
+    if (uCode < 200 || uCode > 299) {
+        throw clXStreamReader((clString("clStreamReaderHTTP::GetHead(): ") + strReason).c_str());
+    }
+
+    mapHeaders.clear();
+    std::printf("Headers:\n");
+    while (GetHeadLine(sockConn, strLine) > 0) {
+        clString strHeader = strLine.Tok(":", true);
+        clString strValue = strLine.Tok("\r\n", false);
+        strLine.TokEnd();
+        strHeader.Clean();
+        strValue.Clean();
+        mapHeaders[strHeader] = strValue;
+        if (strHeader.Compare("Content-Type") == 0) {
+            strContentType = strValue;
+        } else if (strHeader.Compare("Content-Length") == 0 && iSize == 0) {
+            // The answer to a range announces the length of its part; the resource's stays.
+            iSize = ContentLength(strValue);
+        }
+        std::printf("\t%s: %s\n", strHeader.c_str(), strValue.c_str());
+    }
+    std::printf("\n");
+    return uCode;
+}
+
+off_t clStreamReaderHTTP::MakeRequest(off_t lPosition)
+{
+    if (lPosition < 0) {
+        throw clXStreamReader("clStreamReaderHTTP::MakeRequest(): position < 0");
+    }
+    sockConn.Close();
+    clAnswerGuard guard(sockConn);
+    if (lPosition == 0) {
+        const uint32_t uCode = GetHead("GET", nullptr, nullptr);
+        if (uCode != 200) {
+            throw clXStreamReader(
+                (clString("clStreamReaderHTTP::MakeRequest(): ") + Decimal(uCode)).c_str());
+        }
+    } else {
+        const clString strRange =
+            clString("bytes=") + Decimal(static_cast<uint64_t>(lPosition)) + "-";
+        const uint32_t uCode = GetHead("GET", "Range", strRange.c_str());
+        if (uCode != 206) {
+            throw clXStreamReader((clString("clStreamReaderHTTP::MakeRequest(): ") +
+                                   Decimal(uCode) + " for range request")
+                                      .c_str());
+        }
+    }
+    guard.Accept();
+    iPosition = lPosition;
+    return iPosition;
+}
