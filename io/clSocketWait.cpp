@@ -1,5 +1,6 @@
-#include "base/clException.h"
 #include "io/clSocket.h"
+
+#include "base/clException.h"
 
 #include <algorithm>
 #include <cerrno>
