@@ -1,0 +1,112 @@
+#include "id3/clID3frame.h"
+
+#include "base/clException.h"
+#include "tests/support/ExpectThrow.h"
+#include "tests/support/ID3Builder.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace std::string_literals;
+
+namespace
+{
+
+// Reads a frame at the cursor, which moves to its end.
+std::unique_ptr<clID3frame> Read(uint8_t uMajor, const uint8_t *&cpCursor, uint64_t &uRemaining)
+{
+    if (uMajor == 2) {
+        return std::make_unique<clID3frame2>(cpCursor, uRemaining);
+    }
+    return uMajor == 3 ? std::make_unique<clID3frame3>(cpCursor, uRemaining)
+                       : std::make_unique<clID3frame>(cpCursor, uRemaining);
+}
+
+} // namespace
+
+TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
+{
+    const struct {
+        uint8_t uMajor, uPictureType;
+        const char *cpId;
+        std::string strBody;
+        const char *cpText;
+        std::string strData;
+        const char *cpMimeType;
+    } aRows[] = {
+        {4, 0, "TIT2", "\0\xE9\0x"s, "\xC3\xA9", "\xE9\0x\0\0"s, ""},
+        {2, 0, "TT2", "\0Word"s, "Word", "Word\0\0"s, ""},
+        {4, 0, "TIT2", "\1\xFF\xFE\xE9\0A\0"s, "\xC3\xA9\x41", "\xFF\xFE\xE9\0A\0\0\0"s, ""},
+        {4, 0, "TIT2", "\2\xFE\xFF\0A\0\0\0B"s, "A", "\xFE\xFF\0A\0\0\0B\0\0"s, ""},
+        // Only the newest version knows UTF-8.
+        {4, 0, "TIT2", "\3\xC3\xA9"s, "\xC3\xA9", "\xC3\xA9\0\0"s, ""},
+        {3, 0, "TIT2", "\3\xFF\xFE\x41\0"s, "A", "\xFF\xFE\x41\0\0\0"s, ""},
+        // A text of odd length goes on with the zeros that are stored behind it.
+        {4, 0, "TIT2", "\1\xFF\xFE\x41\0B"s, "AB", "\xFF\xFE\x41\0B\0\0"s, ""},
+        {3, 0, "TIT2", "\1"s, "", "\0\0"s, ""},
+        {4, 0, "WOAR", "http", "http", "http\0"s, ""},
+        {2, 0, "WAR", "http", "htt", "htt\0"s, ""},
+        {2, 0, "WAR", "", "", "", ""},
+        {4, 0, "TXXX", "\3a\0b"s, "", "\3a\0b"s, ""},
+        {3, 0, "WXXX", "\0a\0b"s, "", "\0a\0b"s, ""},
+        {4, 0, "COMM", "", "", "", ""},
+        {4, 4, "APIC", "\0a/b\0\4\xE9\0d\0ta"s, "\xC3\xA9", "d\0ta"s, "a/b"},
+        // The description may end with the tag. In units it loses its first byte, and with it the
+        // mark: this machine's order is taken. It ends at a zero unit, or before half a one.
+        {3, 0, "APIC", "\0\0\0ab"s, "ab", "", ""},
+        {4, 3, "APIC", "\2\0\3\xFE\xFF\0A\0\0xy"s, "\xEF\xBC\x80\xE4\x84\x80", "xy", ""},
+        {4, 0, "APIC", "\1\0\0\xFF\xFE\x41\0z"s, "\xEF\xB8\x80\x41", "z", ""},
+        {4, 3, "APIC", "\1a/b\0\3A\0B\0\0\0\0data"s, "", "\0data"s, "a/b"},
+        {2, 3, "PIC", "\0PNG\3front\0data"s, "front", "data", "image/png"},
+        {2, 0, "PIC", "\0JPG\0\0"s, "", "", "image/jpeg"},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - aRows << ", " << row.cpId);
+        const auto tag = ID3Builder(row.uMajor).Frame(row.cpId, row.strBody).Build();
+        const uint8_t *cpCursor = tag.data() + 10;
+        uint64_t uRemaining = tag.size() - 10;
+        const auto pFrame = Read(row.uMajor, cpCursor, uRemaining);
+        EXPECT_EQ(tag.data() + tag.size(), cpCursor);
+        EXPECT_EQ(0U, uRemaining);
+        EXPECT_STREQ(row.cpId, pFrame->GetId().c_str());
+        EXPECT_STREQ(row.cpText, pFrame->GetText().c_str());
+        EXPECT_STREQ(row.cpMimeType, pFrame->GetMimeType().c_str());
+        EXPECT_EQ(row.uPictureType, pFrame->GetPictureType());
+        const auto *cpData = static_cast<const char *>(pFrame->GetData().GetPtr());
+        EXPECT_EQ(row.strData, std::string(cpData, cpData + pFrame->GetData().GetSize()));
+    }
+}
+
+TEST(clID3frame, FaultsLeaveTheCallersCursor)
+{
+    const std::string strLeft = "(): not enough data left";
+    const struct {
+        uint8_t uMajor;
+        std::string strBytes;
+        std::string strMessage;
+    } aRows[] = {
+        {4, "TIT"s, "clID3base::ReadBytes" + strLeft},
+        {4, "TIT2\0\0\0\x80\0\0x"s, "clID3base::SS2Int32(): invalid data"},
+        {4, "TIT2\0\0\0\2\0\0x"s, "clID3frame::clID3frame(): insufficient data"},
+        {3, "TIT2\xFF\xFF\xFF\xFF\0\0x"s, "clID3frame3::clID3frame3(): insufficient data"},
+        {2, "TT2\0\0\2x"s, "clID3frame2::clID3frame2(): insufficient data"},
+        // A text of size 0 takes the first byte of the next frame for its encoding.
+        {4, "TIT2\0\0\0\0\0\0"s, "clID3base::ReadByte" + strLeft},
+        {2, "TT2\0\0\0TAL\0"s, "clID3base::ReadBytes" + strLeft},
+        // The strings of a picture end with the tag and not with the frame.
+        {4, "APIC\0\0\0\1\0\0\0"s, "clID3base::ReadString" + strLeft},
+        {4, "APIC\0\0\0\5\0\0\0a\0\3b\0"s, "clID3frame::clID3frame(): header size mismatch"},
+        {3, "APIC\0\0\0\5\0\0\0a\0\3b\0"s, "clID3frame3::clID3frame3(): header size mismatch"},
+        {2, "PIC\0\0\6\0PNG\3b\0"s, "clID3frame2::clID3frame2(): header size mismatch"},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
+        const std::vector<uint8_t> bytes(row.strBytes.begin(), row.strBytes.end());
+        const uint8_t *cpCursor = bytes.data();
+        uint64_t uRemaining = bytes.size();
+        EXPECT_THROW_MSG(Read(row.uMajor, cpCursor, uRemaining), clXID3tag, row.strMessage);
+        EXPECT_EQ(bytes.data(), cpCursor);
+        EXPECT_EQ(bytes.size(), uRemaining);
+    }
+}

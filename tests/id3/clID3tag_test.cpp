@@ -1,0 +1,192 @@
+#include "id3/clID3tag.h"
+
+#include "base/clException.h"
+#include "id3/clID3frame.h"
+#include "tests/support/ExpectThrow.h"
+#include "tests/support/ID3Builder.h"
+
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+using namespace std::string_literals;
+
+namespace
+{
+
+struct Tag : clID3tag {
+    using clID3tag::mapFrames;
+
+    explicit Tag(const ID3Builder &builder) { Parse(builder); }
+    using clID3tag::Parse;
+    void Parse(const ID3Builder &builder)
+    {
+        const auto bytes = builder.Build();
+        clID3tag::Parse(bytes.data(), bytes.size());
+    }
+};
+
+// A tag of fewer than 128 bytes with frames of all kinds.
+ID3Builder FullTag(uint8_t uMajor)
+{
+    const bool bShort = uMajor == 2;
+    return ID3Builder(uMajor)
+        .Text(bShort ? "TT2" : "TIT2", "Title")
+        .Text(bShort ? "TP1" : "TPE1", "\xFF\xFE\x41\0"s, 1)
+        .Frame(bShort ? "WAR" : "WOAR", "http://a/")
+        .Frame(bShort ? "TXX" : "TXXX", "raw")
+        .Picture(3, bShort ? "PNG" : "image/png", "front", "data");
+}
+
+void ExpectFullTag(const Tag &tag)
+{
+    EXPECT_EQ(5u, tag.mapFrames.size());
+    EXPECT_STREQ("Title", tag.GetTitle().c_str());
+    EXPECT_STREQ("image/png", tag.GetPictureMimeType());
+    ASSERT_EQ(4u, tag.GetPictureSize());
+    EXPECT_EQ("data", std::string(static_cast<const char *>(tag.GetPicture()), 4));
+}
+
+constexpr uint8_t aVersions[] = {2, 3, 4};
+
+} // namespace
+
+TEST(clID3tag, FramesGoOnToPaddingFooterOrTheEnd)
+{
+    for (const uint8_t uMajor : aVersions) {
+        SCOPED_TRACE(testing::Message() << "version 2." << +uMajor);
+        // The footer is the last ten bytes, whatever lies between.
+        ExpectFullTag(Tag(FullTag(uMajor).Padding(12).Footer()));
+        // The size in the header does not end the frames; too few bytes for one more do.
+        ExpectFullTag(
+            Tag(FullTag(uMajor).Bytes(std::string(uMajor == 2 ? 5 : 9, 'X')).SetByte(9, 0)));
+        // Padding is as many zeros as an id has characters.
+        ExpectFullTag(Tag(FullTag(uMajor).Padding(uMajor == 2 ? 3 : 4).Frame("XXXX", "")));
+    }
+}
+
+TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
+{
+    const std::string strParse = "clID3tag::Parse(): ";
+    const ID3Builder full = FullTag(4);
+    const ID3Builder footer = FullTag(4).Footer();
+    const struct {
+        ID3Builder builder;
+        size_t sizeFrames;
+        std::string strMessage;
+    } aRows[] = {
+        {ID3Builder(full).SetByte(2, '2'), 0, strParse + "not an ID3v2 tag"},
+        {ID3Builder(full).Truncate(9), 0, "clID3base::ReadSS4(): not enough data left"},
+        // Too new, or unsynchronised.
+        {ID3Builder(full).SetByte(4, 1).Truncate(5), 0, ""},
+        {ID3Builder(full).Flags(0xFF), 0, ""},
+        {FullTag(3).Padding(3).Frame("TALB", ""), 5,
+         "clID3frame3::clID3frame3(): insufficient data"},
+        {ID3Builder(full).Truncate(40), 0, strParse + "incomplete data"},
+        {ID3Builder(footer).SetByte(9, 100), 0, strParse + "incomplete data"},
+        // Too short for header and footer: what would be left of it wraps, and the tag passes.
+        {ID3Builder().Footer().Truncate(19), 0, strParse + "no footer, incomplete data"},
+        {ID3Builder(footer).Padding(4).SetByte(-8, 'X'), 5, strParse + "invalid footer"},
+        // The size of an extended header skips nothing.
+        {FullTag(4).ExtendedHeader("\0\0\1\0\1\x70\0\5\xF\x7F\x7F\x7F\x7E\1\xAB"s), 5, ""},
+        {FullTag(3).ExtendedHeader("\0\0\0\6\1\x10\x9\x9\x9\x9\1\7"s), 5, ""},
+        {FullTag(4).ExtendedHeader("\0\0\0\5\1\0"s), 0, strParse + "invalid extended header"},
+        {FullTag(4).ExtendedHeader("\0\0\0\7\1\x40\1"s), 0, strParse + "update size != 0"},
+        {FullTag(4).ExtendedHeader("\0\0\0\7\1\x20\4"s), 0, strParse + "CRC32 size != 5"},
+        {FullTag(4).ExtendedHeader("\0\0\0\7\1\x10\0"s), 0, strParse + "restrictions size != 1"},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
+        // What an earlier parse has left is gone, what a failing one has read stays.
+        Tag tag(FullTag(2));
+        if (row.strMessage.empty()) {
+            tag.Parse(row.builder);
+        } else {
+            EXPECT_THROW_MSG(tag.Parse(row.builder), clXID3tag, row.strMessage);
+        }
+        EXPECT_EQ(row.sizeFrames, tag.mapFrames.size());
+    }
+}
+
+TEST(clID3tag, TheInputMayLieInAFrameOfTheSameTag)
+{
+    const auto inner = FullTag(3).Build();
+    Tag tag(ID3Builder().Picture(0, "", "", {inner.begin(), inner.end()}));
+    tag.Parse(tag.GetPicture(), tag.GetPictureSize());
+    ExpectFullTag(tag);
+}
+
+TEST(clID3tag, FieldsTakeTheFirstFrameOfTheFirstId)
+{
+    // The text of a frame is its id and its place among the frames.
+    const struct {
+        uint8_t uMajor;
+        std::vector<const char *> ids;
+        const char *cpTitleComposerPerformerAlbum;
+    } aRows[] = {
+        {4, {"TALB", "TIT2", "TIT2", "TALB"}, "TIT21,,,TALB0"},
+        {4, {"TPE3", "TPE1", "TPE2"}, ",TPE11,TPE22,"},
+        {4, {"TPE3", "TPE1"}, ",TPE11,TPE30,"},
+        {4, {"TPE3", "TPE2", "TCOM"}, ",TCOM2,TPE21,"},
+        {2, {"TP3", "TP2", "TP1", "TT2", "TAL"}, "TT23,TP12,TP21,TAL4"},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
+        ID3Builder builder(row.uMajor);
+        int iPlace = 0;
+        for (const char *cpId : row.ids) {
+            builder.Text(cpId, cpId + std::to_string(iPlace++));
+        }
+        const Tag tag(builder);
+        const clString strFields = tag.GetTitle() + "," + tag.GetComposer() + "," +
+                                   tag.GetPerformer() + "," + tag.GetAlbum();
+        EXPECT_STREQ(row.cpTitleComposerPerformerAlbum, strFields.c_str());
+    }
+}
+
+TEST(clID3tag, TheTrackIsTheNumberBeforeTheSlash)
+{
+    const std::pair<const char *, int> aRows[] = {{"-7/12", -7}, {"010/20", 8}, {"7/1/2", 7},
+                                                  {"/12", 0},    {"7 ", 0},     {"x", 0}};
+    for (const auto &[cpText, iTrack] : aRows) {
+        EXPECT_EQ(iTrack, Tag(ID3Builder().Text("TRCK", cpText)).GetTrack()) << cpText;
+    }
+}
+
+TEST(clID3tag, ThePictureIsTheFirstCoverOrOneOfNoKind)
+{
+    // The picture that is chosen is counted from 1.
+    const std::pair<std::vector<uint8_t>, uint64_t> aRows[] = {
+        {{}, 0}, {{1, 2, 4, 255}, 0}, {{4, 0, 3}, 2}, {{0, 3}, 1}, {{4, 3, 0}, 2}};
+    for (const auto &[types, uChosen] : aRows) {
+        SCOPED_TRACE(testing::PrintToString(types));
+        ID3Builder builder;
+        std::string strData;
+        for (const uint8_t uType : types) {
+            builder.Picture(uType, "", "", strData += 'x');
+        }
+        const Tag tag(builder);
+        EXPECT_EQ(uChosen, tag.GetPictureSize());
+        EXPECT_EQ(uChosen == 0, tag.GetPicture() == nullptr);
+        EXPECT_STREQ(uChosen == 0 ? nullptr : "", tag.GetPictureMimeType());
+    }
+}
+
+TEST(clID3tag, ForeignBytesParseOrThrowClXID3tag)
+{
+    std::mt19937 random(20240611);
+    for (int iRound = 0; iRound < 6000; iRound++) {
+        SCOPED_TRACE(testing::Message() << "round " << iRound);
+        // With size 0 a tag is found short only where it really ends.
+        auto builder = FullTag(aVersions[iRound % 3]).Footer().SetByte(9, 0);
+        for (int iDamage = 0; iDamage < 4; iDamage++) {
+            builder.SetByte(5 + random() % 80, uint8_t(random() >> random() % 8));
+        }
+        try {
+            Tag(builder.Truncate(random() % 200)).GetTrack();
+        } catch (const clXID3tag &) {
+            continue;
+        }
+    }
+}
