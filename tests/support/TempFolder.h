@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <stdlib.h> // for mkdtemp()
+
+/**
+ * A fresh folder under the system's temporary folder; the destructor removes it with all that it
+ * holds by then. Trouble throws, so that a test cannot pass on files that were never there.
+ */
+class TempFolder
+{
+public:
+    TempFolder()
+    {
+        strFolder = (std::filesystem::temp_directory_path() / "vantrel-XXXXXX").string();
+        if (mkdtemp(strFolder.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), "mkdtemp " + strFolder);
+        }
+    }
+
+    TempFolder(const TempFolder &) = delete;
+    TempFolder &operator=(const TempFolder &) = delete;
+
+    ~TempFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(strFolder, ignored);
+    }
+
+    /** The path of a file in the folder, whether it exists or not. */
+    std::string Path(const std::string &strName) const { return strFolder + '/' + strName; }
+
+    /** Makes or replaces a file and returns its path. */
+    std::string Write(const std::string &strName, const std::vector<uint8_t> &content) const
+    {
+        std::ofstream stream(Path(strName), std::ios::binary | std::ios::trunc);
+        if (!content.empty()) {
+            stream.write(reinterpret_cast<const char *>(content.data()),
+                         static_cast<std::streamsize>(content.size()));
+        }
+        stream.close();
+        if (!stream) {
+            throw std::runtime_error("cannot write " + Path(strName));
+        }
+        return Path(strName);
+    }
+
+    /** The whole content of a file in the folder. */
+    std::vector<uint8_t> Read(const std::string &strName) const
+    {
+        std::ifstream stream(Path(strName), std::ios::binary);
+        if (!stream) {
+            throw std::runtime_error("cannot read " + Path(strName));
+        }
+        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    }
+
+private:
+    std::string strFolder;
+};
