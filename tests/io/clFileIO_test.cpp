@@ -1,0 +1,189 @@
+#include "io/clFileIO.h"
+
+#include "base/clException.h"
+#include "tests/support/ExpectThrow.h"
+#include "tests/support/TempFolder.h"
+
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr auto READ = clFileIO::ACCESS_READ;
+constexpr auto READWRITE = clFileIO::ACCESS_READWRITE;
+constexpr auto UNKNOWN = static_cast<clFileIO::access_t>(3);
+
+/** Shows its inside. */
+struct clProbeFile : clFileIO {
+    using clFileIO::clFileIO;
+    using clFileIO::iFileH;
+    using clFileIO::iUnlinkMark;
+    using clFileIO::strFileName;
+};
+
+// What is thrown, with the system's words when it has an error number.
+std::string Says(const std::string &strText, int iErrorNumber = 0)
+{
+    const std::string strWhole = "clFileIO::" + strText;
+    return iErrorNumber == 0 ? strWhole : clXFileIO(strWhole.c_str(), iErrorNumber).what();
+}
+
+bool IsMapped(void *pMapping)
+{
+    return msync(pMapping, clFileIO::GetPageSize(), MS_ASYNC) == 0;
+}
+
+} // namespace
+
+TEST(clFileIO, OpenTranslatesAccessAndOptions)
+{
+    const struct {
+        int iAccess;
+        int iOptions;
+        int iFlags;
+        size_t sizeLeft;
+    } aRows[] = {{0, 16 | 32, O_RDONLY, 3}, {1, 4 | 8, O_WRONLY, 0}, {2, 2, O_RDWR | O_SYNC, 3}};
+    const TempFolder folder;
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::Message() << "access " << row.iAccess << " options " << row.iOptions);
+        const std::string strPath = folder.Write("file", {1, 2, 3});
+        const clProbeFile file(strPath.c_str(), static_cast<clFileIO::access_t>(row.iAccess),
+                               row.iOptions);
+        EXPECT_EQ(row.iFlags, fcntl(file.iFileH, F_GETFL) & (O_ACCMODE | O_SYNC | O_APPEND));
+        EXPECT_EQ(strPath, file.strFileName.c_str());
+        EXPECT_EQ(row.sizeLeft, folder.Read("file").size());
+    }
+}
+
+TEST(clFileIO, ExclusiveCreationFollowsTheUmask)
+{
+    const TempFolder folder;
+    const std::string strPath = folder.Path("new");
+    const mode_t uOldMask = umask(027);
+    clFileIO file(strPath.c_str(), READ, clFileIO::OPEN_CREATE | clFileIO::OPEN_EXCLUSIVE);
+    umask(uOldMask);
+    EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(strPath).permissions());
+    EXPECT_THROW_MSG(file.Open(strPath.c_str(), READ, 1 | 4), clXFileIO,
+                     Says("Open(): open()", EEXIST));
+    EXPECT_FALSE(file.IsOpen());
+}
+
+TEST(clFileIO, OpenClosesTheOldFileFirst)
+{
+    const TempFolder folder;
+    clProbeFile file(folder.Write("old", {1}).c_str(), READ, 0);
+    void *const pMapping = file.Map(0, 1, READ, 0);
+    file.Open(file.strFileName.c_str(), READWRITE, 0);
+    EXPECT_FALSE(IsMapped(pMapping));
+    EXPECT_EQ(folder.Path("old"), file.strFileName.c_str());
+    EXPECT_THROW_MSG(file.Open("", UNKNOWN, 4), clXFileIO, Says("Open(): BUG: unknown access_t"));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_STREQ("", file.strFileName.c_str());
+}
+
+TEST(clFileIO, FailedCloseKeepsTheDescriptorUntilItIsDetached)
+{
+    const TempFolder folder;
+    const std::string strPath = folder.Write("file", {1});
+    const std::string strText = Says("Close(): close()", EBADF);
+    clProbeFile file(strPath.c_str(), READ, 0);
+    close(file.iFileH);
+    EXPECT_THROW_MSG(file.Close(), clXFileIO, strText);
+    EXPECT_TRUE(file.IsOpen());
+    file.Detach();
+
+    // The destructor throws too, unless another exception is on its way.
+    const auto Leave = [&](bool bThrowing) {
+        const clProbeFile left(strPath.c_str(), READ, 0);
+        close(left.iFileH);
+        if (bThrowing) {
+            throw clXFileIO("first");
+        }
+    };
+    EXPECT_THROW_MSG(Leave(false), clXFileIO, strText);
+    EXPECT_THROW_MSG(Leave(true), clXFileIO, "first");
+}
+
+TEST(clFileIO, CloseDeletesAMarkedFile)
+{
+    const TempFolder folder;
+    const std::string strPath = folder.Path("file");
+    clProbeFile file;
+    file.Open(folder.Write("file", {}).c_str(), READ, 0);
+    file.iUnlinkMark = static_cast<int32_t>(0xDEADBEEF);
+    file.Close();
+    EXPECT_FALSE(clFileIO::Exists(strPath.c_str()));
+    file.Open(folder.Write("file", {}).c_str(), READ, 0);
+    std::filesystem::remove(strPath);
+    EXPECT_THROW_MSG(file.Close(), clXFileIO, Says("Close(): unlink()", ENOENT));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_EQ(strPath, file.strFileName.c_str());
+}
+
+TEST(clFileIO, ReadPassesShortCountsOnAndWriteDoesNot)
+{
+    const TempFolder folder;
+    std::vector<uint8_t> buffer(5);
+    clProbeFile file(folder.Write("file", {1, 2, 3}).c_str(), READ, 0);
+    EXPECT_EQ(3, file.Read(buffer.data(), 5));
+    EXPECT_EQ(0, file.Read(buffer.data(), 5));
+    EXPECT_THROW_MSG(file.Write(buffer.data(), 1), clXFileIO, Says("Write(): write()", EBADF));
+
+    const std::string strPipe = folder.Path("pipe");
+    ASSERT_EQ(0, mkfifo(strPipe.c_str(), 0600));
+    file.Open(strPipe.c_str(), READWRITE, 0);
+    ASSERT_EQ(0, fcntl(file.iFileH, F_SETFL, O_NONBLOCK));
+    // The pipe takes a part of this; the error of some earlier call is not the reason.
+    buffer.resize(2 * static_cast<size_t>(fcntl(file.iFileH, F_GETPIPE_SZ)));
+    errno = ENOENT;
+    EXPECT_THROW_MSG(file.Write(buffer.data(), buffer.size()), clXFileIO,
+                     Says("Write(): write()", ENOSPC));
+}
+
+TEST(clFileIO, SizesAndSeeksAreThoseOfTheFile)
+{
+    const TempFolder folder;
+    const std::string strPath = folder.Write("file", {1, 2, 3, 4, 5});
+    clFileIO file(strPath.c_str(), READWRITE, 0);
+    EXPECT_EQ(2, file.Seek(clFileIO::SEEK_POINT_START, 2));
+    EXPECT_EQ(1, file.Seek(clFileIO::SEEK_POINT_CURRENT, -1));
+    EXPECT_EQ(12, file.Seek(clFileIO::SEEK_POINT_END, 7));
+    EXPECT_THROW_MSG(file.Seek(clFileIO::SEEK_POINT_START, -1), clXFileIO,
+                     Says("Seek(): lseek()", EINVAL));
+    EXPECT_THROW_MSG(file.Seek(static_cast<clFileIO::seekpoint_t>(3), 0), clXFileIO,
+                     Says("Seek(): BUG: unknown seekpoint_t"));
+    EXPECT_EQ(12, file.Seek(clFileIO::SEEK_POINT_CURRENT, 0));
+
+    file.SetSize(off_t{1} << 32);
+    EXPECT_EQ(off_t{1} << 32, file.Size());
+    EXPECT_EQ(off_t{1} << 32, clFileIO::GetSize(strPath.c_str()));
+    EXPECT_THROW_MSG(file.SetSize(-1), clXFileIO, Says("SetSize(): ftruncate()"));
+    file.Close();
+    EXPECT_THROW_MSG(file.Size(), clXFileIO, Says("Size(): fstat()"));
+    EXPECT_THROW_MSG(clFileIO::GetSize(nullptr), clXFileIO, Says("GetSize(): stat()", ENOENT));
+}
+
+TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
+{
+    const size_t sizePage = clFileIO::GetPageSize();
+    const TempFolder folder;
+    clFileIO file(folder.Write("file", std::vector<uint8_t>(2 * sizePage)).c_str(), READWRITE, 0);
+    auto *const pFirst = static_cast<uint8_t *>(file.Map(0, sizePage, READWRITE, 0));
+    void *const pSecond = file.Map(static_cast<off_t>(sizePage), sizePage, READ, 1 | 4);
+    EXPECT_THROW_MSG(file.Unmap(pFirst, sizePage - 1), clXFileIO,
+                     Says("Unmap(): mapping size mismatch"));
+    pFirst[1] = 7;
+    EXPECT_EQ(7, folder.Read("file").at(1));
+    file.Unmap(pFirst, sizePage);
+    EXPECT_FALSE(IsMapped(pFirst));
+    EXPECT_THROW_MSG(file.Unmap(pFirst, sizePage), clXFileIO, Says("Unmap(): mapping not found"));
+    file.Close();
+    EXPECT_FALSE(IsMapped(pSecond));
+    EXPECT_THROW_MSG(file.Map(0, 1, READ, 0), clXFileIO, Says("Map(): mmap()", EBADF));
+    EXPECT_THROW_MSG(file.Map(0, 1, UNKNOWN, 0), clXFileIO, Says("Map(): BUG: unknown access_t"));
+}

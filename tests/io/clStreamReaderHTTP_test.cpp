@@ -1,0 +1,277 @@
+#include "io/clStreamReaderHTTP.h"
+
+#include "base/clException.h"
+#include "io/clSocketAddr.h"
+#include "tests/support/ExpectThrow.h"
+#include "tests/support/ScriptedServer.h"
+
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+namespace
+{
+
+// Shows what only subclasses see.
+struct clProbe : clStreamReaderHTTP {
+    explicit clProbe(const std::string &strUrl) : clStreamReaderHTTP(clString(strUrl.c_str())) {}
+    using clStreamReaderHTTP::mapHeaders;
+    using clStreamReaderHTTP::sockConn;
+};
+
+std::string Head(const std::string &strStatus, const std::string &strHeaders = "")
+{
+    return "HTTP/1.1 " + strStatus + "\r\n" + strHeaders + "\r\n";
+}
+
+std::string Answer(const std::string &strStatus, const std::string &strBody)
+{
+    return Head(strStatus, "Content-Length: " + std::to_string(strBody.size()) + "\r\n") + strBody;
+}
+
+std::string ReadAll(clStreamReaderHTTP &reader, size_t sizePiece)
+{
+    std::string strAll;
+    std::string strPiece(sizePiece, '\0');
+    while (const ssize_t lRead = reader.Read(strPiece.data(), sizePiece)) {
+        strAll.append(strPiece, 0, static_cast<size_t>(lRead));
+    }
+    return strAll;
+}
+
+std::string Pattern(size_t size)
+{
+    std::string strBytes;
+    while (strBytes.size() < size) {
+        strBytes += static_cast<char>(strBytes.size() * 7 + strBytes.size() / 251);
+    }
+    return strBytes;
+}
+
+} // namespace
+
+TEST(clStreamReaderHTTP, RequestsAreExact)
+{
+    ScriptedServer server({{Head("200 OK")}, {Head("206 OK")}, {Head("206 OK")}});
+    clProbe reader(server.Url("/a/b.dff?x=1"));
+    EXPECT_EQ(4096, reader.Seek(4096));
+    EXPECT_EQ(4294967296, reader.Seek(4294967296));
+    const std::string strUsual = "GET /a/b.dff?x=1 HTTP/1.1\r\nHost: " + server.Host() +
+                                 "\r\nConnection: close\r\n"
+                                 "User-Agent: OrvendahlQuistmark/3\r\n";
+    const std::vector<std::string> expected = {strUsual + "\r\n",
+                                               strUsual + "Range: bytes=4096-\r\n\r\n",
+                                               strUsual + "Range: bytes=4294967296-\r\n\r\n"};
+    EXPECT_EQ(expected, server.Requests());
+}
+
+TEST(clStreamReaderHTTP, HostAloneIsAskedAtPort80)
+{
+    std::optional<ScriptedServer> server;
+    try {
+        server.emplace(std::vector<ServerAnswer>{{Head("200 OK")}}, uint16_t{80});
+    } catch (const std::runtime_error &) {
+        GTEST_SKIP() << "port 80 is taken, or not for this user";
+    }
+    const clProbe reader("http://127.0.0.1");
+    const std::string strExpected = "GET / HTTP/1.1\r\nHost: 127.0.0.1:80\r\nConnection: close\r\n"
+                                    "User-Agent: OrvendahlQuistmark/3\r\n\r\n";
+    EXPECT_EQ(std::vector{strExpected}, server->Requests());
+}
+
+TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
+{
+    const std::string strLong(100000, 'l');
+    const struct {
+        std::string strAnswer, strPrinted;
+        int64_t iSize;
+        std::string strMimeType, strBody;
+    } aRows[] = {
+        {"HTTP/1.1 200 OK\r\nDate: Mon, 01 Jan 2024 10:00:00 GMT\r\nX-A: 1\r\nContent-Length: 4\r\n"
+         "Content-Type: text/plain\r\nX-A:2 \t\r\nContent-Type: audio/x-dff\r\n\r\nbody",
+         "200 OK\nHeaders:\n\tDate: Mon, 01 Jan 2024 10:00:00 GMT\n\tX-A: 1\n\tContent-Length: 4\n"
+         "\tContent-Type: text/plain\n\tX-A: 2\n\tContent-Type: audio/x-dff\n\n",
+         4, "audio/x-dff", "body"},
+        // Other cases of a name are kept, not understood; the first length counts.
+        {"HTTP/1.0 203 Not Authoritative\ncontent-type: a/b\ncontent-length: 9\n"
+         "Content-Length: 0\nContent-Length: 2\nContent-Length: 7\n\nab",
+         "203 Not\nHeaders:\n\tcontent-type: a/b\n\tcontent-length: 9\n"
+         "\tContent-Length: 0\n\tContent-Length: 2\n\tContent-Length: 7\n\n",
+         2, "", "ab"},
+        {"HTTP/1.1 200 OK\r\nA: b\r\nC: d", "200 OK\nHeaders:\n\tA: b\n\n", 0, "", ""},
+        {Head("200 OK", "%s%n: %s%n\r\nno colon\r\n:::\r\n : x\r\nA:\r\n") + "b",
+         "200 OK\nHeaders:\n\t%s%n: %s%n\n\tno colon: \n\t: \n\t: x\n\tA: \n\n", 0, "", "b"},
+        {Head("200 OK", std::string("A: b\0c: d\r\n", 11) + "\x1b\x80\xff: \x7f\r\n") + "b",
+         "200 OK\nHeaders:\n\tA: b\n\tc: d\n\t\x1b\x80\xff: \x7f\n\n", 0, "", "b"},
+        {Head("200 OK", "A: " + strLong + "\r\n" + strLong + ": b\r\n") + "b",
+         "200 OK\nHeaders:\n\tA: " + strLong + "\n\t" + strLong + ": b\n\n", 0, "", "b"},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(row.strPrinted.substr(0, 200));
+        const DescriptorCheck check;
+        ScriptedServer server({{row.strAnswer}});
+        testing::internal::CaptureStdout();
+        clProbe reader(server.Url("/"));
+        EXPECT_EQ(row.strPrinted, testing::internal::GetCapturedStdout());
+        EXPECT_EQ(row.iSize, reader.GetSize());
+        EXPECT_EQ(row.strMimeType, reader.GetMimeType());
+        EXPECT_EQ(row.strBody, ReadAll(reader, 1000));
+        EXPECT_EQ(static_cast<off_t>(row.strBody.size()), reader.Tell());
+    }
+    ScriptedServer server({{aRows[0].strAnswer}, {Head("200 OK", "B: c\r\n")}});
+    clProbe reader(server.Url("/"));
+    reader.Seek(0);
+    EXPECT_EQ(1U, reader.mapHeaders.size());
+    EXPECT_EQ(4, reader.GetSize());
+}
+
+TEST(clStreamReaderHTTP, BadUrlsAreRefused)
+{
+    for (const char *cpUrl : {"http:/x", "HTTP://x/", "https://x/", "http:///x"}) {
+        EXPECT_THROW_MSG(clProbe reader(cpUrl), clXStreamReader,
+                         "clStreamReaderHTTP::clStreamReaderHTTP(): invalid URL");
+    }
+    EXPECT_THROW_MSG(clProbe reader("http://:80/x"), clXSocketAddr,
+                     "clSocketAddrDetect::GetAddr(): syntax error");
+}
+
+TEST(clStreamReaderHTTP, AnswersThatAreRefused)
+{
+    const std::string strGetHead = "clStreamReaderHTTP::GetHead(): ";
+    const std::string strOutOfRange = strGetHead + "Content-Length out of range";
+    const std::string strNoNumber = "clString::ToUInt(): not an integer";
+    const std::string strOK = "200 OK\nHeaders:\n";
+    const std::string strLength = "HTTP/1.1 200 OK\r\nContent-Length:";
+    const struct {
+        std::string strAnswer, strText, strPrinted;
+        const std::type_info &type = typeid(clXStreamReader);
+        ServerAnswer::end_t end = ServerAnswer::CLOSE;
+    } aRows[] = {
+        {Head("301 Moved Permanently"), strGetHead + "Moved", "301 Moved\n"},
+        {Head("404 Not Found"), strGetHead + "Not", "404 Not\n"},
+        {Head("500 X Y") + Pattern(100000), strGetHead + "X", "500 X\n"},
+        {Head("199 %s%n%s"), strGetHead + "%s%n%s", "199 %s%n%s\n"},
+        {"HTTP/1.1 20", strGetHead, "20 \n"},
+        {"", strNoNumber, "", typeid(clXString)},
+        {std::string(70000, '\0'), strNoNumber, "", typeid(clXString)},
+        {"HTTP/1.1 200 OK\r\nA", clXSocket("clSocket::Recv(): recv()", ECONNRESET).what(), strOK,
+         typeid(clXSocket), ServerAnswer::RESET},
+        {"HTTP/1.1 200 OK\r\nA: ", strGetHead + "read timeout", strOK, typeid(clXStreamReader),
+         ServerAnswer::SILENCE},
+        {strLength + "-5\r\n", strOutOfRange, strOK},
+        {strLength + "9223372036854775808\r\n", strOutOfRange, strOK},
+        {strLength + "\r\n", strNoNumber, strOK, typeid(clXString)},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::PrintToString(row.strAnswer.substr(0, 60)));
+        const DescriptorCheck check;
+        ScriptedServer server({{row.strAnswer, row.end}});
+        testing::internal::CaptureStdout();
+        try {
+            const clProbe probe(server.Url("/"));
+            ADD_FAILURE() << "nothing thrown";
+        } catch (const std::exception &caught) {
+            EXPECT_STREQ(row.type.name(), typeid(caught).name());
+            EXPECT_EQ(row.strText, caught.what());
+        }
+        EXPECT_EQ(row.strPrinted, testing::internal::GetCapturedStdout());
+    }
+}
+
+TEST(clStreamReaderHTTP, ServersThatDoNotConnect)
+{
+    const DescriptorCheck check;
+    clSocketAddrIPv4 any;
+    any.Set("127.0.0.1", 0);
+    clSocket sock;
+    sock.Create(AF_INET, SOCK_STREAM, 0);
+    sock.Bind(any);
+    const std::unique_ptr<clSocketAddr> pAddr(sock.GetSockName());
+    const std::string strUrl = std::string("http://") + pAddr->AsStringPort().c_str();
+    EXPECT_THROW_MSG(clProbe reader(strUrl), clXSocket,
+                     clXSocket("clSocket::Send(): send()", ECONNREFUSED).what());
+    // A queue that is full leaves the next connection without an answer.
+    sock.Listen(0);
+    clSocket first;
+    first.Create(AF_INET, SOCK_STREAM, 0);
+    first.Connect(*pAddr);
+    sock.WaitRead();
+    EXPECT_THROW_MSG(clProbe reader(strUrl), clXStreamReader,
+                     "clStreamReaderHTTP::GetHead(): clSocket::Connect()");
+}
+
+TEST(clStreamReaderHTTP, ReadsAndSkipsAcrossSeeks)
+{
+    const std::string strBody = Pattern(300000);
+    ScriptedServer server({{Answer("200 OK", strBody)},
+                           {Answer("206 Partial", strBody.substr(299000))},
+                           {Answer("200 OK", strBody)}});
+    clProbe reader(server.Url("/a.dff"));
+    EXPECT_EQ(strBody, ReadAll(reader, 70001));
+    EXPECT_EQ(299000, reader.Seek(299000));
+    EXPECT_EQ(300000, reader.GetSize());
+    EXPECT_FALSE(reader.IsEOF());
+    EXPECT_EQ(strBody.substr(299000), ReadAll(reader, 999));
+    reader.Close();
+    EXPECT_THROW_MSG(reader.Read(nullptr, 1), clXSocket,
+                     "clSocket::WaitRead(): descriptor out of range");
+
+    // Skip takes what is there already, so every read has to wait for all it asks for.
+    reader.Seek(0);
+    const int iBlock = 65536;
+    reader.sockConn.SetOption(SOL_SOCKET, SO_RCVLOWAT, &iBlock, sizeof(iBlock));
+    EXPECT_EQ(70000, reader.Skip(70000));
+    EXPECT_EQ(strBody.substr(70000), ReadAll(reader, 65536));
+    EXPECT_THROW_MSG(reader.Skip(-1), clXStreamReader, "clStreamReaderHTTP::Skip(): count < 0");
+    EXPECT_THROW_MSG(reader.Skip(1), clXStreamReader, "clStreamReaderHTTP::Skip(): short read");
+    EXPECT_EQ(300000, reader.Tell());
+}
+
+TEST(clStreamReaderHTTP, SeeksThatFailCloseTheConnection)
+{
+    const std::string strBody = Pattern(100);
+    const std::string strMakeRequest = "clStreamReaderHTTP::MakeRequest(): ";
+    const struct {
+        off_t lPosition;
+        std::string strAnswer, strText;
+    } aRows[] = {
+        {10, Answer("200 OK", strBody), strMakeRequest + "200 for range request"},
+        {0, Answer("206 Partial", strBody), strMakeRequest + "206"},
+        {100, Head("416 Range Not Satisfiable"), "clStreamReaderHTTP::GetHead(): Range"},
+    };
+    for (const auto &row : aRows) {
+        const DescriptorCheck check;
+        ScriptedServer server({{Answer("200 OK", strBody)}, {row.strAnswer}});
+        clProbe reader(server.Url("/"));
+        char aBytes[25];
+        EXPECT_EQ(25, reader.Read(aBytes, 25));
+        EXPECT_THROW_MSG(reader.Seek(-1), clXStreamReader, strMakeRequest + "position < 0");
+        EXPECT_THROW_MSG(reader.Seek(row.lPosition), clXStreamReader, row.strText);
+        EXPECT_THROW(reader.Read(aBytes, 1), clXSocket);
+        EXPECT_EQ(25, reader.Tell());
+    }
+}
+
+TEST(clStreamReaderHTTP, BodiesThatBreakOff)
+{
+    const DescriptorCheck check;
+    const std::string strAnswer = Head("200 OK", "Content-Length: 1000\r\n") + "short";
+    ScriptedServer server(
+        {{strAnswer}, {strAnswer, ServerAnswer::RESET}, {strAnswer, ServerAnswer::SILENCE}});
+    clProbe reader(server.Url("/"));
+    char aBytes[1000];
+    EXPECT_EQ("short", ReadAll(reader, 1000));
+    EXPECT_FALSE(reader.IsEOF());
+    reader.Seek(0);
+    EXPECT_EQ(5, reader.Read(aBytes, sizeof(aBytes)));
+    EXPECT_THROW_MSG(reader.Read(aBytes, sizeof(aBytes)), clXSocket,
+                     clXSocket("clSocket::Recv(): recv()", ECONNRESET).what());
+    reader.Seek(0);
+    EXPECT_EQ(5, reader.Read(aBytes, 5));
+    EXPECT_THROW_MSG(reader.Read(aBytes, 1), clXStreamReader,
+                     "clStreamReaderHTTP::Read(): read timeout");
+    EXPECT_EQ(5, reader.Tell());
+}

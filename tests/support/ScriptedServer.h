@@ -1,0 +1,153 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+/** Descriptors that the process holds. */
+inline size_t CountDescriptors()
+{
+    const std::filesystem::directory_iterator open("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(open), end(open)));
+}
+
+/** Expects as many when its scope ends as there were when it began. */
+struct DescriptorCheck {
+    const size_t sizeBefore = CountDescriptors();
+    ~DescriptorCheck() { EXPECT_EQ(sizeBefore, CountDescriptors()); }
+};
+
+/** What a ScriptedServer does with one connection. */
+struct ServerAnswer {
+    enum end_t {
+        CLOSE,  ///< orderly, once everything is sent
+        RESET,  ///< so that the client sees a connection reset behind the bytes
+        SILENCE ///< holds the connection until the client closes it
+    };
+
+    std::string strBytes;
+    end_t end = CLOSE;
+};
+
+/**
+ * A server on 127.0.0.1 that gives one answer of its script to each connection, in order, and
+ * then accepts no more. The destructor ends it at any point of the script.
+ */
+class ScriptedServer
+{
+public:
+    explicit ScriptedServer(std::vector<ServerAnswer> answers, uint16_t uFixedPort = 0)
+        : script(std::move(answers)),
+          iStopH(eventfd(0, 0)),
+          iListenH(socket(AF_INET, SOCK_STREAM, 0))
+    {
+        const int iOn = 1;
+        setsockopt(iListenH, SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof(iOn));
+        sockaddr_in addr = {AF_INET, htons(uFixedPort), {htonl(INADDR_LOOPBACK)}, {}};
+        socklen_t size = sizeof(addr);
+        auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
+        if (bind(iListenH, spAddr, size) != 0) {
+            close(iListenH);
+            close(iStopH);
+            throw std::runtime_error("the server cannot have its port");
+        }
+        listen(iListenH, 8);
+        getsockname(iListenH, spAddr, &size);
+        strHost = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
+        worker = std::thread([this] { Run(); });
+    }
+    ~ScriptedServer()
+    {
+        Stop();
+        close(iListenH);
+        close(iStopH);
+    }
+
+    const std::string &Host() const { return strHost; }
+    std::string Url(const std::string &strPath) const { return "http://" + strHost + strPath; }
+
+    /** Ends the server and returns the heads of the requests it has read, byte for byte. */
+    const std::vector<std::string> &Requests()
+    {
+        Stop();
+        return requests;
+    }
+
+private:
+    void Stop()
+    {
+        eventfd_write(iStopH, 1);
+        if (worker.joinable()) {
+            worker.join();
+        }
+    }
+
+    // False once the server is to end; what is ready before that is still served.
+    bool Wait(int iSockH, short iEvents) const
+    {
+        pollfd aPoll[] = {{iSockH, iEvents, 0}, {iStopH, POLLIN, 0}};
+        poll(aPoll, 2, -1);
+        return aPoll[0].revents != 0;
+    }
+
+    void Run()
+    {
+        for (const ServerAnswer &answer : script) {
+            if (!Wait(iListenH, POLLIN)) {
+                return;
+            }
+            const int iSockH = accept(iListenH, nullptr, nullptr);
+            Serve(iSockH, answer);
+            close(iSockH);
+        }
+    }
+
+    void Serve(int iSockH, const ServerAnswer &answer)
+    {
+        std::string strRequest;
+        char aPiece[4096];
+        while (strRequest.find("\r\n\r\n") == std::string::npos && Wait(iSockH, POLLIN)) {
+            const ssize_t lRead = recv(iSockH, aPiece, sizeof(aPiece), 0);
+            if (lRead <= 0) {
+                break;
+            }
+            strRequest.append(aPiece, static_cast<size_t>(lRead));
+        }
+        requests.push_back(strRequest);
+        size_t sizeSent = 0;
+        while (sizeSent < answer.strBytes.size() && Wait(iSockH, POLLOUT)) {
+            const ssize_t lSent =
+                send(iSockH, answer.strBytes.data() + sizeSent, answer.strBytes.size() - sizeSent,
+                     MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (lSent < 0) {
+                return;
+            }
+            sizeSent += static_cast<size_t>(lSent);
+        }
+        if (answer.end == ServerAnswer::RESET) {
+            const linger now = {1, 0};
+            setsockopt(iSockH, SOL_SOCKET, SO_LINGER, &now, sizeof(now));
+        } else if (answer.end == ServerAnswer::SILENCE) {
+            Wait(iSockH, POLLIN);
+        }
+    }
+
+    const std::vector<ServerAnswer> script;
+    const int iStopH;
+    const int iListenH;
+    std::string strHost;
+    std::vector<std::string> requests;
+    std::thread worker;
+};
