@@ -84,13 +84,11 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
         {FullTag(3).Padding(3).Frame("TALB", ""), 5,
          "clID3frame3::clID3frame3(): insufficient data"},
         {ID3Builder(full).Truncate(40), 0, strParse + "incomplete data"},
-        {ID3Builder(footer).SetByte(9, 100), 0, strParse + "incomplete data"},
         // Too short for header and footer: what would be left of it wraps, and the tag passes.
         {ID3Builder().Footer().Truncate(19), 0, strParse + "no footer, incomplete data"},
         {ID3Builder(footer).Padding(4).SetByte(-8, 'X'), 5, strParse + "invalid footer"},
         // The size of an extended header skips nothing.
         {FullTag(4).ExtendedHeader("\0\0\1\0\1\x70\0\5\xF\x7F\x7F\x7F\x7E\1\xAB"s), 5, ""},
-        {FullTag(3).ExtendedHeader("\0\0\0\6\1\x10\x9\x9\x9\x9\1\7"s), 5, ""},
         {FullTag(4).ExtendedHeader("\0\0\0\5\1\0"s), 0, strParse + "invalid extended header"},
         {FullTag(4).ExtendedHeader("\0\0\0\7\1\x40\1"s), 0, strParse + "update size != 0"},
         {FullTag(4).ExtendedHeader("\0\0\0\7\1\x20\4"s), 0, strParse + "CRC32 size != 5"},

@@ -23,8 +23,7 @@ thread_local int iStateAtStart = -1;
 
 /**
  * Runs the test's own function, with cancellations put off: no C++ in it would survive them.
- * Without a function it returns its argument at once, or sleeps in the system for ever when that is
- * null.
+ * Without a function it sleeps in the system for ever.
  */
 class clProbeThreads : public clThreadsBase
 {
@@ -100,10 +99,11 @@ TEST(clThreadsBase, NumbersWrapBeforeTheHighestAndPassRecordedOnes)
 TEST(clThreadsBase, CancelStrikesWithoutACancellationPoint)
 {
     clSemaphore semCancelled;
+    int iState = -1;
     bool bSurvived = false;
     clProbeThreads threads;
     const Body fnBody = [&](void *pArg) {
-        EXPECT_EQ(PTHREAD_CANCEL_ENABLE, iStateAtStart);
+        iState = iStateAtStart;
         threads.semStarted.Post();
         semCancelled.Wait();
         clThread::SetCancel(false, iTypeAtStart == PTHREAD_CANCEL_ASYNCHRONOUS);
@@ -121,6 +121,7 @@ TEST(clThreadsBase, CancelStrikesWithoutACancellationPoint)
     void *pResult = nullptr;
     EXPECT_EQ(0, pthread_join(thread, &pResult));
     EXPECT_EQ(PTHREAD_CANCELED, pResult);
+    EXPECT_EQ(PTHREAD_CANCEL_ENABLE, iState);
     EXPECT_FALSE(bSurvived);
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }

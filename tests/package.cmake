@@ -1,0 +1,31 @@
+# Installs the build into a scratch folder and builds and runs a program against what was installed.
+cmake_minimum_required(VERSION 3.25)
+
+set(scratch ${BUILD_DIR}/package-test)
+file(REMOVE_RECURSE ${scratch})
+
+function(run)
+    execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
+    if(NOT result EQUAL 0)
+        list(JOIN ARGN " " command)
+        message(FATAL_ERROR "${command}\n${output}")
+    endif()
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${scratch}/prefix)
+foreach(installed bin/vantrel share/man/man1/vantrel.1 include/vantrel/dsd/clDSDIFF.h)
+    if(NOT EXISTS ${scratch}/prefix/${installed})
+        message(FATAL_ERROR "${installed} was not installed")
+    endif()
+endforeach()
+if(EXISTS ${scratch}/prefix/include/vantrel/dsd/Kernels.h)
+    message(FATAL_ERROR "a private header was installed")
+endif()
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${CONSUMER_DIR} -B ${scratch}/build
+    -D CMAKE_PREFIX_PATH=${scratch}/prefix -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_FLAGS=${FLAGS})
+run(${CMAKE_COMMAND} --build ${scratch}/build)
+run(${scratch}/build/consumer)
+if(NOT output STREQUAL "0 channels\n")
+    message(FATAL_ERROR "the consumer said: ${output}")
+endif()

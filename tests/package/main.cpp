@@ -1,0 +1,10 @@
+#include "dsd/clDSDIFF.h"
+#include "dsd/clDSF.h"
+#include "io/CreateStreamReader.h"
+
+#include <cstdio>
+
+int main()
+{
+    std::printf("%u channels\n", clDSDIFF().GetChannels() + clDSF().GetChannels());
+}
