@@ -10,7 +10,8 @@
  * The object belongs to the thread that created it: calls of Create, Cancel, Wait and the
  * destructor must not overlap. It has to outlive its thread, a detached one included. By the time
  * ~clThread cancels and joins, the parts of the subclass are gone, so a subclass whose thread uses
- * them ends it with Cancel and Wait in its own destructor.
+ * them ends it with Cancel and Wait in its own destructor. A thread that comes to its Execute later
+ * than that ends without it.
  *
  * Exceptions never leave the thread: the text of a clException, or "unknown exception" for any
  * other, goes to standard error and the thread ends normally. A cancellation is no such exception

@@ -53,7 +53,7 @@ public:
     void ThreadPoolSubmit(long lThreads, void **ppArgs);
 
     /**
-     * Ends all workers, each after the job it may have, and returns when the last one has let go of
+     * Ends all workers, each after the job it is at, and returns when the last one has let go of
      * the pool; neither a signal nor a cancellation breaks this off. Nothing happens without
      * workers.
      */
@@ -91,7 +91,6 @@ private:
     /** Entries of the arrays; after the death of a worker more than there are live ones. */
     size_t sizeSlots = 0;
 
-    /** A start or a batch was not waited for to its end, so its post of semDone is still to come.
-     */
+    /** The wait for a start or a batch was broken off; its post of semDone is still to come. */
     bool bPostOwed = false;
 };

@@ -14,7 +14,7 @@
  * Any thread may call any operation, but a number is waited for or cancelled by one caller only.
  * The object has to outlive its threads, detached ones included. By the time ~clThreadsBase cancels
  * and joins, the parts of the subclass are gone, so a subclass whose threads use them ends these in
- * its own destructor.
+ * its own destructor. A thread that comes to its ThreadBody later than that ends without it.
  *
  * Cancel ends a thread of the group anywhere at once, unlike that of clThread: a body that may be
  * cancelled keeps to calls that survive it, or begins with clThread::SetCancel(false, false).

@@ -179,7 +179,8 @@ TEST(clID3tag, ForeignBytesParseOrThrowClXID3tag)
         // With size 0 a tag is found short only where it really ends.
         auto builder = FullTag(aVersions[iRound % 3]).Footer().SetByte(9, 0);
         for (int iDamage = 0; iDamage < 4; iDamage++) {
-            builder.SetByte(5 + random() % 80, uint8_t(random() >> random() % 8));
+            builder.SetByte(static_cast<int64_t>(5 + random() % 80),
+                            uint8_t(random() >> random() % 8));
         }
         try {
             Tag(builder.Truncate(random() % 200)).GetTrack();
