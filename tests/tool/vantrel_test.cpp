@@ -57,7 +57,7 @@ TEST_F(vantrel, ConvertsEveryLengthAroundItsBlocks)
     // A turn of the loop is 64 blocks.
     for (uint32_t uChannels = 1; uChannels <= 6; ++uChannels) {
         for (const size_t sizeFrames :
-             {0, 1, 4095, 4096, 4097, 64 * 4096 - 1, 64 * 4096, 64 * 4096 + 1}) {
+             {0U, 1U, 4095U, 4096U, 4097U, 64U * 4096 - 1, 64U * 4096, 64U * 4096 + 1}) {
             SCOPED_TRACE(testing::Message()
                          << uChannels << " channels, " << sizeFrames << " bytes each");
             const bytes_t sound = Pattern(sizeFrames * uChannels);
