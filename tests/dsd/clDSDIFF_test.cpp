@@ -4,8 +4,6 @@
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/ExpectThrow.h"
 
-#include <numeric>
-
 #include <gtest/gtest.h>
 
 namespace
@@ -26,57 +24,16 @@ bytes_t ReadAll(clDSDIFF &reader, size_t sizeTurn)
 
 } // namespace
 
-TEST(clDSDIFF, ReadRawDeliversTheStandardOrder)
-{
-    const struct {
-        std::vector<std::string> ids;
-        bytes_t frame; // from a file whose frames are 0, 1, 2, ...
-    } aRows[] = {
-        {{"SRGT", "SLFT"}, {1, 0}},
-        {{"MLFT", "MRGT"}, {0, 1}},
-        {{"MLFT", "MRGT", "LS  ", "RS  ", "C   ", "LFE "}, {0, 1, 4, 5, 2, 3}},
-        {{"MLFT", "MRGT", "C   ", "LS  "}, {0, 1, 2, 3}},
-        {{"C001", "C002", "C003", "C004", "C005", "C006", "C007"}, {0, 1, 2, 3, 4, 5, 6}},
-    };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::PrintToString(row.ids));
-        const size_t sizeFrame = row.ids.size();
-        bytes_t sound(sizeFrame * 3);
-        bytes_t expected;
-        std::iota(sound.begin(), sound.end(), uint8_t{0});
-        for (size_t i = 0; i < 3; ++i) {
-            for (uint8_t u : row.frame) {
-                expected.push_back(static_cast<uint8_t>(u + i * sizeFrame));
-            }
-        }
-        clDSDIFF reader;
-        reader.OpenMeta(B().Channels(row.ids).Sound(sound).Stream());
-        EXPECT_EQ(expected, ReadAll(reader, sizeFrame * 2));
-    }
-}
-
 TEST(clDSDIFF, ReadRawTakesWholeFramesOnly)
 {
-    const struct {
-        size_t sizeChannels;
-        uint64_t uSize;
-        bool bAccepted;
-    } aRows[] = {
-        {1, 1, true}, {2, 4096, true}, {2, 4095, false}, {6, 4092, true}, {6, 4096, false},
-    };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message()
-                     << row.sizeChannels << " channels, " << row.uSize << " bytes");
-        clDSDIFF reader;
-        reader.OpenMeta(B().ChannelCount(row.sizeChannels).Sound(Pattern(12288)).Stream());
-        bytes_t out(row.uSize);
-        if (row.bAccepted) {
-            EXPECT_EQ(row.uSize, reader.ReadRaw(out.data(), row.uSize));
-        } else {
-            EXPECT_THROW_MSG(reader.ReadRaw(out.data(), row.uSize), clXDSDIFF,
-                             "clDSDIFF::ReadRaw(): read size must be multiple of channels");
-        }
-    }
+    bytes_t out(4096);
+    clDSDIFF reader;
+    reader.OpenMeta(B().ChannelCount(6).Sound(Pattern(12288)).Stream());
+    EXPECT_THROW_MSG(reader.ReadRaw(out.data(), 4096), clXDSDIFF,
+                     "clDSDIFF::ReadRaw(): read size must be multiple of channels");
+    EXPECT_EQ(4092U, reader.ReadRaw(out.data(), 4092));
+    out.resize(4092);
+    EXPECT_TRUE(Pattern(4092) == out) << "the refused read took nothing";
 }
 
 TEST(clDSDIFF, ShortReadsNeverMixChannelsUp)
@@ -186,17 +143,6 @@ TEST(clDSDIFF, SeeksInSamplesOfAllChannels)
     EXPECT_EQ(0U, reader.ReadRaw(out.data(), 2));
 }
 
-TEST(clDSDIFF, SeekSampleStartsARemoteStream)
-{
-    clDSDIFF reader;
-    reader.OpenMeta(B().Sound(Pattern(8)).Stream()->Remote());
-    bytes_t out(8);
-    EXPECT_EQ(0U, reader.ReadRaw(out.data(), 8)) << "the walk has read all of it";
-    reader.SeekSample(0);
-    EXPECT_EQ(8U, reader.ReadRaw(out.data(), 8));
-    EXPECT_EQ(Pattern(8), out);
-}
-
 TEST(clDSDIFF, OpenRefusesCompressedSound)
 {
     clDSDIFF reader;
@@ -211,15 +157,6 @@ TEST(clDSDIFF, OpenRefusesCompressedSound)
     EXPECT_FALSE(reader.IsCompressed());
 }
 
-TEST(clDSDIFF, ReportsNestedFailuresInOneLine)
-{
-    clDSDIFF reader;
-    EXPECT_THROW_MSG(reader.OpenMeta(B().SubChunk(B::Chunk("FS  ", B::Number(0, 6))).Stream()),
-                     clXDSDIFF,
-                     "clDSDIFF::OpenMeta(): clDSDIFFFormChunk::Read(): clDSDIFFPropChunk::Read(): "
-                     "size mismatch, chunk 'FS  '");
-}
-
 TEST(clDSDIFF, OwnsItsStreamThroughEveryFailure)
 {
     const auto ExpectGone = [](MemoryStream *pStream, auto &&Use) {
@@ -230,11 +167,6 @@ TEST(clDSDIFF, OwnsItsStreamThroughEveryFailure)
         }
         EXPECT_TRUE(spLog->bDestroyed);
     };
-    ExpectGone(B().Stream(), [](clDSDIFF &reader, MemoryStream *pStream) {
-        reader.OpenMeta(pStream);
-        reader.Close();
-        reader.Close();
-    });
     ExpectGone(new MemoryStream({}), [](clDSDIFF &reader, MemoryStream *pStream) {
         EXPECT_THROW(reader.OpenMeta(pStream), clXDSDIFF);
     });
