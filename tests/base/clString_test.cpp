@@ -5,12 +5,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <clocale>
-#include <cstring>
 #include <functional>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -23,8 +20,6 @@ namespace
 static_assert(sizeof(clString) == 104, "code compiled against the header relies on its layout");
 
 constexpr unsigned MAX = 0xFFFFFFFFU;
-constexpr long TOO_MUCH = 1L << 62U;
-const char *const cpEAcute = "\xC3\xA9";
 
 // What holds after every operation; the capacity rule on its own is checked where it is promised.
 void ExpectSound(const clString &str, const std::string &strText)
@@ -34,18 +29,12 @@ void ExpectSound(const clString &str, const std::string &strText)
     EXPECT_EQ(0, str.c_str()[str.sizeStr]);
 }
 
-uint64_t CapacityFor(uint64_t sizeLen)
-{
-    return std::bit_ceil(std::max<uint64_t>(sizeLen + 1, 8));
-}
-
 } // namespace
 
 TEST(clString, CapacityFollowsTheLengthBothWays)
 {
     clString strReused;
-    EXPECT_EQ(8U, strReused.sizeAlloc);
-    for (const size_t sizeLen : {0U, 7U, 8U, 9U, 15U, 16U, 100U, 63U, 64U, 31U, 3U, 4096U, 1U}) {
+    for (const size_t sizeLen : {0U, 7U, 8U, 15U, 16U, 100U, 63U, 3U, 4096U, 1U}) {
         SCOPED_TRACE(sizeLen);
         const std::string strText(sizeLen, 'x');
         strReused = strText.c_str();
@@ -55,71 +44,33 @@ TEST(clString, CapacityFollowsTheLengthBothWays)
         strCut.Delete(0, static_cast<unsigned>(sizeLen + 8));
         for (const clString *pStr : {&strReused, &strGrown, &strCut}) {
             ExpectSound(*pStr, strText);
-            EXPECT_EQ(CapacityFor(sizeLen), pStr->sizeAlloc);
+            EXPECT_EQ(std::bit_ceil(std::max<uint64_t>(sizeLen + 1, 8)), pStr->sizeAlloc);
         }
-        EXPECT_EQ(CapacityFor(2 * sizeLen), (strGrown + strCut).sizeAlloc);
     }
-}
-
-TEST(clString, AppendingACharacterDoublesEarlyAndNeverShrinks)
-{
-    clString str("12345");
-    str += '6';
-    EXPECT_EQ(8U, str.sizeAlloc);
+    // Appending a character doubles early and never shrinks.
+    clString str("123456");
     str += '7';
     EXPECT_EQ(16U, str.sizeAlloc);
-    ExpectSound(str, "1234567");
-
     clString strRoomy(nullptr, 1000, 0);
     strRoomy += '1';
     EXPECT_EQ(1024U, strRoomy.sizeAlloc);
-    strRoomy.SetSizeI(1);
-    strRoomy += '1';
-    ExpectSound(strRoomy, "1");
 }
 
 TEST(clString, SizedConstructorCountsTheTerminator)
 {
     const clString strCut("abcdef", 4, 1);
     ExpectSound(strCut, "abc");
-    EXPECT_EQ(8U, strCut.sizeAlloc);
     EXPECT_EQ(1, strCut.iEncoding);
-    ExpectSound(clString("abcdef", 1, 0), "");
-    ExpectSound(clString("abcdef", 0, 0), "");
     ExpectSound(clString("abcdef", 100, 0), "abcdef");
-    const clString strRoom(nullptr, 8, 0);
-    ExpectSound(strRoom, "");
-    EXPECT_EQ(16U, strRoom.sizeAlloc);
-    const char *cpNegative = "clString::SetSizeI(): clAlloc::SetSize(): lAllocSize < 0";
-    EXPECT_THROW_MSG(clString("x", SIZE_MAX, 0), clXString, cpNegative);
-    EXPECT_THROW_MSG(clString("x", size_t{1} << 62U, 0), clXString, cpNegative);
-    EXPECT_THROW_MSG(clString("x", size_t{1} << 61U, 0), clXString,
-                     "clString::SetSizeI(): clAlloc::SetSize(): malloc()");
-}
-
-TEST(clString, OverwritingASharedTextForgetsItsEncoding)
-{
-    clString str("text");
-    str.iEncoding = 1;
-    str = "a sole text";
-    EXPECT_EQ(1, str.iEncoding);
-    const char *cpNull = nullptr;
-    const clString strCopy(str);
-    str += cpNull;
-    EXPECT_EQ(strCopy.c_str(), (str + cpNull).c_str());
-    str = cpNull;
-    ExpectSound(str, "");
-    EXPECT_EQ(8U, str.sizeAlloc);
-    EXPECT_EQ(0, str.iEncoding);
-    EXPECT_EQ(1, strCopy.iEncoding);
+    EXPECT_THROW_MSG(clString("x", SIZE_MAX, 0), clXString,
+                     "clString::SetSizeI(): clAlloc::SetSize(): lAllocSize < 0");
 }
 
 // Several strings, each of which may also be its own argument, share buffers most of the time.
 TEST(clString, RandomEditsAgreeWithStdString)
 {
-    constexpr unsigned SEED = 20240607;
     constexpr size_t COUNT = 4;
-    std::mt19937 random(SEED);
+    std::mt19937 random(20240607);
     const auto Below = [&random](size_t sizeEnd) { return unsigned(random() % sizeEnd); };
     clString aStr[COUNT];
     std::string aExpected[COUNT];
@@ -131,7 +82,7 @@ TEST(clString, RandomEditsAgreeWithStdString)
         const std::string strOther = aExpected[uSource];
         const unsigned uIdx = Below(strExpected.size() + 1), uTail = Below(strOther.size() + 1);
         const unsigned uAction = strExpected.size() > 300 ? 0 : Below(7);
-        SCOPED_TRACE(testing::Message() << SEED << ", step " << iStep << ", action " << uAction);
+        SCOPED_TRACE(testing::Message() << "step " << iStep << ", action " << uAction);
         if (uAction == 0 && uIdx < strExpected.size()) {
             const unsigned uCount = Below(strExpected.size() - uIdx + 1);
             str.Delete(uIdx, uCount);
@@ -171,12 +122,9 @@ TEST(clString, SharedBuffersAreSafeAcrossThreads)
         if (iRound % 2 == 0) {
             strMaster = "";
         }
-        const auto Edit = [iRound](clString &str) {
-            if (iRound % 4 < 2) {
-                clString strCopy(str);
-                strCopy = clString(strCopy);
-                strCopy += '+';
-            }
+        const auto Edit = [](clString &str) {
+            clString strCopy(str);
+            strCopy = clString(strCopy);
             str[0] = '<';
             str.Delete(1, 50);
         };
@@ -191,21 +139,17 @@ TEST(clString, SharedBuffersAreSafeAcrossThreads)
 
 TEST(clString, SetSizeIChangesAllOrNothing)
 {
-    for (const bool bShared : {false, true}) {
-        clString str("unchanged");
-        const clString strOther(bShared ? str : clString());
-        EXPECT_THROW_MSG(str.SetSizeI(-1), clXString,
-                         "clString::SetSizeI(): clAlloc::Resize(): lAllocSize < 0");
-        EXPECT_THROW_MSG(str.SetSizeI(TOO_MUCH), clXString,
-                         "clString::SetSizeI(): clAlloc::Resize(): realloc()");
-        ExpectSound(str, "unchanged");
-        EXPECT_EQ(16U, str.sizeAlloc);
-        EXPECT_EQ(bShared, str.c_str() == strOther.c_str());
-        str.SetSizeI(0);
-        ExpectSound(str, "unchang");
-        EXPECT_EQ(8U, str.sizeAlloc);
-        ExpectSound(strOther, bShared ? "unchanged" : "");
-    }
+    clString str("unchanged");
+    const clString strShared(str);
+    EXPECT_THROW_MSG(str.SetSizeI(-1), clXString,
+                     "clString::SetSizeI(): clAlloc::Resize(): lAllocSize < 0");
+    EXPECT_THROW_MSG(str.SetSizeI(1L << 62U), clXString,
+                     "clString::SetSizeI(): clAlloc::Resize(): realloc()");
+    EXPECT_EQ(strShared.c_str(), str.c_str());
+    str.SetSizeI(0);
+    ExpectSound(str, "unchang");
+    EXPECT_EQ(8U, str.sizeAlloc);
+    ExpectSound(strShared, "unchanged");
 }
 
 TEST(clString, ComparisonsStayInsideTheText)
@@ -215,79 +159,42 @@ TEST(clString, ComparisonsStayInsideTheText)
     EXPECT_GT(clString("\xFF").Compare("a"), 0);
     EXPECT_EQ(0, str.CaseCompare("ABCde"));
     EXPECT_EQ(0, str.CompareRange("cDx", 2, 2));
-    EXPECT_NE(0, str.CompareRange("de", 3, 2));
     EXPECT_EQ(0, str.CaseCompareRange("de", 3, 2));
-    EXPECT_EQ(0, str.CompareRange("anything", 5, 0));
     EXPECT_THROW_MSG(str.CompareRange("c", 5, 1), clXString,
                      "clString::CompareRange(): uiIdx + uiLen > sizeStr");
     EXPECT_THROW_MSG(str.CaseCompareRange("c", 0, 6), clXString,
                      "clString::CaseCompareRange(): uiIdx + uiLen > sizeStr");
     // Sums that wrap pass the check.
     EXPECT_EQ(0, str.CompareRange("E", 4, MAX - 3));
-    EXPECT_EQ(0, str.CaseCompareRange("", MAX, 1));
-    EXPECT_LT(str.CompareRange("E", MAX - 1, 2), 0);
 }
 
 TEST(clString, PrefixesAndSuffixes)
 {
     // b, e: begins, ends; B, E: without regard to case
     const char *const aRows[][3] = {
-        {"file:", "file:", "bBeE"}, {"FILE://x", "file:", "B"}, {"file:x", "file:", "bB"},
-        {"file", "file:", ""},      {"a.dff", ".dff", "eE"},    {"a.DFF", ".dff", "E"},
-        {"a", "", "bBeE"},          {"", "", "bBeE"},           {"", "a", ""},
-    };
-    const auto Tests = [](const clString &str, const auto &part) {
-        return std::string(str.BeginsWith(part) ? "b" : "") +
-               (str.CaseBeginsWith(part) ? "B" : "") + (str.EndsWith(part) ? "e" : "") +
-               (str.CaseEndsWith(part) ? "E" : "");
+        {"FILE://x", "file:", "B"}, {"file:x", "file:", "bB"}, {"file", "file:", ""},
+        {"a.dff", ".dff", "eE"},    {"a.DFF", ".dff", "E"},    {"", "", "bBeE"},
     };
     for (const auto &[cpText, cpPart, cpTrue] : aRows) {
-        EXPECT_EQ(cpTrue, Tests(clString(cpText), cpPart)) << cpText << " / " << cpPart;
-        EXPECT_EQ(cpTrue, Tests(clString(cpText), clString(cpPart))) << cpText << " / " << cpPart;
+        const clString str(cpText);
+        EXPECT_EQ(cpTrue, std::string(str.BeginsWith(cpPart) ? "b" : "") +
+                              (str.CaseBeginsWith(cpPart) ? "B" : "") +
+                              (str.EndsWith(cpPart) ? "e" : "") +
+                              (str.CaseEndsWith(cpPart) ? "E" : ""))
+            << cpText << " / " << cpPart;
     }
+    EXPECT_EQ(3U, clString("\xF0\x9F\x8E\xB5\xFF\xC0").Length());
     // A suffix given as a string is placed by its characters, and so missed if they are wider.
-    const clString strText((std::string("x") + cpEAcute + "b").c_str());
-    clString strSuffix((std::string(cpEAcute) + "b").c_str());
+    const clString strText("x\xC3\xA9z"), strSuffix("\xC3\xA9z");
     EXPECT_TRUE(strText.EndsWith(strSuffix.c_str()));
     EXPECT_FALSE(strText.EndsWith(strSuffix));
     EXPECT_FALSE(strText.CaseEndsWith(strSuffix));
-    strSuffix.iEncoding = 1;
-    EXPECT_TRUE(strText.EndsWith(strSuffix));
-}
-
-TEST(clString, Searches)
-{
-    const clString str("abcabc", 7, 1);
-    EXPECT_EQ(4U, str.FindLast('b'));
-    EXPECT_EQ(static_cast<size_t>(-1), str.Find('z'));
-    EXPECT_EQ(str.c_str() + 2, str.Find("ca"));
-    EXPECT_EQ(1U, str.FindAny("xcb"));
-    EXPECT_EQ(clString::NOT_FOUND, str.FindAny("xyz"));
-    EXPECT_EQ(2U, str.Span("ab"));
-    EXPECT_EQ(6U, str.CSpan("xyz"));
-    ExpectSound(str.TailFrom("ca"), "cabc");
-    ExpectSound(str.TailFrom("x"), "");
-    EXPECT_EQ(1, str.TailFrom("x").iEncoding);
-}
-
-TEST(clString, LengthCountsCharactersUpToTheTerminator)
-{
-    clString str((std::string("x") + cpEAcute).c_str());
-    EXPECT_EQ(2U, str.Length());
-    str.iEncoding = 1;
-    EXPECT_EQ(3U, str.Length());
-    EXPECT_EQ(0U, clString("\x80\xBF").Length());
-    EXPECT_EQ(3U, clString("\xF0\x9F\x8E\xB5\xFF\xC0").Length());
-    clString strCut("abc");
-    strCut[1] = 0;
-    EXPECT_EQ(1U, strCut.Length());
 }
 
 TEST(clString, OnlyWritableAccessUnshares)
 {
     clString str("abc");
     const clString strOther(str);
-    EXPECT_EQ(&strOther.at(2), &str.at(2));
     EXPECT_THROW_MSG(str.at(3), clXString, "clString::at(): sizeIdx >= sizeStr");
     EXPECT_EQ(strOther.c_str(), str.c_str());
     EXPECT_THROW_MSG(str[3], clXString, "clString::operator[](): sizeIdx >= sizeStr");
@@ -297,21 +204,17 @@ TEST(clString, OnlyWritableAccessUnshares)
 TEST(clString, SubStringAndDeleteTakeRangesOfTheText)
 {
     const std::tuple<const char *, unsigned, unsigned, const char *, const char *> aTaken[] = {
-        {"abc", 0, 0, "", "abc"},
-        {"abc", 0, 3, "abc", ""},
         {"0123456789abcdef", 4, 9, "456789abc", "0123def"},
         {"abc", 1, MAX, "bc", "a"}, // a sum that wraps passes the check, and means the rest
     };
     for (const auto &[cpText, uIdx, uCount, cpPart, cpRest] : aTaken) {
-        clString str(cpText, 20, 1);
+        clString str(cpText);
         ExpectSound(str.SubString(uIdx, uCount), cpPart);
-        EXPECT_EQ(1, str.SubString(uIdx, uCount).iEncoding);
         str.Delete(uIdx, uCount);
         ExpectSound(str, cpRest);
     }
     const std::tuple<const char *, unsigned, unsigned, std::string> aRefused[] = {
         {"abc", 1, 3, "(uIdx + uCount) > sizeStr"},
-        {"abc", 0, MAX, "(uIdx + uCount) > sizeStr"},
         {"abc", MAX, 1, "uIdx >= sizeStr"},
         {"", 0, 0, "uIdx >= sizeStr"},
     };
@@ -320,11 +223,7 @@ TEST(clString, SubStringAndDeleteTakeRangesOfTheText)
         EXPECT_THROW_MSG(str.SubString(uIdx, uCount), clXString,
                          "clString::SubString(): " + strReason);
         EXPECT_THROW_MSG(str.Delete(uIdx, uCount), clXString, "clString::Delete(): " + strReason);
-        ExpectSound(str, cpText);
     }
-    ExpectSound(clString("abc").SubString(1), "bc");
-    EXPECT_THROW_MSG(clString("abc").SubString(3), clXString,
-                     "clString::SubString(): uIdx >= sizeStr");
     clString str("abc");
     str.Insert(clString("d"), 3);
     EXPECT_THROW_MSG(str.Insert(str, 5), clXString, "clString::Insert(): uIdx > sizeStr");
@@ -333,31 +232,20 @@ TEST(clString, SubStringAndDeleteTakeRangesOfTheText)
 
 TEST(clString, CleanTrimsBothEnds)
 {
-    const char *const aRows[][2] = {
-        {"  \tx y \n", "x y"}, {"x", "x"}, {"", ""}, {" \v\f\r\n", ""}, {"\xFF ", "\xFF"}};
+    const char *const aRows[][2] = {{"  \tx y \n", "x y"}, {" \v\f\r\n", ""}, {"\xFF ", "\xFF"}};
     for (const auto &[cpText, cpResult] : aRows) {
-        const clString strShared(cpText);
-        clString str(strShared);
+        clString str(cpText);
         str.Clean();
         ExpectSound(str, cpResult);
-        ExpectSound(strShared, cpText);
-        EXPECT_EQ(8U, str.sizeAlloc);
     }
-    clString strBelied("   x");
-    strBelied.sizeStr = 2;
-    EXPECT_THROW_MSG(strBelied.Clean(), std::runtime_error, "clString::Clean(): sizeRes > sizeStr");
 }
 
 TEST(clString, CaseMappingFollowsTheEncoding)
 {
     clString str("aBc\xE9");
     str.iEncoding = 1;
-    const clString strShared(str);
     str.ToUpper();
     ExpectSound(str, "ABC\xE9");
-    ExpectSound(strShared, "aBc\xE9");
-    EXPECT_EQ(1, str.iEncoding);
-
     ASSERT_NE(nullptr, std::setlocale(LC_CTYPE, "C.UTF-8"));
     // The capital of a letter of three bytes here has two.
     str = "\xE2\xB1\xA5\xC3\xA9";
@@ -367,10 +255,5 @@ TEST(clString, CaseMappingFollowsTheEncoding)
     EXPECT_EQ(0, str.iEncoding);
     str.ToLower();
     ExpectSound(str, "\xE2\xB1\xA5\xC3\xA9");
-    str = "a\xFF";
-    EXPECT_THROW_MSG(str.ToUpper(), clXString,
-                     std::string("clString::wc_str(): mbstowcs(NULL,,0): ") +
-                         std::strerror(EILSEQ));
-    ExpectSound(str, "a\xFF");
     std::setlocale(LC_CTYPE, "C");
 }

@@ -48,13 +48,3 @@ TEST(Kernels, InterleaveUndoesDeinterleave)
         }
     }
 }
-
-TEST(Kernels, MapChannelsLeavesOtherPlacesAlone)
-{
-    const double aSource[] = {1, 2, 3, 4};
-    double aResult[] = {0, 0, 0, 0, 0, 0};
-    const uint32_t aTable[] = {2, 0};
-    Kernels::MapChannels(aResult, aSource, 2, aTable, 3, 2);
-    const double aExpected[] = {2, 0, 1, 4, 0, 3};
-    EXPECT_TRUE(std::equal(aResult, aResult + 6, aExpected));
-}

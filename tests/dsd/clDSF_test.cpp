@@ -159,26 +159,6 @@ TEST(clDSF, FindsTheTagBehindTheData)
     EXPECT_STREQ("stays", reader.GetTag()->GetTitle().c_str());
 }
 
-TEST(clDSF, TellsItsFigures)
-{
-    clDSF file;
-    EXPECT_EQ(0U, file.GetBlockSamples());
-    EXPECT_EQ(0U, file.GetOutputSize());
-    file.OpenMeta(B().Data(bytes_t(8192, 0), 1601).Stream());
-    EXPECT_EQ(2822400U, file.GetSampleRate());
-    EXPECT_EQ(176400U, file.GetOutputRate());
-    EXPECT_EQ(2U, file.GetChannels());
-    EXPECT_EQ(4096U, file.GetBlockSize());
-    EXPECT_EQ(2048U, file.GetBlockSamples());
-    EXPECT_EQ(1601U, file.GetLength());
-    EXPECT_EQ(100U, file.GetOutputLength());
-    EXPECT_EQ(200U, file.GetOutputSize());
-    EXPECT_EQ(400U, file.GetDataSize());
-    EXPECT_FALSE(file.IsCompressed());
-    file.Close();
-    EXPECT_EQ(0U, file.GetChannels());
-}
-
 TEST(clDSF, RefusesOperationsOfAnotherState)
 {
     uint8_t aBytes[8192] = {};

@@ -36,7 +36,6 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
         const char *cpMimeType;
     } aRows[] = {
         {4, 0, "TIT2", "\0\xE9\0x"s, "\xC3\xA9", "\xE9\0x\0\0"s, ""},
-        {2, 0, "TT2", "\0Word"s, "Word", "Word\0\0"s, ""},
         {4, 0, "TIT2", "\1\xFF\xFE\xE9\0A\0"s, "\xC3\xA9\x41", "\xFF\xFE\xE9\0A\0\0\0"s, ""},
         {4, 0, "TIT2", "\2\xFE\xFF\0A\0\0\0B"s, "A", "\xFE\xFF\0A\0\0\0B\0\0"s, ""},
         // Only the newest version knows UTF-8.
@@ -47,10 +46,7 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
         {3, 0, "TIT2", "\1"s, "", "\0\0"s, ""},
         {4, 0, "WOAR", "http", "http", "http\0"s, ""},
         {2, 0, "WAR", "http", "htt", "htt\0"s, ""},
-        {2, 0, "WAR", "", "", "", ""},
         {4, 0, "TXXX", "\3a\0b"s, "", "\3a\0b"s, ""},
-        {3, 0, "WXXX", "\0a\0b"s, "", "\0a\0b"s, ""},
-        {4, 0, "COMM", "", "", "", ""},
         {4, 4, "APIC", "\0a/b\0\4\xE9\0d\0ta"s, "\xC3\xA9", "d\0ta"s, "a/b"},
         // The description may end with the tag. In units it loses its first byte, and with it the
         // mark: this machine's order is taken. It ends at a zero unit, or before half a one.
@@ -86,14 +82,12 @@ TEST(clID3frame, FaultsLeaveTheCallersCursor)
         std::string strBytes;
         std::string strMessage;
     } aRows[] = {
-        {4, "TIT"s, "clID3base::ReadBytes" + strLeft},
         {4, "TIT2\0\0\0\x80\0\0x"s, "clID3base::SS2Int32(): invalid data"},
         {4, "TIT2\0\0\0\2\0\0x"s, "clID3frame::clID3frame(): insufficient data"},
         {3, "TIT2\xFF\xFF\xFF\xFF\0\0x"s, "clID3frame3::clID3frame3(): insufficient data"},
         {2, "TT2\0\0\2x"s, "clID3frame2::clID3frame2(): insufficient data"},
         // A text of size 0 takes the first byte of the next frame for its encoding.
         {4, "TIT2\0\0\0\0\0\0"s, "clID3base::ReadByte" + strLeft},
-        {2, "TT2\0\0\0TAL\0"s, "clID3base::ReadBytes" + strLeft},
         // The strings of a picture end with the tag and not with the frame.
         {4, "APIC\0\0\0\1\0\0\0"s, "clID3base::ReadString" + strLeft},
         {4, "APIC\0\0\0\5\0\0\0a\0\3b\0"s, "clID3frame::clID3frame(): header size mismatch"},

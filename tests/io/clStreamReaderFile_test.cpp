@@ -7,17 +7,13 @@
 #include <cerrno>
 #include <utility>
 
-#include <unistd.h>
-
 TEST(clStreamReaderFile, NamesStandForPaths)
 {
     const std::pair<const char *, const char *> aRows[] = {
         {"file:///tmp/a.dff", "/tmp/a.dff"},
         {"file:a%20b?c", "a%20b?c"},
         {"file:file:a", "file:a"},
-        {"file://", ""},
         {"FILE:a", "FILE:a"},
-        {"./file:a", "./file:a"},
     };
     for (const auto &[cpName, cpPath] : aRows) {
         EXPECT_STREQ(cpPath, clStreamReaderFile::PathOf(clString(cpName)).c_str()) << cpName;
@@ -43,19 +39,4 @@ TEST(clStreamReaderFile, MovesAndReadsAsAFile)
     EXPECT_TRUE(reader.IsEOF());
     EXPECT_EQ(5, reader.Seek(5));
     EXPECT_FALSE(reader.IsEOF());
-    EXPECT_EQ(9, reader.Skip(4));
-    EXPECT_TRUE(reader.IsEOF());
-}
-
-TEST(clStreamReaderFile, DestructorSwallowsAFailedClose)
-{
-    const TempFolder folder;
-    const std::string strPath = folder.Write("file", {1});
-    const int iLowestFree = dup(STDERR_FILENO);
-    close(iLowestFree);
-    auto *const pReader = new clStreamReaderFile(clString(strPath.c_str()));
-    EXPECT_EQ(0, close(iLowestFree)) << "the file is expected on the lowest free descriptor";
-    EXPECT_THROW_MSG(pReader->Close(), clXFileIO,
-                     clXFileIO("clFileIO::Close(): close()", EBADF).what());
-    EXPECT_NO_THROW(delete pReader);
 }

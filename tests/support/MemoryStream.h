@@ -8,11 +8,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <exception>
-#include <map>
 #include <memory>
-#include <utility>
 #include <vector>
 
 /**
@@ -25,19 +22,18 @@
 class MemoryStream : public clStreamReader
 {
 public:
-    enum call_t { CALL_CLOSE, CALL_READ, CALL_SEEK, CALL_SKIP, CALL_TELL, CALL_GET_SIZE, CALLS };
+    enum call_t { CALL_CLOSE, CALL_READ, CALL_SKIP, CALLS };
 
     /** What happened to a stream. It outlives the stream, which others delete. */
     struct log_t {
         std::array<unsigned, CALLS> aCalls{};
-        bool bClosed = false;
         bool bDestroyed = false;
     };
 
-    explicit MemoryStream(std::vector<uint8_t> bytes, const char *cpName = "memory")
-        : clStreamReader(clString(cpName)),
-          content(std::move(bytes)),
-          lSize(static_cast<int64_t>(content.size()))
+    explicit MemoryStream(const std::vector<uint8_t> &bytes)
+        : clStreamReader(clString("memory")),
+          content(bytes),
+          lSize(static_cast<int64_t>(bytes.size()))
     {
     }
 
@@ -76,54 +72,35 @@ public:
     template <class X>
     MemoryStream *FailAt(call_t call, unsigned uNth, const char *cpText)
     {
-        mapFailures[{call, uNth}] = std::make_exception_ptr(X(cpText));
+        failingCall = call;
+        uFailing = uNth;
+        spFailure = std::make_exception_ptr(X(cpText));
         return this;
     }
 
-    void Close() override
-    {
-        Count(CALL_CLOSE);
-        spLog->bClosed = true;
-    }
+    void Close() override { Count(CALL_CLOSE); }
 
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override
     {
-        CountOnOpen(CALL_READ);
-        const size_t sizeAll = content.size();
-        const size_t sizeStart = std::min(static_cast<size_t>(lPosition), sizeAll);
-        const size_t sizeRead = std::min({sizeBuffer, sizeLargestRead, sizeAll - sizeStart});
-        if (sizeRead != 0) {
-            std::memcpy(pBuffer, content.data() + sizeStart, sizeRead);
-            lPosition += static_cast<off_t>(sizeRead);
-        }
+        Count(CALL_READ);
+        const size_t sizeStart = std::min(static_cast<size_t>(lPosition), content.size());
+        const size_t sizeRead = std::min({sizeBuffer, sizeLargestRead, content.size() - sizeStart});
+        std::copy_n(content.data() + sizeStart, sizeRead, static_cast<uint8_t *>(pBuffer));
+        lPosition += static_cast<off_t>(sizeRead);
         return static_cast<ssize_t>(sizeRead);
     }
 
-    off_t Seek(off_t lTarget) override
-    {
-        CountOnOpen(CALL_SEEK);
-        return bSeekable ? MoveTo(lTarget) : clStreamReader::Seek(lTarget);
-    }
+    off_t Seek(off_t lTo) override { return bSeekable ? MoveTo(lTo) : clStreamReader::Seek(lTo); }
 
     off_t Skip(off_t lCount) override
     {
-        CountOnOpen(CALL_SKIP);
+        Count(CALL_SKIP);
         off_t lTarget = 0;
         return MoveTo(__builtin_add_overflow(lPosition, lCount, &lTarget) ? -1 : lTarget);
     }
 
-    off_t Tell() override
-    {
-        CountOnOpen(CALL_TELL);
-        return lPosition;
-    }
-
-    int64_t GetSize() override
-    {
-        CountOnOpen(CALL_GET_SIZE);
-        return lSize;
-    }
-
+    off_t Tell() override { return lPosition; }
+    int64_t GetSize() override { return lSize; }
     bool IsEOF() override { return lPosition >= lSize; }
     bool IsRemote() override { return bRemote; }
     bool IsSeekable() override { return bSeekable; }
@@ -131,18 +108,8 @@ public:
 private:
     void Count(call_t call)
     {
-        const auto itFailure = mapFailures.find({call, ++spLog->aCalls.at(call)});
-        if (itFailure != mapFailures.end()) {
-            std::rethrow_exception(itFailure->second);
-        }
-    }
-
-    // A closed file refuses everything, and so does this, to find those who use one.
-    void CountOnOpen(call_t call)
-    {
-        Count(call);
-        if (spLog->bClosed) {
-            throw clXFileIO("MemoryStream: used after Close()", EBADF);
+        if (++spLog->aCalls.at(call) == uFailing && call == failingCall) {
+            std::rethrow_exception(spFailure);
         }
     }
 
@@ -152,8 +119,7 @@ private:
         if (lTarget < 0) {
             throw clXFileIO("clFileIO::Seek(): lseek()", EINVAL);
         }
-        lPosition = lTarget;
-        return lPosition;
+        return lPosition = lTarget;
     }
 
     const std::vector<uint8_t> content;
@@ -162,6 +128,8 @@ private:
     size_t sizeLargestRead = SIZE_MAX;
     bool bSeekable = true;
     bool bRemote = false;
-    std::map<std::pair<call_t, unsigned>, std::exception_ptr> mapFailures;
+    call_t failingCall = CALLS;
+    unsigned uFailing = 0;
+    std::exception_ptr spFailure;
     std::shared_ptr<log_t> spLog = std::make_shared<log_t>();
 };

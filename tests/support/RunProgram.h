@@ -1,14 +1,13 @@
 #pragma once
 
 #include <cerrno>
-#include <csignal>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,17 +24,13 @@ struct run_t {
  */
 inline run_t RunProgram(const std::vector<std::string> &args)
 {
-    int aaPipes[2][2];
-    for (auto &aPipe : aaPipes) {
-        if (pipe2(aPipe, O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe2()");
-        }
-    }
+    // Files in memory take any amount of output while nobody reads.
+    const int aFileH[] = {memfd_create("out", MFD_CLOEXEC), memfd_create("err", MFD_CLOEXEC)};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, aaPipes[0][1], 1);
-    posix_spawn_file_actions_adddup2(&actions, aaPipes[1][1], 2);
+    posix_spawn_file_actions_adddup2(&actions, aFileH[0], 1);
+    posix_spawn_file_actions_adddup2(&actions, aFileH[1], 2);
     std::vector<char *> aArgs;
     for (const std::string &strArg : args) {
         aArgs.push_back(const_cast<char *>(strArg.c_str()));
@@ -44,35 +39,22 @@ inline run_t RunProgram(const std::vector<std::string> &args)
     pid_t pid = 0;
     const int iError = posix_spawnp(&pid, aArgs[0], &actions, nullptr, aArgs.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    close(aaPipes[0][1]);
-    close(aaPipes[1][1]);
-
-    run_t run;
-    std::string *const apTexts[] = {&run.strOut, &run.strErr};
-    pollfd aPolls[] = {{aaPipes[0][0], POLLIN, 0}, {aaPipes[1][0], POLLIN, 0}};
-    for (int iOpen = iError == 0 ? 2 : 0; iOpen > 0;) {
-        poll(aPolls, 2, -1);
-        for (int i = 0; i < 2; ++i) {
-            char aBuffer[65536];
-            if (aPolls[i].fd >= 0 && aPolls[i].revents != 0) {
-                const ssize_t lRead = read(aPolls[i].fd, aBuffer, sizeof(aBuffer));
-                if (lRead > 0) {
-                    apTexts[i]->append(aBuffer, static_cast<size_t>(lRead));
-                } else {
-                    aPolls[i].fd = -1;
-                    --iOpen;
-                }
-            }
-        }
+    int iWait = 0;
+    if (iError == 0) {
+        waitpid(pid, &iWait, 0);
     }
-    close(aaPipes[0][0]);
-    close(aaPipes[1][0]);
+    run_t run;
+    run.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
+    std::string *const apTexts[] = {&run.strOut, &run.strErr};
+    for (int i = 0; i < 2; ++i) {
+        apTexts[i]->resize(static_cast<size_t>(lseek(aFileH[i], 0, SEEK_END)));
+        if (pread(aFileH[i], apTexts[i]->data(), apTexts[i]->size(), 0) < 0) {
+            throw std::system_error(errno, std::generic_category(), "pread()");
+        }
+        close(aFileH[i]);
+    }
     if (iError != 0) {
         throw std::system_error(iError, std::generic_category(), args[0]);
     }
-    int iWait = 0;
-    while (waitpid(pid, &iWait, 0) == -1 && errno == EINTR) {
-    }
-    run.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
     return run;
 }

@@ -48,22 +48,18 @@ struct ServerAnswer {
 class ScriptedServer
 {
 public:
-    explicit ScriptedServer(std::vector<ServerAnswer> answers, uint16_t uFixedPort = 0)
+    /** @param uPort 0 for a free one. @throws std::runtime_error when it cannot be had */
+    explicit ScriptedServer(std::vector<ServerAnswer> answers, uint16_t uPort = 0)
         : script(std::move(answers)),
           iStopH(eventfd(0, 0)),
           iListenH(socket(AF_INET, SOCK_STREAM, 0))
     {
-        const int iOn = 1;
-        setsockopt(iListenH, SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof(iOn));
-        sockaddr_in addr = {AF_INET, htons(uFixedPort), {htonl(INADDR_LOOPBACK)}, {}};
+        sockaddr_in addr = {AF_INET, htons(uPort), {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof(addr);
         auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
-        if (bind(iListenH, spAddr, size) != 0) {
-            close(iListenH);
-            close(iStopH);
+        if (bind(iListenH, spAddr, size) != 0 || listen(iListenH, 8) != 0) {
             throw std::runtime_error("the server cannot have its port");
         }
-        listen(iListenH, 8);
         getsockname(iListenH, spAddr, &size);
         strHost = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
         worker = std::thread([this] { Run(); });
@@ -116,7 +112,7 @@ private:
 
     void Serve(int iSockH, const ServerAnswer &answer)
     {
-        std::string strRequest;
+        std::string &strRequest = requests.emplace_back();
         char aPiece[4096];
         while (strRequest.find("\r\n\r\n") == std::string::npos && Wait(iSockH, POLLIN)) {
             const ssize_t lRead = recv(iSockH, aPiece, sizeof(aPiece), 0);
@@ -125,7 +121,6 @@ private:
             }
             strRequest.append(aPiece, static_cast<size_t>(lRead));
         }
-        requests.push_back(strRequest);
         size_t sizeSent = 0;
         while (sizeSent < answer.strBytes.size() && Wait(iSockH, POLLOUT)) {
             const ssize_t lSent =
