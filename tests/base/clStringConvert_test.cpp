@@ -93,21 +93,6 @@ TEST(clString, AssignsIntegers)
                      "clString::operator=(unsigned long): value out of range");
 }
 
-TEST(clString, FormatsDoubles)
-{
-    const std::tuple<double, const char *, const char *> aRows[] = {
-        {1.0 / 3, "0.333333", "0.3333333333333333"},
-        {-HUGE_VAL, "-inf", "-inf"},
-    };
-    for (const auto &[dValue, cpAssigned, cpFloatC] : aRows) {
-        clString str;
-        str = dValue;
-        EXPECT_EQ(cpAssigned, Text(str));
-        str.FloatC(dValue);
-        EXPECT_EQ(cpFloatC, Text(str));
-    }
-}
-
 TEST(clString, ReadsUTF16UpToTheFirstFault)
 {
     const std::pair<std::vector<uint16_t>, const char *> aRows[] = {

@@ -119,18 +119,6 @@ TEST(clDSDIFFFormChunk, WrapsWhatTheStreamThrows)
                      "clDSDIFFFormChunk::Read(): broken");
 }
 
-TEST(clDSDIFFFormChunk, ReadsWithShortReadsAsWithWholeOnes)
-{
-    MemoryStream stream(B().Before(B::Chunk("ID3 ", Tag("abc"))).Sound(Pattern(64)).Build());
-    stream.ShortReads(1);
-    clDSDIFFFormChunk form;
-    form.Read(&stream);
-    EXPECT_EQ(2822400U, form.chunkProperty.uSampleRate);
-    EXPECT_EQ(2U, form.chunkProperty.sChannels.channels);
-    EXPECT_EQ(64U, form.chunkData.uSize);
-    EXPECT_STREQ("abc", form.tag.GetTitle().c_str());
-}
-
 TEST(clDSDIFFFormChunk, FindsItsWayOverOddSizes)
 {
     // An unknown chunk of odd size in front, and a property chunk that ends in an odd sub-chunk:
@@ -172,26 +160,6 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         EXPECT_STREQ(row.cpTitle, parsed.form.tag.GetTitle().c_str());
         EXPECT_EQ(16U, parsed.form.chunkData.uSize);
     }
-}
-
-TEST(clDSDIFFFormChunk, StopsAtTheSoundOfARemoteStream)
-{
-    const bytes_t file =
-        B().Sound(Pattern(1000)).After(B::Chunk("ID3 ", Tag("never seen"))).Build();
-    MemoryStream stream(file);
-    stream.Remote();
-    clDSDIFFFormChunk form;
-    form.Read(&stream);
-    EXPECT_STREQ("", form.tag.GetTitle().c_str());
-    EXPECT_EQ(0U, stream.Log()->aCalls[MemoryStream::CALL_SKIP]);
-    EXPECT_EQ(static_cast<off_t>(file.size()), stream.Tell()) << "the rest is read in one go";
-
-    MemoryStream streamUnsized(file);
-    streamUnsized.Remote()->ClaimSize(0);
-    form.Read(&streamUnsized);
-    uint8_t uFirst = 0;
-    EXPECT_EQ(1U, form.chunkData.ReadRaw(&uFirst, 1));
-    EXPECT_EQ(Pattern(1)[0], uFirst);
 }
 
 TEST(clDSDIFFFormChunk, KeepsNothingOfAnEarlierFile)

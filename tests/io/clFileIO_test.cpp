@@ -114,22 +114,6 @@ TEST(clFileIO, ReadPassesShortCountsOn)
     EXPECT_THROW_MSG(file.Write(aBuffer, 1), clXFileIO, Says("Write(): write()", EBADF));
 }
 
-TEST(clFileIO, SizesAndSeeksAreThoseOfTheFile)
-{
-    const TempFolder folder;
-    clFileIO file(folder.Write("file", {1, 2, 3, 4, 5}).c_str(), READWRITE, 0);
-    EXPECT_EQ(2, file.Seek(clFileIO::SEEK_POINT_START, 2));
-    EXPECT_EQ(1, file.Seek(clFileIO::SEEK_POINT_CURRENT, -1));
-    EXPECT_EQ(12, file.Seek(clFileIO::SEEK_POINT_END, 7));
-    EXPECT_THROW_MSG(file.Seek(clFileIO::SEEK_POINT_START, -1), clXFileIO,
-                     Says("Seek(): lseek()", EINVAL));
-    file.SetSize(off_t{1} << 32);
-    EXPECT_EQ(off_t{1} << 32, file.Size());
-    file.Close();
-    EXPECT_THROW_MSG(file.Size(), clXFileIO, Says("Size(): fstat()"));
-    EXPECT_THROW_MSG(clFileIO::GetSize(nullptr), clXFileIO, Says("GetSize(): stat()", ENOENT));
-}
-
 TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
 {
     const size_t sizePage = clFileIO::GetPageSize();

@@ -49,18 +49,6 @@ TEST(clSocketAddr, FamiliesDescribeAndGuardThemselves)
     }
 }
 
-TEST(clSocketAddrLocal, PathIsCutToItsField)
-{
-    clSocketAddrLocal addr;
-    addr.Set(std::string(200, 'p').c_str());
-    EXPECT_EQ(std::string(107, 'p'), addr.AsStringPort().c_str());
-    // The system accepts a path that fills the field, without a terminator.
-    sockaddr_un raw;
-    std::memset(&raw, 'q', sizeof(raw));
-    addr.Set(reinterpret_cast<const sockaddr *>(&raw), sizeof(raw));
-    EXPECT_EQ(std::string(108, 'q'), addr.AsString().c_str());
-}
-
 TEST(clSocketAddrDetect, ChoosesByTextOrSize)
 {
     EXPECT_EQ("127.0.0.1:0", Detect("127.0.0.1"));
