@@ -59,6 +59,19 @@ bool ReadHeader(clStreamReader &stream, header_t &aHeader)
     return stream.ReadFully(aHeader, sizeof(aHeader)) == sizeof(aHeader);
 }
 
+// One step of a walk: reads the next header and counts it. False at the end of the file.
+bool ReadNextHeader(clStreamReader &stream, header_t &aHeader, clDSDIFFChunk &chunk,
+                    uint64_t &uConsumed)
+{
+    if (!ReadHeader(stream, aHeader)) {
+        return false;
+    }
+    chunk.SetHeader(aHeader);
+    uConsumed += clDSDIFFChunk::HEADER_SIZE;
+    CheckRange(chunk, uConsumed);
+    return true;
+}
+
 // Moves over data that is not looked at.
 uint64_t SkipData(clStreamReader &stream, const clDSDIFFChunk &chunk)
 {
@@ -176,13 +189,10 @@ uint64_t clDSDIFFPropChunk::Read(clStreamReader *pStream)
         }
         while (uConsumed < uSize) {
             header_t aHeader;
-            if (!ReadHeader(*pStream, aHeader)) {
+            clDSDIFFChunk header;
+            if (!ReadNextHeader(*pStream, aHeader, header, uConsumed)) {
                 break;
             }
-            clDSDIFFChunk header;
-            header.SetHeader(aHeader);
-            uConsumed += HEADER_SIZE;
-            CheckRange(header, uConsumed);
             uConsumed += ReadSubChunk(*pStream, header);
             // Behind the last sub-chunk of a chunk of odd size there is one pad byte, not two, and
             // it belongs to the chunk.
@@ -438,13 +448,10 @@ void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
     uint64_t uConsumed = sizeof(aType);
     while (uConsumed < uSize) {
         header_t aHeader;
-        if (!ReadHeader(*pStream, aHeader)) {
+        clDSDIFFChunk header;
+        if (!ReadNextHeader(*pStream, aHeader, header, uConsumed)) {
             break;
         }
-        clDSDIFFChunk header;
-        header.SetHeader(aHeader);
-        uConsumed += HEADER_SIZE;
-        CheckRange(header, uConsumed);
 
         uint64_t uRead = 0;
         switch (header.uId) {

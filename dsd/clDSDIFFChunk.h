@@ -167,8 +167,6 @@ public:
      * stream. */
     void Seek(uint64_t uBits);
 
-    bool IsAttached() const noexcept { return pStream != nullptr; }
-
 private:
     clStreamReader *pStream = nullptr;
     uint64_t uReadPos = 0;

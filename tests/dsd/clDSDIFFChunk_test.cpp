@@ -183,7 +183,7 @@ TEST(clDSDIFFFormChunk, KeepsNothingOfAnEarlierFile)
     EXPECT_STREQ("undefined", form.chunkProperty.GetSpeakerConfig());
     EXPECT_STREQ("", form.tag.GetTitle().c_str());
     EXPECT_EQ(0U, form.chunkData.uSize);
-    EXPECT_FALSE(form.chunkData.IsAttached());
+    EXPECT_THROW(form.chunkData.CheckReadRaw(), clXDSDIFF);
 }
 
 TEST(clDSDIFFPropChunk, AcceptsBothWaysToPadTheCompressionName)
