@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cerrno>
+#include <functional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -8,21 +9,25 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-/** What a program left behind: its exit status, 128 + n when signal n killed it, and its output. */
+/** What a program left behind: its exit status, 128 + n when signal n killed it, its output, and
+ * the most memory that it held at a time, in KiB; not less than what the test itself held. */
 struct run_t {
     int iStatus = -1;
+    long lPeakSize = 0;
     std::string strOut;
     std::string strErr;
 };
 
 /**
  * Runs a program found by its path, or on the search path, to its end with nothing on standard
- * input. Throws std::system_error when it cannot be started.
+ * input. fnStarted is called while it runs. Throws std::system_error when it cannot be started.
  */
-inline run_t RunProgram(const std::vector<std::string> &args)
+inline run_t RunProgram(const std::vector<std::string> &args,
+                        const std::function<void(pid_t)> &fnStarted = nullptr)
 {
     // Files in memory take any amount of output while nobody reads.
     const int aFileH[] = {memfd_create("out", MFD_CLOEXEC), memfd_create("err", MFD_CLOEXEC)};
@@ -40,10 +45,15 @@ inline run_t RunProgram(const std::vector<std::string> &args)
     const int iError = posix_spawnp(&pid, aArgs[0], &actions, nullptr, aArgs.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     int iWait = 0;
+    rusage usage = {};
     if (iError == 0) {
-        waitpid(pid, &iWait, 0);
+        if (fnStarted) {
+            fnStarted(pid);
+        }
+        wait4(pid, &iWait, 0, &usage);
     }
     run_t run;
+    run.lPeakSize = usage.ru_maxrss;
     run.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
     std::string *const apTexts[] = {&run.strOut, &run.strErr};
     for (int i = 0; i < 2; ++i) {
