@@ -114,6 +114,27 @@ TEST(clFileIO, ReadPassesShortCountsOn)
     EXPECT_THROW_MSG(file.Write(aBuffer, 1), clXFileIO, Says("Write(): write()", EBADF));
 }
 
+TEST(clFileIO, SizesAndSeeksAreThoseOfTheSystem)
+{
+    const TempFolder folder;
+    const std::string strPath = folder.Write("file", {1, 2, 3});
+    clFileIO file(strPath.c_str(), READWRITE, 0);
+    file.SetSize(10);
+    EXPECT_EQ(10, file.Size());
+    EXPECT_EQ(10, clFileIO::GetSize(strPath.c_str()));
+    EXPECT_EQ(8, file.Seek(clFileIO::SEEK_POINT_END, -2));
+    EXPECT_EQ(9, file.Seek(clFileIO::SEEK_POINT_CURRENT, 1));
+    EXPECT_THROW_MSG(file.Seek(clFileIO::SEEK_POINT_START, -1), clXFileIO,
+                     Says("Seek(): lseek()", EINVAL));
+    EXPECT_THROW_MSG(file.Seek(static_cast<clFileIO::seekpoint_t>(3), 0), clXFileIO,
+                     Says("Seek(): BUG: unknown seekpoint_t"));
+    file.Close();
+    EXPECT_THROW_MSG(file.SetSize(1), clXFileIO, Says("SetSize(): ftruncate()"));
+    EXPECT_THROW_MSG(file.Size(), clXFileIO, Says("Size(): fstat()"));
+    EXPECT_THROW_MSG(clFileIO::GetSize(folder.Path("none").c_str()), clXFileIO,
+                     Says("GetSize(): stat()", ENOENT));
+}
+
 TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
 {
     const size_t sizePage = clFileIO::GetPageSize();

@@ -42,6 +42,11 @@ TEST(clSocketAddr, FamiliesDescribeAndGuardThemselves)
         EXPECT_STREQ(row.cpName, row.addr.GetFamilyName());
         EXPECT_EQ(row.iFamily, row.addr.GetFamily());
         EXPECT_STREQ(row.cpText, row.addr.AsStringPort().c_str());
+        // A name is asked of the resolver, whatever it then answers.
+        if (row.addr.GetFamily() != AF_LOCAL) {
+            const std::string strHost = row.addr.AsHostName().c_str();
+            EXPECT_NE("", strHost);
+        }
         EXPECT_THROW_MSG(row.addr.Set(nullptr, 16), clXSocketAddr,
                          row.strClass + "::Set(): spNewAddr == NULL");
         EXPECT_THROW_MSG(row.addr.Set(row.addr.GetSockAddr(), row.addr.GetSize() - 1),
@@ -68,4 +73,19 @@ TEST(clSocketAddrDetect, FailuresCarryTheResolversCode)
     EXPECT_THROW_MSG(Detect(":80"), clXSocketAddr, "clSocketAddrDetect::GetAddr(): syntax error");
     const clXSocketAddr name("clSocketAddrDetect::GetAddr(): getaddrinfo()", EAI_NONAME);
     EXPECT_THROW_MSG(Detect(""), clXSocketAddr, name.what());
+}
+
+TEST(clSocketAddr, CopiesAndTheBaseStandAlone)
+{
+    clSocketAddrIPv6 addr;
+    addr.Set("::1", 80);
+    addr = clSocketAddrIPv6(addr);
+    EXPECT_STREQ("::1:80", addr.AsStringPort().c_str());
+    struct : clSocketAddr {
+    } none;
+    none.Set(addr.GetSockAddr(), addr.GetSize());
+    EXPECT_STREQ("null", none.GetFamilyName());
+    EXPECT_EQ(0U, none.GetSize());
+    EXPECT_EQ(nullptr, none.GetSockAddr());
+    EXPECT_STREQ("", none.AsStringPort().c_str());
 }

@@ -67,14 +67,28 @@ TEST(clSocket, FailingCallsNameThemselves)
     clSocket sock;
     clSocketAddrIPv4 addr;
     char c = 0;
+    socklen_t size = 1;
+    msghdr header = {};
     const std::string strNagle = "clSocket::SetNagle(): clSocket::SetOption(): setsockopt()";
     const std::vector<call_t> calls = {
         {"clSocket::Bind(): bind()", [&] { sock.Bind(addr); }},
+        {"clSocket::Listen(): listen()", [&] { sock.Listen(1); }},
+        {"clSocket::Connect(): connect()", [&] { sock.Connect(addr); }},
         {"clSocket::Accept(): accept()", [&] { sock.Accept(); }},
+        {"clSocket::Shutdown(): shutdown()", [&] { sock.Shutdown(SHUT_RD); }},
         {"clSocket::Read(): read()", [&] { sock.Read(&c, 1); }},
+        {"clSocket::RecvFrom(): recvfrom()", [&] { sock.RecvFrom(&c, 1, 0, nullptr, nullptr); }},
+        {"clSocket::RecvMsg(): recvmsg()", [&] { sock.RecvMsg(&header, 0); }},
         {strNagle, [&] { sock.SetNagle(true); }},
+        {"clSocket::SetReUse(): clSocket::SetOption(): setsockopt()", [&] { sock.SetReUse(true); }},
+        {"clSocket::GetOption(): getsockopt()", [&] { sock.GetOption(1, 1, &c, &size); }},
+        {"clSocket::GetSockName(): getsockname()", [&] { sock.GetSockName(); }},
+        {"clSocket::GetPeerName(): getpeername()", [&] { sock.GetPeerName(); }},
     };
     ExpectFailures(EBADF, calls);
+    EXPECT_THROW_MSG(sock.SetBlocking(true), clXSocket, "clSocket::SetBlocking(): fcntl(F_GETFL)");
+    ExpectFailures(EAFNOSUPPORT,
+                   {{"clSocket::Create(): socket()", [&] { sock.Create(-1, 1, 0); }}});
 
     // A peer that has vanished is no signal.
     Pair pair;
@@ -218,4 +232,72 @@ TEST(clSocket, IsConnectedLooksAtErrorsFirst)
     far.Close();
     Await(near, 0);
     EXPECT_FALSE(near.IsConnected());
+}
+
+TEST(clSocket, DatagramsKeepTheirEndsAndTellTheirSender)
+{
+    clSocketAddrIPv4 addr;
+    addr.Set("127.0.0.1", 0);
+    clSocket aSocks[2];
+    std::unique_ptr<clSocketAddr> apNames[2];
+    for (int i = 0; i < 2; ++i) {
+        aSocks[i].Create(AF_INET, SOCK_DGRAM, 0);
+        aSocks[i].SetReUse(true);
+        aSocks[i].Bind(addr);
+        apNames[i].reset(aSocks[i].GetSockName());
+    }
+    aSocks[0].SendTo("one", 3, 0, apNames[1]->GetSockAddr(), apNames[1]->GetSize());
+    aSocks[1].Connect(*apNames[0]);
+    const std::unique_ptr<clSocketAddr> pPeer(aSocks[1].GetPeerName());
+    EXPECT_STREQ(apNames[0]->AsStringPort().c_str(), pPeer->AsStringPort().c_str());
+    char aText[8] = {};
+    sockaddr_in from = {};
+    socklen_t size = sizeof(from);
+    auto *const spFrom = reinterpret_cast<sockaddr *>(&from);
+    EXPECT_EQ(3, aSocks[1].RecvFrom(aText, sizeof(aText), 0, spFrom, &size));
+    addr.Set(spFrom, size);
+    EXPECT_STREQ(apNames[0]->AsStringPort().c_str(), addr.AsStringPort().c_str());
+
+    iovec part = {aText, sizeof(aText)};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    EXPECT_EQ(8, aSocks[1].SendMsg(&message, 0));
+    EXPECT_EQ(8, aSocks[0].RecvMsg(&message, 0));
+}
+
+TEST(clSocket, MulticastSettingsReachTheSystem)
+{
+    clSocket sock;
+    sock.Create(AF_INET, SOCK_DGRAM, 0);
+    clSocketAddrIPv4 group;
+    clSocketAddrIPv4 near;
+    group.Set("239.1.2.3", 0);
+    near.Set("127.0.0.1", 0);
+    sock.SetMulticastTTL(group, 7);
+    sock.SetMulticastLoop(group, false);
+    sock.SetMulticastIf(near);
+    const auto Option = [&](int iName) {
+        uint32_t uValue = 0;
+        socklen_t size = iName == IP_MULTICAST_IF ? 4 : 1;
+        sock.GetOption(IPPROTO_IP, iName, &uValue, &size);
+        return uValue;
+    };
+    EXPECT_EQ(7U, Option(IP_MULTICAST_TTL));
+    EXPECT_EQ(0U, Option(IP_MULTICAST_LOOP));
+    EXPECT_EQ(htonl(INADDR_LOOPBACK), Option(IP_MULTICAST_IF));
+    sock.JoinGroup(group, &near);
+    sock.LeaveGroup(group, &near);
+    const std::string strOption = "clSocket::SetOption(): setsockopt()";
+    ExpectFailures(EADDRNOTAVAIL, {{strOption, [&] { sock.LeaveGroup(group, &near); }}});
+
+    // The family of the group decides; one that knows no groups does nothing.
+    clSocketAddrIPv6 group6;
+    group6.Set("ff02::1", 0);
+    EXPECT_THROW_MSG(sock.JoinGroup(group6, &near), clXSocket,
+                     "clSocket::JoinGroup(): interface of another family");
+    ExpectFailures(ENOPROTOOPT, {{strOption, [&] { sock.SetMulticastIf(group6); }},
+                                 {strOption, [&] { sock.SetMulticastTTL(group6, 1); }}});
+    sock.JoinGroup(clSocketAddrLocal());
+    sock.SetMulticastTTL(clSocketAddrLocal(), 1);
 }

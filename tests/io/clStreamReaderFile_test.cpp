@@ -40,3 +40,25 @@ TEST(clStreamReaderFile, MovesAndReadsAsAFile)
     EXPECT_EQ(5, reader.Seek(5));
     EXPECT_FALSE(reader.IsEOF());
 }
+
+TEST(clStreamReader, SourcesThatCannotMoveSaySo)
+{
+    struct Pipe : clStreamReader {
+        Pipe() : clStreamReader(clString("pipe")) {}
+        void Close() override {}
+        ssize_t Read(void *, size_t) override { return 0; }
+        bool IsRemote() override { return false; }
+        bool IsSeekable() override { return false; }
+    } stream;
+    const std::pair<const char *, void (*)(clStreamReader &)> aRows[] = {
+        {"Seek(): stream not seekable", [](clStreamReader &reader) { reader.Seek(0); }},
+        {"Skip(): not supported", [](clStreamReader &reader) { reader.Skip(0); }},
+        {"Tell(): invalid call", [](clStreamReader &reader) { reader.Tell(); }},
+        {"IsEOF(): invalid call", [](clStreamReader &reader) { reader.IsEOF(); }},
+    };
+    for (const auto &[cpText, fnCall] : aRows) {
+        EXPECT_THROW_MSG(fnCall(stream), clXStreamReader, std::string("clStreamReader::") + cpText);
+    }
+    EXPECT_EQ(0, stream.GetSize());
+    EXPECT_STREQ("application/octet-stream", stream.GetMimeType());
+}

@@ -67,6 +67,24 @@ TEST(clThreadsBase, NumbersCountUpAndBelongToOneThreadEach)
     }
 }
 
+TEST(clThreadsBase, DetachedThreadsHaveNoNumberAndPrioritiesAreTheSystemsToRefuse)
+{
+    clSemaphore semDone;
+    const Body fnBody = [&](void *pArg) {
+        semDone.Post();
+        return pArg;
+    };
+    clProbeThreads threads;
+    threads.pBody = &fnBody;
+    EXPECT_EQ(0, threads.Create(nullptr, true));
+    semDone.Wait();
+    EXPECT_TRUE(threads.mapThreads.empty());
+    EXPECT_EQ(nullptr, threads.Wait(0));
+    threads.Cancel(0);
+    EXPECT_TRUE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 0));
+    EXPECT_FALSE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 1));
+}
+
 TEST(clThreadsBase, NumbersWrapBeforeTheHighestAndPassRecordedOnes)
 {
     constexpr int32_t MAX = std::numeric_limits<int32_t>::max();

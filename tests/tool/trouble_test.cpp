@@ -136,3 +136,15 @@ TEST_F(vantrel, LeavesAProvisionalHeaderWhenItIsKilled)
         fs::remove(strOut);
     }
 }
+
+TEST_F(vantrel, ShowsALongConversionOnATerminalOnly)
+{
+    WriteSparse(DSDIFFBuilder(), uint64_t{1} << 42);
+    const std::string strCall =
+        "timeout -s INT 1 " + PROGRAM + " " + folder.Path("in.dff") + " " + folder.Path("out.dsf");
+    const run_t run = RunProgram({"script", "-qec", strCall, "/dev/null"});
+    const size_t sizeLine = run.strOut.find("\r  0 %  ");
+    ASSERT_NE(std::string::npos, sizeLine) << run.strOut;
+    EXPECT_NE(std::string::npos, run.strOut.find(" MB/s  ", sizeLine));
+    EXPECT_NE(std::string::npos, run.strOut.find(" left", sizeLine));
+}
