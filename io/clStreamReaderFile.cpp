@@ -17,17 +17,22 @@ clStreamReaderFile::clStreamReaderFile(const clString &strFile) : clStreamReader
 clStreamReaderFile::~clStreamReaderFile() noexcept(false)
 {
     try {
-        fileInput.Close();
+        clStreamReaderFile::Close();
     } catch (...) {
-        // All bytes that were wanted have been read. The member's own destructor must not try again
-        // and throw.
-        fileInput.Detach();
+        // All bytes that were wanted have been read.
     }
 }
 
 void clStreamReaderFile::Close()
 {
-    fileInput.Close();
+    try {
+        fileInput.Close();
+    } catch (...) {
+        // The descriptor is gone all the same: a second close(2), of the destructor at the latest,
+        // could hit another file.
+        fileInput.Detach();
+        throw;
+    }
 }
 
 ssize_t clStreamReaderFile::Read(void *pBuffer, size_t sizeBuffer)
