@@ -325,10 +325,14 @@ ssize_t clSocket::GetLine(clString &strLine, unsigned uTimeoutMs)
 
         // The zeros are in the buffer only; what the socket still holds is taken from it unseen.
         const bool bComplete = cpStop != cpEnd;
-        const auto sizeTaken = static_cast<size_t>(cpStop - cpBuf) + (bComplete ? 1 : 0);
-        const ssize_t lTaken = Recv(cpBuf, sizeTaken, 0);
-        if (lTaken < 1) {
-            return lTaken;
+        // All of that: what stayed behind would be read once more, as a line of its own.
+        auto sizeLeft = static_cast<size_t>(cpStop - cpBuf) + (bComplete ? 1 : 0);
+        while (sizeLeft != 0) {
+            const ssize_t lTaken = Recv(cpBuf, sizeLeft, 0);
+            if (lTaken < 1) {
+                return lTaken;
+            }
+            sizeLeft -= static_cast<size_t>(lTaken);
         }
         if (bComplete) {
             return static_cast<ssize_t>(strLine.sizeStr);
