@@ -196,7 +196,12 @@ void clDSF::SetLength(uint64_t uSamples)
 {
     CheckWriting("clDSF::SetLength(): not open for writing");
     PutLE(aFmtChunk + SAMPLE_COUNT, uSamples);
-    WriteHeaders();
+    try {
+        WriteHeaders();
+    } catch (...) {
+        TakeBackLength();
+        throw;
+    }
 }
 
 uint64_t clDSF::WriteMeta(const void *pBytes, uint64_t uSize)
@@ -290,6 +295,19 @@ void clDSF::WriteHeaders()
         uDataPos = 0;
     } catch (const clException &caught) {
         WrapException<clXDSF>("clDSF::WriteHeaders(): ", caught);
+    }
+}
+
+// Headers of which only a part is new could pass for those of a finished file; without a count of
+// samples they do not.
+void clDSF::TakeBackLength() noexcept
+{
+    PutLE(aFmtChunk + SAMPLE_COUNT, uint64_t{0});
+    try {
+        fileOutput.Seek(clFileIO::SEEK_POINT_START, DSD_CHUNK_SIZE);
+        fileOutput.Write(aFmtChunk, sizeof(aFmtChunk));
+    } catch (...) {
+        // The failure on its way says more.
     }
 }
 

@@ -136,6 +136,7 @@ public:
     void ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize) const;
 
 private:
+    void TakeBackLength() noexcept;
     void Reset() noexcept;
     void OpenStream(clStreamReader *pStreamReader);
     void ReadTag(uint64_t uFileSize);
