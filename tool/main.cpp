@@ -1,4 +1,5 @@
 #include "base/clAlloc.h"
+#include "base/clException.h"
 #include "dsd/Kernels.h"
 #include "dsd/clDSDIFF.h"
 #include "dsd/clDSF.h"
@@ -7,6 +8,7 @@
 #include "io/clStreamReaderFile.h"
 #include "tool/clProgress.h"
 
+#include <cerrno>
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
@@ -43,20 +45,39 @@ void HoldStandardDescriptors()
     }
 }
 
+// Looks at what a path leads to; false when it leads to nothing that could be opened. Any other
+// failure leaves open what is there, and the output could take the place of the input.
+bool Look(const char *cpPath, struct stat &statFile)
+{
+    if (stat(cpPath, &statFile) == 0) {
+        return true;
+    }
+    switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case ELOOP:
+    case ENAMETOOLONG:
+        return false;
+    default:
+        throw clXFileIO("main(): stat()", errno);
+    }
+}
+
 // Whether two paths lead to one file, through whatever folders and links.
 bool IsSameFile(const char *cpPathA, const char *cpPathB)
 {
     struct stat statA = {};
     struct stat statB = {};
-    return stat(cpPathA, &statA) == 0 && stat(cpPathB, &statB) == 0 &&
-           statA.st_dev == statB.st_dev && statA.st_ino == statB.st_ino;
+    return Look(cpPathA, statA) && Look(cpPathB, statB) && statA.st_dev == statB.st_dev &&
+           statA.st_ino == statB.st_ino;
 }
 
 // Whether a file exists whose size is not what can be read from it.
 bool IsSpecialFile(const char *cpPath)
 {
     struct stat statFile = {};
-    return stat(cpPath, &statFile) == 0 && !S_ISREG(statFile.st_mode) && !S_ISDIR(statFile.st_mode);
+    return Look(cpPath, statFile) && !S_ISREG(statFile.st_mode) && !S_ISDIR(statFile.st_mode);
 }
 
 // What is found wrong with the names alone; null when nothing is.
