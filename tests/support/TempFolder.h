@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -57,11 +56,14 @@ public:
     /** The whole content of a file in the folder. */
     std::vector<uint8_t> Read(const std::string &strName) const
     {
-        std::ifstream stream(Path(strName), std::ios::binary);
-        if (!stream) {
+        std::ifstream stream(Path(strName), std::ios::binary | std::ios::ate);
+        std::vector<uint8_t> content(stream ? static_cast<size_t>(stream.tellg()) : 0);
+        stream.seekg(0);
+        if (!stream.read(reinterpret_cast<char *>(content.data()),
+                         static_cast<std::streamsize>(content.size()))) {
             throw std::runtime_error("cannot read " + Path(strName));
         }
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+        return content;
     }
 
 private:

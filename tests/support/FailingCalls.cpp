@@ -1,0 +1,203 @@
+#include "tests/support/FailingCalls.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <iconv.h>
+#include <netdb.h>
+#include <semaphore.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+// What follows is constant from the start, since allocations come before any constructor.
+thread_local failure_t tlsFailure = {nullptr, 0};
+thread_local unsigned uCalls = 0;
+std::atomic<long> lHeld = 0; // blocks, descriptors and the like, less those given back
+
+// Counts a call; true when it has to fail, with its error in errno.
+bool Fails(const char *cpCall)
+{
+    if (tlsFailure.cpCall == nullptr || std::strcmp(tlsFailure.cpCall, cpCall) != 0) {
+        return false;
+    }
+    ++uCalls;
+    if (uCalls < tlsFailure.uNth || (uCalls > tlsFailure.uNth && !tlsFailure.bOnwards)) {
+        return false;
+    }
+    errno = tlsFailure.iError;
+    return true;
+}
+
+bool Shortens(size_t &size)
+{
+    if (tlsFailure.iError != failure_t::SHORT) {
+        return false;
+    }
+    size = (size + 1) / 2;
+    return true;
+}
+
+} // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
+// NOLINTBEGIN(bugprone-macro-parentheses): types and lists of parameters take none.
+
+#define WRAP(type, name, parameters, body)                                                         \
+    extern "C" {                                                                                   \
+    type __real_##name parameters;                                                                 \
+    type __wrap_##name parameters;                                                                 \
+    type __wrap_##name parameters                                                                  \
+    {                                                                                              \
+        body                                                                                       \
+    }                                                                                              \
+    }
+
+// A call that does not happen when it fails; what it returns then may be errno.
+#define CALL(type, name, failed, parameters, arguments)                                            \
+    WRAP(type, name, parameters, return Fails(#name) ? (failed) : __real_##name arguments;)
+
+// A call that may move fewer bytes than u.
+#define TRANSFER(name, parameters, arguments)                                                      \
+    WRAP(ssize_t, name, parameters,                                                                \
+         return Fails(#name) && !Shortens(u) ? -1 : __real_##name arguments;)
+
+// A call whose success another one has to undo.
+#define ACQUIRE(type, name, call, failed, success, parameters, arguments)                          \
+    WRAP(                                                                                          \
+        type, name, parameters,                                                                    \
+        if (Fails(call)) { return failed; } type const result = __real_##name arguments;           \
+        lHeld += (success) ? 1 : 0; return result;)
+
+// One that undoes it, whatever it returns.
+#define RELEASE(type, name, parameters, failed, arguments)                                         \
+    WRAP(type, name, parameters, --lHeld; const type iResult = __real_##name arguments;            \
+         return Fails(#name) ? (failed) : iResult;)
+
+// clang-format off
+ACQUIRE(int, open, "open", -1, result >= 0, (const char *p, int i, mode_t u), (p, i, u))
+ACQUIRE(int, socket, "socket", -1, result >= 0, (int i, int j, int k), (i, j, k))
+ACQUIRE(int, getaddrinfo, "getaddrinfo", EAI_AGAIN, result == 0,
+        (const char *p, const char *q, const addrinfo *r, addrinfo **s), (p, q, r, s))
+ACQUIRE(iconv_t, iconv_open, "iconv_open", iconv_t(-1), result != iconv_t(-1), (const char *p, const char *q), (p, q))
+ACQUIRE(void *, malloc, MEMORY, nullptr, result != nullptr, (size_t u), (u))
+ACQUIRE(void *, realloc, MEMORY, nullptr, result != nullptr && p == nullptr, (void *p, size_t u), (p, u))
+ACQUIRE(char *, strdup, MEMORY, nullptr, result != nullptr, (const char *p), (p))
+ACQUIRE(int, posix_memalign, MEMORY, errno, result == 0, (void **p, size_t u, size_t v), (p, u, v))
+RELEASE(int, close, (int i), -1, (i))
+RELEASE(int, iconv_close, (iconv_t h), -1, (h))
+WRAP(void, freeaddrinfo, (addrinfo *p), --lHeld; __real_freeaddrinfo(p);)
+WRAP(void, free, (void *p), lHeld -= p != nullptr ? 1 : 0; __real_free(p);)
+TRANSFER(read, (int i, void *p, size_t u), (i, p, u))
+TRANSFER(write, (int i, const void *p, size_t u), (i, p, u))
+TRANSFER(recv, (int i, void *p, size_t u, int f), (i, p, u, f))
+TRANSFER(send, (int i, const void *p, size_t u, int f), (i, p, u, f))
+CALL(off_t, lseek, -1, (int i, off_t l, int j), (i, l, j))
+CALL(int, fstat, -1, (int i, struct stat *p), (i, p))
+CALL(int, stat, -1, (const char *p, struct stat *q), (p, q))
+CALL(int, posix_fadvise, errno, (int i, off_t l, off_t m, int j), (i, l, m, j))
+CALL(int, ftruncate, -1, (int i, off_t l), (i, l))
+CALL(int, munmap, -1, (void *p, size_t u), (p, u))
+CALL(long, sysconf, -1, (int i), (i))
+CALL(int, connect, -1, (int i, const sockaddr *p, socklen_t u), (i, p, u))
+CALL(int, select, -1, (int i, fd_set *p, fd_set *q, fd_set *r, timeval *t), (i, p, q, r, t))
+CALL(int, getnameinfo, EAI_SYSTEM,
+     (const sockaddr *p, socklen_t u, char *q, socklen_t v, char *r, socklen_t w, int i), (p, u, q, v, r, w, i))
+CALL(const char *, inet_ntop, nullptr, (int i, const void *p, char *q, socklen_t u), (i, p, q, u))
+CALL(size_t, mbstowcs, size_t(-1), (wchar_t *p, const char *q, size_t u), (p, q, u))
+CALL(size_t, wcstombs, size_t(-1), (char *p, const wchar_t *q, size_t u), (p, q, u))
+CALL(int, sem_init, -1, (sem_t *p, int i, unsigned u), (p, i, u))
+CALL(int, sem_post, -1, (sem_t *p), (p))
+CALL(int, sem_wait, -1, (sem_t *p), (p))
+CALL(int, pthread_mutex_init, errno, (pthread_mutex_t *p, const pthread_mutexattr_t *q), (p, q))
+CALL(int, pthread_mutex_lock, errno, (pthread_mutex_t *p), (p))
+CALL(int, pthread_detach, errno, (pthread_t t), (t))
+CALL(int, pthread_join, errno, (pthread_t t, void **p), (t, p))
+CALL(int, pthread_create, errno, (pthread_t *p, const pthread_attr_t *q, void *(*r)(void *), void *s), (p, q, r, s))
+// F_GETFD only asks whether a descriptor is open.
+WRAP(int, fcntl, (int i, int j, long l), return j != F_GETFD && Fails("fcntl") ? -1 : __real_fcntl(i, j, l);)
+
+#define OPERATOR_NEW(name)                                                                         \
+    void *operator name(size_t size)                                                               \
+    {                                                                                              \
+        void *const p = __wrap_malloc(size);                                                       \
+        return p != nullptr ? p : throw std::bad_alloc();                                          \
+    }
+#define OPERATOR_DELETE(name, parameters)                                                          \
+    void operator name parameters noexcept { __wrap_free(p); }
+
+OPERATOR_NEW(new)
+OPERATOR_NEW(new[])
+OPERATOR_DELETE(delete, (void *p))
+OPERATOR_DELETE(delete, (void *p, size_t))
+OPERATOR_DELETE(delete[], (void *p))
+OPERATOR_DELETE(delete[], (void *p, size_t))
+// clang-format on
+
+// There in builds that count coverage: a child has to write down its own.
+extern "C" void __gcov_dump() __attribute__((weak));
+
+FailureGuard::FailureGuard(const failure_t &failure)
+{
+    uCalls = 0;
+    tlsFailure = failure;
+}
+
+FailureGuard::~FailureGuard()
+{
+    tlsFailure.cpCall = nullptr;
+}
+
+bool FailureGuard::IsHit()
+{
+    return uCalls >= tlsFailure.uNth;
+}
+
+outcome_t RunForked(const failure_t &failure, const std::function<int()> &function)
+{
+    static outcome_t *const pOutcome = static_cast<outcome_t *>(mmap(
+        nullptr, sizeof(outcome_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    *pOutcome = {};
+    const int iErrH = memfd_create("err", 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(iErrH, STDERR_FILENO);
+        dup2(__real_open("/dev/null", O_WRONLY, 0), STDOUT_FILENO);
+        alarm(30);
+        std::set_terminate([] {
+            pOutcome->bHit = FailureGuard::IsHit();
+            pOutcome->bTerminated = true;
+            _exit(EXIT_FAILURE);
+        });
+        const long lBefore = lHeld;
+        const FailureGuard guard(failure);
+        // What leaves it ends the child, which must not go on as a test.
+        const int iStatus = [&]() noexcept { return function(); }();
+        pOutcome->bHit = FailureGuard::IsHit();
+        pOutcome->lHeld = lHeld - lBefore;
+        if (__gcov_dump != nullptr) {
+            __gcov_dump();
+        }
+        _exit(iStatus);
+    }
+    int iWait = 0;
+    waitpid(pid, &iWait, 0);
+    pOutcome->iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
+    const ssize_t lText = pread(iErrH, pOutcome->acText, sizeof(pOutcome->acText) - 1, 0);
+    pOutcome->acText[lText > 0 ? lText : 0] = 0;
+    close(iErrH);
+    return *pOutcome;
+}
+
+// NOLINTEND(bugprone-macro-parentheses)
+// NOLINTEND(bugprone-reserved-identifier)
