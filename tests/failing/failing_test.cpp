@@ -212,7 +212,8 @@ protected:
         texts_t wanted;
         for (std::string strText : row.texts) {
             if (!strText.empty()) {
-                strText = (strText.find("error: ") == 0 ? "" : "exception: ") + strText + "\n";
+                strText.insert(0, strText.find("error: ") == 0 ? "" : "exception: ");
+                strText += '\n';
             }
             wanted.insert(std::regex_replace(strText, std::regex("@"), strerror(iError)));
         }

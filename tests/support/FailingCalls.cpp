@@ -52,6 +52,7 @@ bool Shortens(size_t &size)
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
 // NOLINTBEGIN(bugprone-macro-parentheses): types and lists of parameters take none.
+// NOLINTBEGIN(performance-no-int-to-ptr): iconv_open() has such a value for its error.
 
 #define WRAP(type, name, parameters, body)                                                         \
     extern "C" {                                                                                   \
@@ -199,5 +200,6 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
     return *pOutcome;
 }
 
+// NOLINTEND(performance-no-int-to-ptr)
 // NOLINTEND(bugprone-macro-parentheses)
 // NOLINTEND(bugprone-reserved-identifier)
