@@ -494,8 +494,7 @@ uint64_t clDSDIFFFormChunk::ReadTagChunk(clStreamReader &stream, const clDSDIFFC
         uTagSize = std::min(uTagSize, static_cast<uint64_t>(std::max<int64_t>(lLeft, 0)));
     }
     clAlloc bytes;
-    bytes.SetSize(static_cast<int64_t>(uTagSize));
-    const uint64_t uRead = stream.ReadFully(bytes.GetPtr(), static_cast<size_t>(uTagSize));
+    const uint64_t uRead = stream.ReadFully(bytes, uTagSize);
     ParseTag(bytes.GetPtr(), uRead);
     return uRead;
 }

@@ -349,8 +349,7 @@ void clDSF::ReadTag(uint64_t uFileSize)
         throw clXDSF("file size out of range");
     }
     pStream->Seek(static_cast<off_t>(uOffset));
-    allocMeta.SetSize(static_cast<int64_t>(uLength));
-    const size_t sizeRead = pStream->ReadFully(allocMeta.GetPtr(), static_cast<size_t>(uLength));
+    const size_t sizeRead = pStream->ReadFully(allocMeta, uLength);
     if (sizeRead >= 3 && std::memcmp(allocMeta.GetPtr(), "ID3", 3) == 0) {
         tag.Parse(allocMeta.GetPtr(), sizeRead);
     }

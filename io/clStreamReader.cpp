@@ -1,6 +1,9 @@
 #include "io/clStreamReader.h"
 
+#include "base/clAlloc.h"
 #include "base/clException.h"
+
+#include <algorithm>
 
 clStreamReader::clStreamReader(const clString &strStreamName) : strName(strStreamName) {}
 
@@ -47,4 +50,19 @@ size_t clStreamReader::ReadFully(void *pBuffer, size_t sizeBuffer)
         sizeDone += static_cast<size_t>(lRead);
     }
     return sizeDone;
+}
+
+size_t clStreamReader::ReadFully(clAlloc &buffer, uint64_t uSize)
+{
+    constexpr uint64_t FIRST_SIZE = 1 << 20;
+
+    uint64_t uRoom = std::min(uSize, FIRST_SIZE);
+    buffer.SetSize(static_cast<int64_t>(uRoom));
+    uint64_t uDone = ReadFully(buffer.GetPtr(), uRoom);
+    while (uDone == uRoom && uRoom < uSize) {
+        uRoom += std::min(uRoom, uSize - uRoom);
+        buffer.Resize(static_cast<int64_t>(uRoom));
+        uDone += ReadFully(static_cast<char *>(buffer.GetPtr()) + uDone, uRoom - uDone);
+    }
+    return uDone;
 }

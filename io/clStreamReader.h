@@ -7,6 +7,8 @@
 
 #include <sys/types.h> // for off_t, ssize_t
 
+class clAlloc;
+
 /**
  * A stream of bytes that is read from front to back, wherever it comes from.
  *
@@ -55,6 +57,13 @@ public:
      * @return the count read, less than sizeBuffer only at the end
      */
     size_t ReadFully(void *pBuffer, size_t sizeBuffer);
+
+    /**
+     * As ReadFully, into a buffer that is made for it. It grows with what arrives, so that a size
+     * which only a file or a server announces takes no memory before the bytes are there.
+     * @return the count read; the buffer may be larger
+     */
+    size_t ReadFully(clAlloc &buffer, uint64_t uSize);
 
     /** The name the reader was made of, unchanged. */
     const clString strName;

@@ -160,6 +160,11 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         EXPECT_STREQ(row.cpTitle, parsed.form.tag.GetTitle().c_str());
         EXPECT_EQ(16U, parsed.form.chunkData.uSize);
     }
+    // Where the stream does not know better, what is announced takes no memory in advance.
+    MemoryStream unsized(B().After(B::Chunk("ID3 ", Tag("cut"), int64_t{1} << 60)).Build());
+    clDSDIFFFormChunk form;
+    form.Read(unsized.ClaimSize(0));
+    EXPECT_STREQ("cut", form.tag.GetTitle().c_str());
 }
 
 TEST(clDSDIFFFormChunk, KeepsNothingOfAnEarlierFile)

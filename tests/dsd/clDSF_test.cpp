@@ -131,6 +131,8 @@ TEST(clDSF, ReadHeadersRefusesDamageInWords)
 TEST(clDSF, FindsTheTagBehindTheData)
 {
     const bytes_t hugeData = B::Number(UINT64_MAX - 40, 8);
+    const bytes_t hugeFile = B::Number(uint64_t{1} << 62, 8);
+    const std::string strLong(3 << 20, 'x');
     const struct {
         const char *cpCase;
         MemoryStream *pStream;
@@ -142,6 +144,8 @@ TEST(clDSF, FindsTheTagBehindTheData)
         {"two bytes", B().Trailing({'I', 'D'}).Stream(), ""},
         {"not seekable", B().Trailing(Tag("abc")).Stream()->NotSeekable(), ""},
         {"unknown size", B().Trailing(Tag("abc")).Stream()->ClaimSize(0), "abc"},
+        {"announced size without the bytes",
+         B().Trailing(Tag(strLong)).Patch(12, hugeFile).Stream()->ClaimSize(0), strLong.c_str()},
 
         {"data size that wraps", B().Trailing(Tag("abc")).Patch(84, hugeData).Stream(), ""},
     };
