@@ -3,6 +3,7 @@
 #include "base/clException.h"
 #include "io/clStreamReader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -103,27 +104,25 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
         form.chunkData.CheckReadRaw();
         throw clXDSDIFF(NO_MULTIPLE);
     }
-    const uint64_t uFrames = uSize / MAX_CHANNELS;
-    if (uFrames > std::numeric_limits<uint64_t>::max() / uChannels) {
-        throw clXDSDIFF("clDSDIFF::ReadRaw_5_1(): read size out of range");
-    }
-    const uint64_t uReadFrames = ReadFrames(uFrames * uChannels) / uChannels;
-
+    form.chunkData.CheckReadRaw();
     uint8_t *pDest = static_cast<uint8_t *>(pBuffer);
     if (uSize != 0) {
         std::memset(pDest, IDLE_PATTERN, static_cast<size_t>(uSize));
     }
-    const uint32_t *upCodes = form.chunkProperty.GetSpeakerCodes();
-    for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
-        // A channel of an unknown id far back in the file has no place in the frame and is left
-        // out.
-        if (upCodes[uChIdx] < MAX_CHANNELS) {
-            for (uint64_t i = 0; i < uReadFrames; ++i) {
-                pDest[i * MAX_CHANNELS + upCodes[uChIdx]] = RawBytes()[i * uChannels + uChIdx];
-            }
-        }
-    }
-    return uReadFrames * MAX_CHANNELS;
+    // A hostile count of channels must not size the raw buffer: a file of more channels than there
+    // are places is read in parts no larger than the caller's.
+    const uint64_t uFrames = uSize / MAX_CHANNELS;
+    const uint64_t uPartFrames = std::max(uSize / uChannels, uint64_t{1});
+    uint64_t uDone = 0;
+    uint64_t uWanted = 0;
+    uint64_t uRead = 0;
+    do {
+        uWanted = std::min(uFrames - uDone, uPartFrames);
+        uRead = ReadFrames(uWanted * uChannels) / uChannels;
+        PlaceSpeakers(pDest + uDone * MAX_CHANNELS, uRead);
+        uDone += uRead;
+    } while (uRead == uWanted && uDone < uFrames);
+    return uDone * MAX_CHANNELS;
 }
 
 uint32_t clDSDIFF::GetBlockSamples() const
@@ -248,6 +247,22 @@ uint64_t clDSDIFF::ReadFrames(uint64_t uBytes)
         uRead += uMore;
     }
     return uRead;
+}
+
+// Puts frames of the raw buffer into 5.1 frames.
+void clDSDIFF::PlaceSpeakers(uint8_t *pDest, uint64_t uFrames) const noexcept
+{
+    const uint32_t uChannels = GetChannels();
+    const uint32_t *upCodes = form.chunkProperty.GetSpeakerCodes();
+    for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+        // A channel of an unknown id far back in the file has no place in the frame and is left
+        // out.
+        if (upCodes[uChIdx] < MAX_CHANNELS) {
+            for (uint64_t i = 0; i < uFrames; ++i) {
+                pDest[i * MAX_CHANNELS + upCodes[uChIdx]] = RawBytes()[i * uChannels + uChIdx];
+            }
+        }
+    }
 }
 
 const uint8_t *clDSDIFF::RawBytes() const noexcept

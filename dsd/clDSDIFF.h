@@ -73,6 +73,7 @@ public:
 private:
     void OpenStream(clStreamReader *pStreamReader);
     uint64_t ReadFrames(uint64_t uBytes);
+    void PlaceSpeakers(uint8_t *pDest, uint64_t uFrames) const noexcept;
     const uint8_t *RawBytes() const noexcept;
 
     clAlignedAlloc allocRaw;

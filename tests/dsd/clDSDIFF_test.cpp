@@ -4,6 +4,8 @@
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/ExpectThrow.h"
 
+#include <numeric>
+
 #include <gtest/gtest.h>
 
 namespace
@@ -89,11 +91,13 @@ TEST(clDSDIFF, ReadRaw51FillsPlacesWithoutAChannel)
     EXPECT_THROW_MSG(reader.ReadRaw_5_1(out.data(), 8), clXDSDIFF,
                      "clDSDIFF::ReadRaw_5_1(): read size must be multiple of channels");
 
-    // The seventh and eighth channel have no place in the frame.
-    reader.OpenMeta(B().ChannelCount(8).Sound({0, 1, 2, 3, 4, 5, 6, 7}).Stream());
-    out.resize(6);
-    EXPECT_EQ(6U, reader.ReadRaw_5_1(out.data(), out.size()));
-    EXPECT_EQ((bytes_t{0, 1, 2, 3, 4, 5}), out);
+    // The seventh and eighth channel have no place in the frame; three frames come in two parts.
+    bytes_t sound(24);
+    std::iota(sound.begin(), sound.end(), uint8_t{0});
+    reader.OpenMeta(B().ChannelCount(8).Sound(sound).Stream());
+    EXPECT_EQ(18U, reader.ReadRaw_5_1(out.data(), out.size()));
+    EXPECT_EQ((bytes_t{0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, 16, 17, 18, 19, 20, 21}), out);
+    EXPECT_EQ(0U, reader.ReadRaw_5_1(out.data(), out.size()));
 }
 
 TEST(clDSDIFF, TellsItsFigures)
