@@ -1,10 +1,9 @@
 #include "dsd/clDSF.h"
-#include "fuzz/Target.h"
 #include "fuzz/Use.h"
 
-int LLVMFuzzerTestOneInput(const uint8_t *pData, size_t sizeData)
+void Fuzz(const uint8_t *pData, size_t sizeData)
 {
     clDSF reader;
-    UseFile(reader, pData, sizeData, 0);
-    return 0;
+    UseFile(reader, clInput(pData, sizeData),
+            [](const clDSD &file) { return uint64_t{file.GetBlockSize()} * file.GetChannels(); });
 }

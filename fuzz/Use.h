@@ -1,73 +1,135 @@
 #pragma once
 
 #include "dsd/clDSD.h"
+#include "fuzz/Target.h"
 #include "id3/clID3tag.h"
 #include "tests/support/MemoryStream.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <stdexcept>
-#include <vector>
+#include <algorithm>
+#include <cstring>
 
-// What the targets do with what they were given. Foreign bytes may make it throw, nothing else.
+// What several targets do with what they were given.
 
-/** Runs one use and lets it throw what the library throws. */
-template <class F>
-inline void Try(const F &use)
+/** Reads every byte, so that a sanitizer sees one that is not there. */
+inline void Touch(const void *pBytes, uint64_t uSize)
 {
-    try {
-        use();
-    } catch (const clException &) {
-    } catch (const std::runtime_error &) {
+    volatile uint8_t uSum = 0;
+    for (uint64_t i = 0; i < uSize; ++i) {
+        uSum = static_cast<uint8_t>(uSum + static_cast<const uint8_t *>(pBytes)[i]);
     }
+}
+
+inline void CheckText(const clString &str)
+{
+    Check(std::strlen(str.c_str()) == str.sizeStr, "length and terminator disagree");
+    Check(str.sizeStr < str.sizeAlloc, "no room for the terminator");
 }
 
 /** Asks a tag everything it can be asked. */
 inline void UseTag(const clID3tag &tag)
 {
-    tag.GetTitle();
-    tag.GetComposer();
-    tag.GetPerformer();
-    tag.GetAlbum();
-    tag.GetTrack();
-    tag.GetPictureMimeType();
-    // Every byte of the picture, so that a sanitizer sees one that is not there.
-    const auto *cpPicture = static_cast<const uint8_t *>(tag.GetPicture());
-    volatile uint8_t uSum = 0;
-    for (uint64_t i = 0; i < tag.GetPictureSize(); ++i) {
-        uSum = static_cast<uint8_t>(uSum + cpPicture[i]);
+    for (const clString &str :
+         {tag.GetTitle(), tag.GetComposer(), tag.GetPerformer(), tag.GetAlbum()}) {
+        CheckText(str);
     }
+    tag.GetTrack();
+    const char *cpMimeType = tag.GetPictureMimeType();
+    Touch(cpMimeType, cpMimeType != nullptr ? std::strlen(cpMimeType) : 0);
+    Touch(tag.GetPicture(), tag.GetPictureSize());
 }
 
-/** Opens a file, asks for its figures, reads all of it both ways and seeks in it. */
-inline void UseFile(clDSD &file, const uint8_t *pData, size_t sizeData, uint64_t uUnit)
-{
-    constexpr uint64_t MAX_READ = 1 << 20;
+// What a pass over the sound delivered, and whether it came to a regular end.
+struct sound_t {
+    std::vector<uint8_t> bytes;
+    bool bWhole = false;
+};
 
-    Try([&] {
-        file.OpenMeta(new MemoryStream({pData, pData + sizeData}));
-        UseTag(*file.GetTag());
-        const uint64_t uFigures = file.GetBlockSamples() + file.GetBlockSize() +
-                                  file.GetOutputRate() + file.GetOutputSize() +
-                                  file.GetOutputLength() + file.GetDataSize() + file.GetLength();
-        static_cast<void>(uFigures);
-        if (uUnit == 0) {
-            uUnit = uint64_t{file.GetBlockSize()} * file.GetChannels();
+/** Reads from where the file stands to its end, so many bytes at a time. */
+inline sound_t ReadSound(clDSD &file, uint64_t uSize)
+{
+    sound_t sound;
+    std::vector<uint8_t> out(uSize);
+    sound.bWhole = Try([&] {
+        while (const uint64_t uRead = file.ReadRaw(out.data(), uSize)) {
+            Check(uRead <= uSize, "read more than was asked for");
+            // A last frame that is not whole is counted and not delivered.
+            const auto lSound = static_cast<ptrdiff_t>(uRead - uRead % file.GetChannels());
+            sound.bytes.insert(sound.bytes.end(), out.begin(), out.begin() + lSound);
         }
-        const uint64_t uSize =
-            uUnit * file.GetChannels() <= MAX_READ ? uUnit * file.GetChannels() : 0;
-        std::vector<uint8_t> out(uSize);
-        Try([&] {
-            while (uSize != 0 && file.ReadRaw(out.data(), uSize) != 0) {
+    });
+    return sound;
+}
+
+/**
+ * Opens a file twice, asks for its figures, reads all of it both ways and seeks in it. The last
+ * bytes of the input choose how it is opened and where it is sought.
+ *
+ * @param uUnitOf the bytes that a read is a multiple of, for an open file
+ */
+template <class F>
+inline void UseFile(clDSD &file, clInput input, const F &uUnitOf)
+{
+    enum variant_t { REMOTE = 1, NO_SEEK = 2, SHORT = 4, NO_SIZE = 8, OPEN = 16, FAIL = 32 };
+    constexpr uint64_t READ_SIZE = 1 << 14;
+    constexpr uint64_t FRAMES = 1 << 12;
+
+    const uint8_t uVariant = input.LastByte();
+    const uint64_t uTarget = uint64_t{input.LastByte()} << input.LastByte() % 64;
+    const std::vector<uint8_t> bytes = input.Bytes();
+    sound_t firstSound;
+    for (int iPass = 0; iPass < 2; ++iPass) {
+        auto *const pStream = new MemoryStream(bytes);
+        (uVariant & REMOTE) != 0 ? pStream->Remote() : pStream;
+        (uVariant & NO_SEEK) != 0 ? pStream->NotSeekable() : pStream;
+        (uVariant & SHORT) != 0 ? pStream->ShortReads(7) : pStream;
+        (uVariant & NO_SIZE) != 0 ? pStream->ClaimSize(0) : pStream;
+        if ((uVariant & FAIL) != 0) {
+            pStream->FailAt<clXFileIO>(MemoryStream::CALL_READ, uVariant >> 5, "failed");
+        }
+        const bool bOpen = Try([&] {
+            if (((uVariant & OPEN) != 0) == (iPass == 0)) {
+                file.Open(pStream);
+            } else {
+                file.OpenMeta(pStream);
             }
         });
+        // A file that was refused has to take all this as well.
+        UseTag(*file.GetTag());
+        const volatile uint64_t uFigures =
+            file.GetBlockSamples() + file.GetOutputRate() + file.GetOutputSize() +
+            file.GetDataSize() + file.GetLength() + file.GetPosition() + file.GetSampleRate();
+        static_cast<void>(uFigures);
+        Try([&] { file.IsCompressed(); });
+
+        const uint64_t uUnit = uUnitOf(file);
+        const uint64_t uSize = uUnit == 0 ? 0 : std::max(READ_SIZE / uUnit, uint64_t{1}) * uUnit;
+        if (uSize > 16 * READ_SIZE) {
+            continue;
+        }
+        const sound_t sound = ReadSound(file, uSize);
+        Check(sound.bytes.size() <= bytes.size(), "more sound than the file has bytes");
+        if (iPass == 0) {
+            firstSound = sound;
+        }
+        const bool bSought = Try([&] { file.SeekSample(0); });
+        if (bOpen && bSought && (uVariant & (REMOTE | SHORT | FAIL)) == 0) {
+            const sound_t again = ReadSound(file, uUnit);
+            Check(!sound.bWhole || !again.bWhole || sound.bytes == again.bytes,
+                  "two passes deliver different sound");
+        }
+
         Try([&] { file.SeekSample(0); });
-        out.resize(6 * MAX_READ / 16);
+        const uint64_t uUnitFrames =
+            std::max(uUnit / std::max(file.GetChannels(), 1U), uint64_t{1});
+        std::vector<uint8_t> frames(6 * uUnitFrames * (1 + FRAMES / uUnitFrames));
         Try([&] {
-            while (file.ReadRaw_5_1(out.data(), out.size()) != 0) {
+            while (const uint64_t uRead = file.ReadRaw_5_1(frames.data(), frames.size())) {
+                Check(uRead <= frames.size() && uRead % 6 == 0, "no count of 5.1 frames");
             }
         });
         Try([&] { file.SeekFrame(file.GetOutputLength() / 2); });
-        Try([&] { file.IsCompressed(); });
-    });
+        Try([&] { file.SeekFrame(uTarget); });
+        Try([&] { file.SeekSample(uTarget * uSize); });
+        ReadSound(file, uUnit);
+    }
 }

@@ -1,0 +1,220 @@
+// Writes the inputs that the targets start from, and run as tests: fuzz_seeds <folder>
+// Behind each file stand the bytes that say what is done with it. What was once a find is named so.
+
+#include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/DSFBuilder.h"
+#include "tests/support/ID3Builder.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace
+{
+
+std::filesystem::path pathRoot;
+
+bytes_t operator+(bytes_t bytes, const bytes_t &more)
+{
+    Append(bytes, more);
+    return bytes;
+}
+
+void Save(const std::string &strDoor, const std::string &strName, const bytes_t &bytes)
+{
+    std::filesystem::create_directories(pathRoot / strDoor);
+    std::ofstream stream(pathRoot / strDoor / strName, std::ios::binary);
+    std::copy(bytes.begin(), bytes.end(), std::ostreambuf_iterator<char>(stream));
+    stream.close();
+    if (!stream) {
+        throw std::runtime_error("cannot write the seed " + strName);
+    }
+}
+
+// A frame of every kind.
+ID3Builder Tag(uint8_t uMajor)
+{
+    const bool bShort = uMajor == 2;
+    ID3Builder tag(uMajor);
+    uint8_t uEncoding = 0;
+    for (const char *cpId : {"TIT2", "TPE1", "TPE2", "TCOM", "TALB", "TRCK", "TXXX"}) {
+        const char *const apShort[] = {"TT2", "TP1", "TP2", "TCM", "TAL", "TRK", "TXX"};
+        tag.Text(bShort ? apShort[uEncoding] : cpId,
+                 std::string("\xFF\xFE"
+                             "7\0/\0",
+                             6),
+                 uEncoding);
+        ++uEncoding;
+    }
+    tag.Frame(bShort ? "WAR" : "WOAR", "http://x").Frame(bShort ? "UFI" : "UFID", "x");
+    for (const char uType : {'\4', '\3'}) {
+        const std::string strRest = uType + std::string("d\0\0picture", 10);
+        tag.Frame(bShort ? "PIC" : "APIC", std::string(1, uType / 4) +
+                                               (bShort ? "PNG" : std::string("image/png\0", 10)) +
+                                               strRest);
+    }
+    return tag;
+}
+
+void SaveTags()
+{
+    for (uint8_t uMajor = 1; uMajor <= 5; ++uMajor) {
+        const std::string strName = "v2." + std::to_string(uMajor);
+        Save("ID3", strName, Tag(uMajor).Build());
+        Save("ID3", strName + "-footer", Tag(uMajor).Flags(0x10).Build());
+        Save("ID3", strName + "-padded", Tag(uMajor).Bytes(std::string(20, '\0')).Build());
+        Save("ID3", strName + "-cut", Tag(uMajor).Truncate(60).Build());
+        Save("ID3", strName + "-huge", Tag(uMajor).SetByte(14, 0x7F).Build());
+        Save("ID3", strName + "-unsynchronised", Tag(uMajor).Flags(0x80).Build());
+        const std::string strExtended("\0\0\0\x0E\1\x70\0\5\1\2\3\4\5\1\xC0", 15);
+        Save("ID3", strName + "-extended",
+             ID3Builder(uMajor).Flags(0x40).Bytes(strExtended).Build());
+    }
+}
+
+// With bytes behind the file that open it in each of the ways there are.
+void SaveFile(const std::string &strDoor, const std::string &strName, const bytes_t &file)
+{
+    for (int iVariant = 0; iVariant < 8; ++iVariant) {
+        const auto uVariant =
+            static_cast<uint8_t>(iVariant < 6 ? 1 << iVariant : iVariant * 8 + 160);
+        Save(strDoor, strName + "-" + std::to_string(iVariant), file + bytes_t{4, 7, uVariant});
+    }
+}
+
+void SaveDSDIFF(const std::string &strName, const bytes_t &file)
+{
+    SaveFile("DSDIFF", strName, file);
+    Save("Conversion", strName, file + bytes_t{0});
+    Save("Conversion", strName + "-tag", file + bytes_t{'3', 'D', 'I', 128 + 3});
+}
+
+void SaveDSDIFFs()
+{
+    using B = DSDIFFBuilder;
+    for (size_t i = 0; i <= 7; ++i) {
+        const std::string strName = std::to_string(i) + "-channels";
+        SaveDSDIFF(strName, B().ChannelCount(i).Sound(Pattern(59 * i)).Build());
+        const bytes_t blocks = B().ChannelCount(i).Sound(Pattern(4097 * i + 1)).Build();
+        Save("Conversion", strName + "-blocks", blocks + bytes_t{0});
+    }
+    SaveDSDIFF("swapped", B().Channels({"SRGT", "SLFT"}).Build());
+    SaveDSDIFF("conflict", B().Channels({"SLFT", "SLFT"}).Build());
+    SaveDSDIFF("no-sound", B().NoSound().Build());
+    SaveDSDIFF("no-rate", B().Rate(0).Sound(Pattern(20), 1 << 20).Build());
+    SaveDSDIFF("no-compression", B().Compression("").Build());
+    SaveDSDIFF("compressed", B().Compression("DST ").Build());
+    SaveDSDIFF("all-chunks", B().SubChunk(B::Chunk("ABSS", Pattern(8)), true)
+                                 .SubChunk(B::Chunk("LSCO", {0, 4}))
+                                 .SubChunk(B::Chunk("????", Pattern(3), 3))
+                                 .Before(B::Chunk("COMT", Pattern(7)))
+                                 .Before(B::Chunk("ID3 ", Tag(3).Build()))
+                                 .After(B::Chunk("DIIN", Pattern(5)))
+                                 .Trailing(Tag(4).Build())
+                                 .Build());
+    // Among them the tag that once took memory for all that its header announced.
+    for (const std::string strId :
+         {"ID3 ", "DSD ", "PROP", "FVER", "FS  ", "CHNL", "CMPR", "????"}) {
+        const bytes_t huge = B::HugeChunk(strId, Pattern(4), (uint64_t{1} << 30) + 1);
+        const std::string strName = strId.substr(0, 2);
+        SaveDSDIFF("find-huge-" + strName, B().Before(huge).Build());
+        SaveDSDIFF("huge-property-" + strName, B().SubChunk(huge).Build());
+    }
+    // The raw buffer of the 5.1 read once took its size from the count of channels.
+    const bytes_t most = B::HugeChunk("CHNL", {0xFF, 0xFF}, 2 + 4 * 65535);
+    SaveFile("DSDIFF", "find-most-channels",
+             B().After(B::Chunk("PROP", B::Text("SND ") + most)).Build());
+}
+
+void SaveDSFs()
+{
+    using B = DSFBuilder;
+    constexpr uint32_t auChannels[] = {1, 1, 2, 3, 4, 4, 5, 6, 2};
+    for (uint32_t i = 0; i < std::size(auChannels); ++i) {
+        SaveFile("DSF", "type-" + std::to_string(i),
+                 B().Channels(auChannels[i], i)
+                     .BlockSize(16)
+                     .BitsPerSample(i % 2 * 7 + 1)
+                     .Data(Pattern(size_t{3} * 16 * auChannels[i]), 3 * 16 * 8 - 77)
+                     .Build());
+    }
+    SaveFile("DSF", "blocks", B().Trailing(Pattern(40)).Build());
+    // Sizes of the file, of the data, of a block, and the count of channels and of samples. With
+    // that of the file the tag once took memory for bytes that were not there.
+    for (const size_t sizeOffset : {size_t{12}, size_t{52}, size_t{64}, size_t{72}, size_t{84}}) {
+        for (const uint64_t uValue : {uint64_t{0}, uint64_t{13}, uint64_t{1} << 30}) {
+            B builder;
+            builder.BlockSize(16).Data(Pattern(64), 250).Trailing(Tag(3).Build());
+            builder.Patch(sizeOffset, B::Number(uValue, sizeOffset % 16 == 4 ? 8 : 4));
+            SaveFile("DSF", "find-" + std::to_string(sizeOffset) + "-" + std::to_string(uValue),
+                     builder.Build());
+        }
+    }
+}
+
+// Of each answer the manner, the head and the body; then what is done, last one first.
+void SaveAnswers()
+{
+    const std::string strOk = "HTTP/1.1 200 OK\r\nContent-Type: a/b\r\nContent-Length: ";
+    const std::string strWhole = strOk + "100\r\n\r\n" + std::string(100, 'b');
+    const std::string strPart = "HTTP/1.1 206 Part\r\n\r\n" + std::string(90, 'b');
+    const std::string aAnswers[] = {'\0' + strWhole + "\f" + '\0' + strPart + "\f" + '\0' +
+                                        strWhole,
+                                    '\x18' + strWhole + "\f" + '\x1A' + strPart,
+                                    '\0' + std::string("HTTP/1.1 404 Not Found\r\n\r\n"),
+                                    '\4' + strWhole,
+                                    "\1",
+                                    '\0' + std::string("HTTP/1.1 x\r\n\r\n"),
+                                    '\0' + strOk + "18446744073709551615\r\n\r\n",
+                                    '\0' + strOk + std::string(9000, '1') + "\r\n\r\n",
+                                    '\0' + strOk + "-1\r\n:\r\n: x\r\nA:b:c\r\n\n\r\r\n\r\n",
+                                    '\0' + strOk + std::string(50, '\0') + "\n\n"};
+    for (const std::string &strAnswer : aAnswers) {
+        Save("HTTP", std::to_string(&strAnswer - &aAnswers[0]),
+             DSDIFFBuilder::Text(strAnswer + "\5\5\12\33\5\3\5\13\5\11\12"));
+    }
+}
+
+void SaveTexts()
+{
+    const std::string aTexts[] = {"0x1F",
+                                  "-017",
+                                  "2.5x",
+                                  "1e400",
+                                  "a,,b;c",
+                                  ",;a\xC3\xA9 b\n \r\nc",
+                                  "\xEF\xBB\xBFx\ny\n",
+                                  std::string("\xFE\xFF\x20\xAC\xD8\x3D\xDE\0", 8)};
+    for (uint8_t uKind = 0; uKind < 12; ++uKind) {
+        for (const std::string &strText : aTexts) {
+            Save("Convert", std::to_string(uKind) + "-" + std::to_string(&strText - &aTexts[0]),
+                 bytes_t{static_cast<uint8_t>(uKind * 21 + uKind / 6 * 3), 1} +
+                     DSDIFFBuilder::Text(strText));
+        }
+        Save("String", std::to_string(uKind), Pattern(300 * size_t{uKind}));
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s <folder>\n", argv[0]);
+        return 1;
+    }
+    try {
+        pathRoot = argv[1];
+        SaveTags();
+        SaveDSDIFFs();
+        SaveDSFs();
+        SaveAnswers();
+        SaveTexts();
+    } catch (const std::exception &caught) {
+        std::fprintf(stderr, "%s\n", caught.what());
+        return 1;
+    }
+    return 0;
+}
