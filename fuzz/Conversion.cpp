@@ -129,7 +129,7 @@ private:
     std::vector<size_t> Places() const
     {
         // Which ids go to each place, by the count of channels.
-        static const std::vector<std::vector<std::string>> TABLE = {
+        static const std::vector<std::vector<std::string>> table = {
             {},
             {},
             {"SLFT", "SRGT"},
@@ -141,8 +141,8 @@ private:
         std::iota(own.begin(), own.end(), size_t{0});
         std::vector<size_t> places = own;
         for (size_t i = 0; i < ids.size(); ++i) {
-            for (size_t j = 0; j < TABLE[ids.size()].size(); ++j) {
-                if (TABLE[ids.size()][j].find(ids[i]) != std::string::npos) {
+            for (size_t j = 0; j < table[ids.size()].size(); ++j) {
+                if (table[ids.size()][j].find(ids[i]) != std::string::npos) {
                     places[i] = j;
                 }
             }

@@ -10,49 +10,11 @@
 namespace
 {
 
-void AddUTF8(std::string &strText, uint32_t uCode)
-{
-    const auto Put = [&](uint32_t uByte) { strText += static_cast<char>(uByte); };
-    if (uCode < 0x80) {
-        Put(uCode);
-        return;
-    }
-    const int iMore = uCode < 0x800 ? 1 : uCode < 0x10000 ? 2 : 3;
-    Put((0xFF00U >> (iMore + 1) & 0xFFU) | uCode >> 6 * iMore);
-    for (int i = iMore - 1; i >= 0; --i) {
-        Put(0x80U | (uCode >> 6 * i & 0x3FU));
-    }
-}
-
 void CheckTexts(const std::vector<clString> &texts, const std::vector<std::string> &model)
 {
     Check(std::equal(texts.begin(), texts.end(), model.begin(), model.end(),
                      [](const clString &a, const std::string &b) { return b == a.c_str(); }),
           "other pieces");
-}
-
-// Up to the first unit that has no meaning where it stands.
-std::string UTF16Model(const std::vector<uint16_t> &units, bool bSwap)
-{
-    std::string strText;
-    const auto At = [&](size_t i) -> uint32_t {
-        return bSwap ? __builtin_bswap16(units[i]) : units[i];
-    };
-    for (size_t i = 0; units[i] != 0; ++i) {
-        uint32_t uCode = At(i);
-        if (uCode >> 10 == 0x37) {
-            break;
-        }
-        if (uCode >> 10 == 0x36) {
-            const uint32_t uLow = At(++i);
-            if (uLow >> 10 != 0x37) {
-                break;
-            }
-            uCode = 0x10000 + ((uCode & 0x3FF) << 10) + (uLow & 0x3FF);
-        }
-        AddUTF8(strText, uCode);
-    }
-    return strText;
 }
 
 void UseNumbers(clInput input)
@@ -83,25 +45,33 @@ void UseNumbers(clInput input)
     Try([&] { str.ToLongDouble(); });
 }
 
+// Units as they come, then characters in both wide encodings, which have to give one text.
 void UseEncodings(clInput input)
 {
     std::vector<uint16_t> units;
+    std::vector<uint16_t> marked = {0xFEFF};
     std::vector<wchar_t> wide;
     while (!input.IsEmpty()) {
-        units.push_back(static_cast<uint16_t>(input.Byte() << 8 | input.Byte()));
-        wide.push_back(static_cast<wchar_t>(units.back() * (units.back() % 4 == 3 ? 16 : 1)));
+        const uint32_t uUnit = input.Byte() * 256U + input.Byte();
+        units.push_back(static_cast<uint16_t>(uUnit));
+        if (uUnit == 0 || uUnit >> 11 == 0x1B) {
+            continue;
+        }
+        const uint32_t uCode = uUnit % 4 == 3 ? uUnit * 16 + 0x10000 : uUnit;
+        wide.push_back(static_cast<wchar_t>(uCode));
+        if (uCode >= 0x10000) {
+            marked.push_back(static_cast<uint16_t>(0xD7C0 + (uCode >> 10)));
+        }
+        marked.push_back(static_cast<uint16_t>(uCode < 0x10000 ? uCode : 0xDC00 + uCode % 0x400));
     }
     units.push_back(0);
+    marked.push_back(0);
     wide.push_back(0);
-    const clString strUTF16(units.data());
-    CheckText(strUTF16);
-    if (units[0] == 0xFEFF || units[0] == 0xFFFE) {
-        const std::string strModel = UTF16Model(units, units[0] == 0xFFFE);
-        Check(strModel.substr(3) == strUTF16.c_str(), "UTF-16");
-    }
+    CheckText(clString(units.data()));
     clString str;
     if (Try([&] { str = wide.data(); })) {
         Check(std::wcscmp(str.wc_str(), wide.data()) == 0, "wide text");
+        Check(str.Compare(clString(marked.data()).c_str()) == 0, "UTF-16");
     }
 }
 
@@ -112,7 +82,11 @@ void UseText(clInput input)
     const std::string strText = input.CText();
     std::string strModel;
     for (const char c : strText) {
-        AddUTF8(strModel, static_cast<uint8_t>(c));
+        const auto uByte = static_cast<uint8_t>(c);
+        if (uByte >= 0x80) {
+            strModel += static_cast<char>(0xC0 | uByte >> 6);
+        }
+        strModel += static_cast<char>(uByte < 0x80 ? uByte : uByte & 0xBF);
     }
     const clString strLatin1 = clString::FromLatin1(strText.c_str());
     Check(strModel == strLatin1.c_str(), "Latin-1");
@@ -127,24 +101,19 @@ void UseText(clInput input)
     CheckText(str);
 }
 
-// The pieces between delimiters that are not empty.
-std::vector<std::string> Pieces(const std::string &strText, const std::string &strDelims)
-{
-    std::vector<std::string> pieces;
-    for (size_t i = strText.find_first_not_of(strDelims); i < strText.size();
-         i = strText.find_first_not_of(strDelims, i)) {
-        const size_t sizeEnd = std::min(strText.find_first_of(strDelims, i), strText.size());
-        pieces.push_back(strText.substr(i, sizeEnd - i));
-        i = sizeEnd;
-    }
-    return pieces;
-}
-
 void UseTokens(clInput input)
 {
     const std::string strDelims = input.CText(input.Byte() % 4);
     const std::string strText = input.CText();
-    const std::vector<std::string> model = Pieces(strText, strDelims);
+    std::vector<std::string> model(1);
+    for (const char c : strText) {
+        if (strDelims.find(c) == std::string::npos) {
+            model.back() += c;
+        } else {
+            model.emplace_back();
+        }
+    }
+    std::erase(model, "");
     clString str(strText.c_str());
     CheckTexts(str.Split(strDelims.c_str()), model);
     // The token may be the text itself, and an edit in between changes nothing.
@@ -158,24 +127,14 @@ void UseTokens(clInput input)
 
 void UseLines(clInput input)
 {
-    constexpr char SPACES[] = " \t\v\f";
-    const std::string strEnds("\n\r\0", 3);
-    const std::string strText = input.Text();
-    // What follows the last line end is no line.
-    const size_t sizeStart = strText.rfind("\xEF\xBB\xBF", 0) == 0 ? 3 : 0;
-    const size_t sizeEnd = strText.find_last_of(strEnds) + 1;
-    std::vector<std::string> model =
-        sizeEnd <= sizeStart ? std::vector<std::string>()
-                             : Pieces(strText.substr(sizeStart, sizeEnd - sizeStart), strEnds);
-    for (std::string &strLine : model) {
-        strLine.erase(0, std::min(strLine.find_first_not_of(SPACES), strLine.size()));
-        strLine.erase(strLine.find_last_not_of(SPACES) + 1);
-    }
-    std::erase(model, "");
+    const std::vector<uint8_t> bytes = input.Bytes();
     clAlloc buffer;
-    buffer.SetSize(static_cast<int64_t>(strText.size()));
-    std::copy(strText.begin(), strText.end(), static_cast<char *>(buffer.GetPtr()));
-    CheckTexts(clString::SplitLines(buffer), model);
+    buffer.SetSize(static_cast<int64_t>(bytes.size()));
+    std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t *>(buffer.GetPtr()));
+    for (const clString &strLine : clString::SplitLines(buffer)) {
+        CheckText(strLine);
+        Check(strLine.sizeStr != 0 && strLine.FindAny("\r\n") == clString::NOT_FOUND, "no line");
+    }
 }
 
 // The text of tags, in every encoding that a byte can name.
@@ -205,11 +164,11 @@ private:
 
 void Fuzz(const uint8_t *pData, size_t sizeData)
 {
-    static const locale_t UTF8 = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
+    static const locale_t utf8Locale = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
     clInput input(pData, sizeData);
     const uint8_t uKind = input.Byte();
     // The library takes the locale it finds; the program never sets one.
-    uselocale(uKind < 128 ? LC_GLOBAL_LOCALE : UTF8);
+    uselocale(uKind < 128 ? LC_GLOBAL_LOCALE : utf8Locale);
     switch (uKind % 6) {
     case 0:
         return UseNumbers(input);

@@ -51,7 +51,7 @@ ID3Builder Tag(uint8_t uMajor)
     tag.Frame(bShort ? "WAR" : "WOAR", "http://x").Frame(bShort ? "UFI" : "UFID", "x");
     for (const char uType : {'\4', '\3'}) {
         const std::string strRest = uType + std::string("d\0\0picture", 10);
-        tag.Frame(bShort ? "PIC" : "APIC", std::string(1, uType / 4) +
+        tag.Frame(bShort ? "PIC" : "APIC", std::string(1, uType == 4 ? 1 : 0) +
                                                (bShort ? "PNG" : std::string("image/png\0", 10)) +
                                                strRest);
     }
@@ -131,13 +131,13 @@ void SaveDSDIFFs()
 void SaveDSFs()
 {
     using B = DSFBuilder;
-    constexpr uint32_t auChannels[] = {1, 1, 2, 3, 4, 4, 5, 6, 2};
-    for (uint32_t i = 0; i < std::size(auChannels); ++i) {
+    constexpr uint32_t aChannels[] = {1, 1, 2, 3, 4, 4, 5, 6, 2};
+    for (uint32_t i = 0; i < std::size(aChannels); ++i) {
         SaveFile("DSF", "type-" + std::to_string(i),
-                 B().Channels(auChannels[i], i)
+                 B().Channels(aChannels[i], i)
                      .BlockSize(16)
                      .BitsPerSample(i % 2 * 7 + 1)
-                     .Data(Pattern(size_t{3} * 16 * auChannels[i]), 3 * 16 * 8 - 77)
+                     .Data(Pattern(size_t{3} * 16 * aChannels[i]), 3 * 16 * 8 - 77)
                      .Build());
     }
     SaveFile("DSF", "blocks", B().Trailing(Pattern(40)).Build());
@@ -193,7 +193,10 @@ void SaveTexts()
                  bytes_t{static_cast<uint8_t>(uKind * 21 + uKind / 6 * 3), 1} +
                      DSDIFFBuilder::Text(strText));
         }
-        Save("String", std::to_string(uKind), Pattern(300 * size_t{uKind}));
+    }
+    const bytes_t steps = Pattern(1 << 14);
+    for (auto it = steps.begin(); it != steps.end(); it += 512) {
+        Save("String", std::to_string(it - steps.begin()), bytes_t(it, it + 512));
     }
 }
 

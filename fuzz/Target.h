@@ -76,7 +76,7 @@ public:
 
     bool IsEmpty() const { return strRest.size() == sizeTaken; }
 
-    /** The next bytes, as many as there are. */
+    /** The next bytes, up to the end. */
     std::string Text(size_t sizeMost = SIZE_MAX)
     {
         std::string strText = strRest.substr(sizeTaken, sizeMost);
