@@ -215,6 +215,10 @@ private:
         const uint8_t uStrings = input.Byte();
         uTarget = uStrings % 4;
         uOther = uStrings / 4 % 4;
+        if (strings[uTarget].sizeStr > 2000) {
+            // Texts that double with every step would teach nothing more.
+            Both([](auto &a, const auto & /*b*/) { a.Clear(); });
+        }
         // Mostly inside the text, at its edges too, and now and then so far off that sums wrap.
         const auto uEdge = static_cast<unsigned>(strings[uTarget].sizeStr + 2);
         const unsigned uIdx = input.Byte() % uEdge * (uStrings >= 240 ? 0x1000001U : 1U);
@@ -226,10 +230,6 @@ private:
             return strText.empty() ? str.c_str() + std::min<size_t>(uIdx, std::strlen(str.c_str()))
                                    : strText.c_str();
         };
-        if (strings[uTarget].sizeStr > 2000) {
-            // Texts that double with every step would teach nothing more.
-            Both([](auto &a, const auto & /*b*/) { a.Clear(); });
-        }
         switch (uOperation % 18) {
         case 0:
             return Both([&](auto &a, const auto &b) { a = textOf(b); });
