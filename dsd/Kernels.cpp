@@ -1,6 +1,10 @@
 #include "dsd/Kernels.h"
 
+#include "dsd/KernelsVector.h"
+
+#include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace
 {
@@ -20,31 +24,116 @@ constexpr std::array<uint8_t, 256> MakeReversed()
 
 constexpr std::array<uint8_t, 256> aReversed = MakeReversed();
 
-} // namespace
+uint8_t Bits(uint8_t uByte, bool bReverse)
+{
+    return bReverse ? aReversed[uByte] : uByte;
+}
 
-void Kernels::ReverseBits(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
+void ReverseBitsPlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
 {
     for (size_t i = 0; i < sizeCount; ++i) {
         pDest[i] = aReversed[pSrc[i]];
     }
 }
 
-void Kernels::Deinterleave(uint8_t *pDest, size_t sizeBlock, const uint8_t *pSrc, size_t sizeFrames,
-                           uint32_t uChannels) noexcept
+void DeinterleavePlainly(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
+                         uint32_t uChannels, bool bReverse) noexcept
 {
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         for (size_t i = 0; i < sizeFrames; ++i) {
-            pDest[uChIdx * sizeBlock + i] = pSrc[i * uChannels + uChIdx];
+            ppDest[uChIdx][i] = Bits(pSrc[i * uChannels + uChIdx], bReverse);
         }
     }
 }
 
-void Kernels::Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock,
-                         uint32_t uChannels) noexcept
+void InterleavePlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
+                       bool bReverse) noexcept
 {
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         for (size_t i = 0; i < sizeBlock; ++i) {
-            pDest[i * uChannels + uChIdx] = pSrc[uChIdx * sizeBlock + i];
+            pDest[i * uChannels + uChIdx] = Bits(pSrc[uChIdx * sizeBlock + i], bReverse);
         }
     }
+}
+
+void PlaceChannelsPlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames,
+                          const uint32_t *upTable, uint32_t uDestChannels, uint32_t uSrcChannels,
+                          uint8_t uFill) noexcept
+{
+    for (size_t i = 0; i < sizeFrames; ++i, pDest += uDestChannels, pSrc += uSrcChannels) {
+        std::fill_n(pDest, uDestChannels, uFill);
+        for (uint32_t uChIdx = 0; uChIdx < uSrcChannels; ++uChIdx) {
+            if (upTable[uChIdx] < uDestChannels) {
+                pDest[upTable[uChIdx]] = pSrc[uChIdx];
+            }
+        }
+    }
+}
+
+bool IsAlwaysSupported() noexcept
+{
+    return true;
+}
+
+// From the plainest to the fastest.
+constexpr const Kernels::set_t *apSets[] = {
+    &Kernels::SCALAR,
+#if defined(__x86_64__)
+    &Kernels::SSSE3,
+    &Kernels::AVX2,
+#elif defined(__aarch64__)
+    &Kernels::NEON,
+#endif
+};
+
+const Kernels::set_t &Fastest() noexcept
+{
+    static const Kernels::set_t &fastest = []() -> const Kernels::set_t & {
+        const Kernels::set_t *pFastest = &Kernels::SCALAR;
+        for (const Kernels::set_t *pSet : apSets) {
+            if (pSet->fnIsSupported()) {
+                pFastest = pSet;
+            }
+        }
+        return *pFastest;
+    }();
+    return fastest;
+}
+
+} // namespace
+
+const Kernels::set_t Kernels::SCALAR = {"scalar",           IsAlwaysSupported,
+                                        ReverseBitsPlainly, DeinterleavePlainly,
+                                        InterleavePlainly,  PlaceChannelsPlainly};
+
+std::vector<const Kernels::set_t *> Kernels::GetSets()
+{
+    std::vector<const set_t *> sets;
+    std::copy_if(std::begin(apSets), std::end(apSets), std::back_inserter(sets),
+                 [](const set_t *pSet) { return pSet->fnIsSupported(); });
+    return sets;
+}
+
+void Kernels::ReverseBits(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
+{
+    Fastest().fnReverseBits(pDest, pSrc, sizeCount);
+}
+
+void Kernels::Deinterleave(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
+                           uint32_t uChannels, bool bReverse) noexcept
+{
+    Fastest().fnDeinterleave(ppDest, pSrc, sizeFrames, uChannels, bReverse);
+}
+
+void Kernels::Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
+                         bool bReverse) noexcept
+{
+    Fastest().fnInterleave(pDest, pSrc, sizeBlock, uChannels, bReverse);
+}
+
+void Kernels::PlaceChannels(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames,
+                            const uint32_t *upTable, uint32_t uDestChannels, uint32_t uSrcChannels,
+                            uint8_t uFill) noexcept
+{
+    Fastest().fnPlaceChannels(pDest, pSrc, sizeFrames, upTable, uDestChannels, uSrcChannels, uFill);
 }

@@ -2,10 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 /**
  * The byte and bit permutations between the two containers. Plain functions over memory, without
  * state. The layouts are drawn in docs/formats.md.
+ *
+ * Each is written once plainly, which is the truth, and once for vectors; the first call chooses
+ * the fastest set that the processor has.
  */
 namespace Kernels
 {
@@ -17,12 +21,13 @@ void ReverseBits(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
 /**
  * Splits interleaved bytes into one run per channel.
  *
- * @param pDest      uChannels blocks of sizeBlock bytes; behind its run a block stays as it is
+ * @param ppDest     one run of sizeFrames bytes per channel
  * @param pSrc       sizeFrames * uChannels bytes, one of each channel in turn
- * @param sizeFrames bytes per channel, at most sizeBlock
+ * @param sizeFrames bytes per channel
+ * @param bReverse   whether the bits of each byte are reversed on the way
  */
-void Deinterleave(uint8_t *pDest, size_t sizeBlock, const uint8_t *pSrc, size_t sizeFrames,
-                  uint32_t uChannels) noexcept;
+void Deinterleave(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
+                  uint32_t uChannels, bool bReverse) noexcept;
 
 /**
  * The way back, for whole blocks.
@@ -30,25 +35,34 @@ void Deinterleave(uint8_t *pDest, size_t sizeBlock, const uint8_t *pSrc, size_t 
  * @param pDest sizeBlock * uChannels bytes, one of each channel in turn
  * @param pSrc  uChannels blocks of sizeBlock bytes
  */
-void Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels) noexcept;
+void Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
+                bool bReverse) noexcept;
 
 /**
- * Copies channels between two interleaved layouts: sample i of source channel c goes to place
- * upTable[c] of frame i. Places that no channel goes to stay as they are.
+ * Copies channels between two interleaved layouts of bytes: source channel c goes to place
+ * upTable[c] of each frame, or nowhere when that is no place of it. All places are written.
  *
- * @param upTable one destination place per source channel, each below uDestChannels
+ * @param pDest  sizeFrames * uDestChannels bytes
+ * @param upTable one entry per source channel; of two that are equal the later one wins
+ * @param uFill  the byte of a place that no channel goes to
  */
-template <class T>
-inline void MapChannels(T *pDest, const T *pSrc, uint64_t uFrames, const uint32_t *upTable,
-                        uint32_t uDestChannels, uint32_t uSrcChannels) noexcept
-{
-    for (uint32_t uChIdx = 0; uFrames != 0 && uChIdx < uSrcChannels; ++uChIdx) {
-        T *pTo = pDest + upTable[uChIdx];
-        const T *pFrom = pSrc + uChIdx;
-        for (uint64_t i = 0; i < uFrames; ++i) {
-            pTo[i * uDestChannels] = pFrom[i * uSrcChannels];
-        }
-    }
-}
+void PlaceChannels(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames, const uint32_t *upTable,
+                   uint32_t uDestChannels, uint32_t uSrcChannels, uint8_t uFill) noexcept;
+
+/** The functions above for one instruction set. */
+struct set_t {
+    const char *cpName;
+    bool (*fnIsSupported)() noexcept;
+    decltype(&Kernels::ReverseBits) fnReverseBits;
+    decltype(&Kernels::Deinterleave) fnDeinterleave;
+    decltype(&Kernels::Interleave) fnInterleave;
+    decltype(&Kernels::PlaceChannels) fnPlaceChannels;
+};
+
+/** The truth that every other set is held against. */
+extern const set_t SCALAR;
+
+/** The sets that this processor can run, the truth first and the fastest last. */
+std::vector<const set_t *> GetSets();
 
 } // namespace Kernels

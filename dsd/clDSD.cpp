@@ -4,6 +4,24 @@
 
 #include <numeric>
 
+namespace
+{
+
+template <class T>
+void CopyChannels(T *pDest, const T *pSrc, uint64_t uFrames, const uint32_t *upTable,
+                  uint32_t uDestChannels, uint32_t uSrcChannels)
+{
+    for (uint32_t uChIdx = 0; uFrames != 0 && uChIdx < uSrcChannels; ++uChIdx) {
+        T *pTo = pDest + upTable[uChIdx];
+        const T *pFrom = pSrc + uChIdx;
+        for (uint64_t i = 0; i < uFrames; ++i) {
+            pTo[i * uDestChannels] = pFrom[i * uSrcChannels];
+        }
+    }
+}
+
+} // namespace
+
 clDSD::clDSD()
 {
     std::iota(aBitReverse.begin(), aBitReverse.end(), uint8_t{0});
@@ -53,12 +71,12 @@ void clDSD::MapChannels(double *pDest, const double *pSrc, uint64_t uFrames,
                         const uint32_t *upTable, uint32_t uDestChannels,
                         uint32_t uSrcChannels) noexcept
 {
-    Kernels::MapChannels(pDest, pSrc, uFrames, upTable, uDestChannels, uSrcChannels);
+    CopyChannels(pDest, pSrc, uFrames, upTable, uDestChannels, uSrcChannels);
 }
 
 void clDSD::MapChannels(uint8_t *pDest, const uint8_t *pSrc, uint64_t uFrames,
                         const uint32_t *upTable, uint32_t uDestChannels,
                         uint32_t uSrcChannels) noexcept
 {
-    Kernels::MapChannels(pDest, pSrc, uFrames, upTable, uDestChannels, uSrcChannels);
+    CopyChannels(pDest, pSrc, uFrames, upTable, uDestChannels, uSrcChannels);
 }

@@ -1,10 +1,10 @@
 #include "dsd/clDSDIFF.h"
 
 #include "base/clException.h"
+#include "dsd/Kernels.h"
 #include "io/clStreamReader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 clDSDIFF::clDSDIFF() = default;
@@ -77,18 +77,29 @@ uint64_t clDSDIFF::Read_5_1(double * /*pBuffer*/, uint64_t uSize)
 
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
 {
+    CheckReadRaw(uSize);
+    // Nothing has to be moved, and no unfinished frame will end up in the caller's buffer.
+    if (form.chunkProperty.IsInOrder() && form.chunkData.Holds(uSize)) {
+        return ReadStored(pBuffer, uSize);
+    }
     const uint32_t uChannels = GetChannels();
-    // Without channels there may be no data either, and the data chunk says that better.
-    if (uChannels == 0) {
-        form.chunkData.CheckReadRaw();
-    }
-    if (uChannels == 0 || uSize % uChannels != 0) {
-        throw clXDSDIFF("clDSDIFF::ReadRaw(): read size must be multiple of channels");
-    }
-    uLastCount = ReadFrames(uSize);
-    MapChannels(static_cast<uint8_t *>(pBuffer), RawBytes(), uLastCount / uChannels,
-                form.chunkProperty.GetPositions(), uChannels, uChannels);
+    uint8_t *pRaw = RawBuffer(uSize);
+    uLastCount = ReadFrames(pRaw, uSize);
+    Kernels::PlaceChannels(static_cast<uint8_t *>(pBuffer), pRaw, uLastCount / uChannels,
+                           form.chunkProperty.GetPositions(), uChannels, uChannels, IDLE_PATTERN);
     return uLastCount;
+}
+
+uint64_t clDSDIFF::ReadStored(void *pBuffer, uint64_t uSize)
+{
+    CheckReadRaw(uSize);
+    uLastCount = ReadFrames(pBuffer, uSize);
+    return uLastCount;
+}
+
+const uint32_t *clDSDIFF::GetPositions() const noexcept
+{
+    return form.chunkProperty.GetPositions();
 }
 
 uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
@@ -104,24 +115,25 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
         form.chunkData.CheckReadRaw();
         throw clXDSDIFF(NO_MULTIPLE);
     }
-    form.chunkData.CheckReadRaw();
-    uint8_t *pDest = static_cast<uint8_t *>(pBuffer);
-    if (uSize != 0) {
-        std::memset(pDest, IDLE_PATTERN, static_cast<size_t>(uSize));
-    }
     // A hostile count of channels must not size the raw buffer: a file of more channels than there
     // are places is read in parts no larger than the caller's.
     const uint64_t uFrames = uSize / MAX_CHANNELS;
     const uint64_t uPartFrames = std::max(uSize / uChannels, uint64_t{1});
+    uint8_t *const pDest = static_cast<uint8_t *>(pBuffer);
     uint64_t uDone = 0;
     uint64_t uWanted = 0;
     uint64_t uRead = 0;
     do {
         uWanted = std::min(uFrames - uDone, uPartFrames);
-        uRead = ReadFrames(uWanted * uChannels) / uChannels;
-        PlaceSpeakers(pDest + uDone * MAX_CHANNELS, uRead);
+        uint8_t *pRaw = RawBuffer(uWanted * uChannels);
+        uRead = ReadFrames(pRaw, uWanted * uChannels) / uChannels;
+        // A channel of an unknown id far back in the file has no place and is left out.
+        Kernels::PlaceChannels(pDest + uDone * MAX_CHANNELS, pRaw, static_cast<size_t>(uRead),
+                               form.chunkProperty.GetSpeakerCodes(), MAX_CHANNELS, uChannels,
+                               IDLE_PATTERN);
         uDone += uRead;
     } while (uRead == uWanted && uDone < uFrames);
+    std::fill(pDest + uDone * MAX_CHANNELS, pDest + uSize, IDLE_PATTERN);
     return uDone * MAX_CHANNELS;
 }
 
@@ -232,15 +244,28 @@ void clDSDIFF::OpenStream(clStreamReader *pStreamReader)
     uPosition = 0;
 }
 
-// Reads into the raw buffer. A stream may deliver less than asked and stop inside a frame; the rest
-// of that frame then belongs to this read, or the channels would change places in the next one.
-uint64_t clDSDIFF::ReadFrames(uint64_t uBytes)
+void clDSDIFF::CheckReadRaw(uint64_t uSize)
 {
-    uint8_t *pRaw = static_cast<uint8_t *>(allocRaw.SetSize(static_cast<int64_t>(uBytes)));
     const uint32_t uChannels = GetChannels();
-    uint64_t uRead = form.chunkData.ReadRaw(pRaw, uBytes);
+    // Without channels there may be no data either, and the data chunk says that better.
+    if (uChannels == 0) {
+        form.chunkData.CheckReadRaw();
+    }
+    if (uChannels == 0 || uSize % uChannels != 0) {
+        throw clXDSDIFF("clDSDIFF::ReadRaw(): read size must be multiple of channels");
+    }
+}
+
+// A stream may deliver less than asked and stop inside a frame; the rest of that frame then belongs
+// to this read, or the channels would change places in the next one.
+uint64_t clDSDIFF::ReadFrames(void *pBuffer, uint64_t uBytes)
+{
+    uint8_t *pBytes = static_cast<uint8_t *>(pBuffer);
+    const uint32_t uChannels = GetChannels();
+    uint64_t uRead = form.chunkData.ReadRaw(pBytes, uBytes);
     while (uRead % uChannels != 0) {
-        const uint64_t uMore = form.chunkData.ReadRaw(pRaw + uRead, uChannels - uRead % uChannels);
+        const uint64_t uMore =
+            form.chunkData.ReadRaw(pBytes + uRead, uChannels - uRead % uChannels);
         if (uMore == 0) {
             break;
         }
@@ -249,23 +274,7 @@ uint64_t clDSDIFF::ReadFrames(uint64_t uBytes)
     return uRead;
 }
 
-// Puts frames of the raw buffer into 5.1 frames.
-void clDSDIFF::PlaceSpeakers(uint8_t *pDest, uint64_t uFrames) const noexcept
+uint8_t *clDSDIFF::RawBuffer(uint64_t uBytes)
 {
-    const uint32_t uChannels = GetChannels();
-    const uint32_t *upCodes = form.chunkProperty.GetSpeakerCodes();
-    for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
-        // A channel of an unknown id far back in the file has no place in the frame and is left
-        // out.
-        if (upCodes[uChIdx] < MAX_CHANNELS) {
-            for (uint64_t i = 0; i < uFrames; ++i) {
-                pDest[i * MAX_CHANNELS + upCodes[uChIdx]] = RawBytes()[i * uChannels + uChIdx];
-            }
-        }
-    }
-}
-
-const uint8_t *clDSDIFF::RawBytes() const noexcept
-{
-    return static_cast<const uint8_t *>(allocRaw.GetPtr());
+    return static_cast<uint8_t *>(allocRaw.SetSize(static_cast<int64_t>(uBytes)));
 }

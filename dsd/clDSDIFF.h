@@ -41,6 +41,16 @@ public:
      */
     uint64_t ReadRaw(void *pBuffer, uint64_t uSize) override;
 
+    /**
+     * As ReadRaw, in the order of the file and with the bytes of an unfinished last frame: for a
+     * caller that moves every byte anyway. Channel c belongs at place GetPositions()[c].
+     */
+    uint64_t ReadStored(void *pBuffer, uint64_t uSize);
+
+    /** One place in the frames of ReadRaw per stored channel, all different; valid until the next
+     * open. */
+    const uint32_t *GetPositions() const noexcept;
+
     /** @param uSize bytes, a multiple of 6; all of them are written */
     uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) override;
 
@@ -72,9 +82,9 @@ public:
 
 private:
     void OpenStream(clStreamReader *pStreamReader);
-    uint64_t ReadFrames(uint64_t uBytes);
-    void PlaceSpeakers(uint8_t *pDest, uint64_t uFrames) const noexcept;
-    const uint8_t *RawBytes() const noexcept;
+    void CheckReadRaw(uint64_t uSize);
+    uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
+    uint8_t *RawBuffer(uint64_t uBytes);
 
     clAlignedAlloc allocRaw;
     uint64_t uLastCount = 0;

@@ -219,6 +219,7 @@ void clDSDIFFPropChunk::Clear()
     auPositions.clear();
     auSpeakerCodes.clear();
     bConflict = false;
+    bInOrder = true;
 }
 
 uint32_t clDSDIFFPropChunk::GetCompression() const
@@ -345,6 +346,7 @@ void clDSDIFFPropChunk::MapChannelIds()
         // One of the two channels would be lost.
         std::iota(auPositions.begin(), auPositions.end(), 0U);
     }
+    bInOrder = std::is_sorted(auPositions.begin(), auPositions.end());
 }
 
 // ---- clDSDIFFDataChunk ----
@@ -354,8 +356,14 @@ uint64_t clDSDIFFDataChunk::Attach(clStreamReader *pStreamReader)
     pStream = pStreamReader;
     uReadPos = 0;
     uDataStart = static_cast<uint64_t>(pStream->Tell());
+    uPresent = 0;
     CheckRange(*this, uDataStart);
-    return pStream->IsRemote() ? 0 : SkipData(*pStream, *this);
+    if (pStream->IsRemote()) {
+        return 0;
+    }
+    const auto uStreamSize = static_cast<uint64_t>(std::max<int64_t>(pStream->GetSize(), 0));
+    uPresent = std::min(uSize, uStreamSize - std::min(uStreamSize, uDataStart));
+    return SkipData(*pStream, *this);
 }
 
 void clDSDIFFDataChunk::Detach() noexcept

@@ -103,6 +103,9 @@ public:
      */
     uint32_t GetChannelId(uint32_t uChIdx) const;
 
+    /** Whether every channel keeps its index, so that nothing needs to be moved. */
+    bool IsInOrder() const noexcept { return bInOrder; }
+
     /** Whether the ids sent two channels to one place. */
     bool HasChannelConflict() const noexcept { return bConflict; }
 
@@ -133,6 +136,7 @@ private:
     std::vector<uint32_t> auPositions;
     std::vector<uint32_t> auSpeakerCodes;
     bool bConflict = false;
+    bool bInOrder = true;
 };
 
 /** "DSD ": the sound data, read from the stream it stands in. */
@@ -159,6 +163,13 @@ public:
     /** @throws clXDSDIFF without a stream */
     void CheckReadRaw() const;
 
+    /** Whether so many bytes more were in the stream when it was attached; false when that is not
+     * known. */
+    bool Holds(uint64_t uBytes) const noexcept
+    {
+        return uReadPos <= uPresent && uBytes <= uPresent - uReadPos;
+    }
+
     /** @throws clXDSDIFF when decoding uBits one-bit samples over all channels is not possible here
      */
     void CheckRead(uint64_t uBits, uint32_t uChannels) const;
@@ -171,6 +182,7 @@ private:
     clStreamReader *pStream = nullptr;
     uint64_t uReadPos = 0;
     uint64_t uDataStart = 0;
+    uint64_t uPresent = 0;
 };
 
 /** "FRM8": the whole file. */

@@ -102,6 +102,18 @@ public:
     virtual uint64_t WriteRaw(const void *pSrc, uint64_t uSize);
 
     /**
+     * Appends frames as a DSDIFF file holds them, in one pass. The last group is filled up with
+     * zeros, so only the last call may bring no whole groups.
+     *
+     * @param pSrc        uFrames * GetChannels() bytes, one of each channel in turn; earliest
+     *                    sample in the highest bit
+     * @param upPositions one channel of this file per channel of pSrc, all different
+     * @return bytes written
+     * @throws as WriteRaw
+     */
+    uint64_t WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *upPositions);
+
+    /**
      * Appends an ID3v2 tag as it is and notes its place. Between the last WriteRaw and SetLength.
      * @return uSize
      */
@@ -142,6 +154,9 @@ private:
     void ReadTag(uint64_t uFileSize);
     void CheckReading(const char *cpMessage) const;
     void CheckWriting(const char *cpMessage) const;
+    uint8_t *WorkBuffer(uint64_t uSize);
+    uint64_t WriteGroups(const uint8_t *pGroups, uint64_t uSize);
+    void Rearrange(void *pDest, const void *pSrc, uint64_t uSize, bool bReverse) const;
     uint64_t GetGroupSize() const noexcept;
     uint64_t GetDataCapacity() const noexcept;
     uint64_t SeekBytes(uint64_t uBytes, const char *cpMessage);

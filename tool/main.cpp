@@ -1,6 +1,5 @@
 #include "base/clAlloc.h"
 #include "base/clException.h"
-#include "dsd/Kernels.h"
 #include "dsd/clDSDIFF.h"
 #include "dsd/clDSF.h"
 #include "io/CreateStreamReader.h"
@@ -13,7 +12,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <memory>
 
@@ -103,32 +101,13 @@ uint64_t ReadTurn(clDSDIFF &reader, uint8_t *pBuffer, uint64_t uSize)
     uint64_t uFilled = 0;
     // Only the end of the data can leave a count that is no whole number of frames.
     while (uFilled < uSize && uFilled % reader.GetChannels() == 0) {
-        const uint64_t uRead = reader.ReadRaw(pBuffer + uFilled, uSize - uFilled);
+        const uint64_t uRead = reader.ReadStored(pBuffer + uFilled, uSize - uFilled);
         if (uRead == 0) {
             break;
         }
         uFilled += uRead;
     }
     return uFilled;
-}
-
-// Puts frames into block groups, the last one filled up with zeros as the format wants it. Returns
-// bytes.
-uint64_t ArrangeBlocks(uint8_t *pDest, const uint8_t *pSrc, uint64_t uFrames, uint32_t uBlockSize,
-                       uint32_t uChannels)
-{
-    const uint64_t uGroupSize = uint64_t{uBlockSize} * uChannels;
-    uint64_t uDone = 0;
-    uint8_t *pGroup = pDest;
-    for (; uDone < uFrames; uDone += uBlockSize, pGroup += uGroupSize) {
-        const uint64_t uLeft = uFrames - uDone;
-        if (uLeft < uBlockSize) {
-            std::memset(pGroup, 0, uGroupSize);
-        }
-        Kernels::Deinterleave(pGroup, uBlockSize, pSrc + uDone * uChannels,
-                              uLeft < uBlockSize ? uLeft : uBlockSize, uChannels);
-    }
-    return static_cast<uint64_t>(pGroup - pDest);
 }
 
 struct moved_t {
@@ -139,13 +118,10 @@ struct moved_t {
 // Moves all sound data.
 moved_t MoveSound(clDSDIFF &reader, clDSF &writer)
 {
-    const uint32_t uBlockSize = writer.GetBlockSize();
     const uint32_t uChannels = writer.GetChannels();
-    const uint32_t uBufferSize = uBlockSize * BLOCKS_PER_TURN * uChannels;
+    const uint32_t uBufferSize = writer.GetBlockSize() * BLOCKS_PER_TURN * uChannels;
     clAlloc allocInput;
-    clAlloc allocOutput;
     uint8_t *pInput = static_cast<uint8_t *>(allocInput.SetSize(uBufferSize));
-    uint8_t *pOutput = static_cast<uint8_t *>(allocOutput.SetSize(uBufferSize));
 
     clProgress progress(reader.GetDataSize());
     moved_t moved = {};
@@ -154,8 +130,7 @@ moved_t MoveSound(clDSDIFF &reader, clDSF &writer)
         uRead = ReadTurn(reader, pInput, uBufferSize);
         const uint64_t uFrames = uRead / uChannels;
         if (uFrames != 0) {
-            writer.WriteRaw(pOutput,
-                            ArrangeBlocks(pOutput, pInput, uFrames, uBlockSize, uChannels));
+            writer.WriteFrames(pInput, uFrames, reader.GetPositions());
         }
         moved.uBytes += uRead;
         moved.uSamples += uFrames * 8;

@@ -1,50 +1,59 @@
 #include "dsd/Kernels.h"
 
 #include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/KernelsCheck.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include <gtest/gtest.h>
 
-namespace
+TEST(Kernels, TruthIsWhatTheFormatsSay)
 {
+    const bytes_t bits = {0x01, 0x0F, 0xA5, 0x12, 0x80, 0x96, 0x00, 0xFF};
+    bytes_t result(bits.size());
+    Kernels::SCALAR.fnReverseBits(result.data(), bits.data(), bits.size());
+    EXPECT_EQ((bytes_t{0x80, 0xF0, 0xA5, 0x48, 0x01, 0x69, 0x00, 0xFF}), result);
 
-constexpr uint8_t GUARD = 0xA7;
+    const bytes_t frames = {1, 2, 3, 4, 5, 6};
+    bytes_t blocks(6);
+    uint8_t *const apBlocks[] = {&blocks[0], &blocks[4], &blocks[2]};
+    Kernels::SCALAR.fnDeinterleave(apBlocks, frames.data(), 2, 3, false);
+    EXPECT_EQ((bytes_t{1, 4, 3, 6, 2, 5}), blocks);
+    Kernels::SCALAR.fnInterleave(blocks.data(), bytes_t{1, 4, 2, 5, 3, 6}.data(), 2, 3, false);
+    EXPECT_EQ(frames, blocks);
+    Kernels::SCALAR.fnInterleave(blocks.data(), bytes_t{0x80, 0x20, 0x40, 0xA0, 0xC0, 0x60}.data(),
+                                 2, 3, true);
+    EXPECT_EQ(frames, blocks);
 
-} // namespace
-
-TEST(Kernels, ReverseBitsSwapsFirstAndLast)
-{
-    const bytes_t source = {0x01, 0x0F, 0xA5, 0x12, 0x80, 0x96, 0x00, 0xFF};
-    const bytes_t expected = {0x80, 0xF0, 0xA5, 0x48, 0x01, 0x69, 0x00, 0xFF};
-    bytes_t result(source.size());
-    Kernels::ReverseBits(result.data(), source.data(), source.size());
-    EXPECT_EQ(expected, result);
-    Kernels::ReverseBits(result.data(), result.data(), result.size());
-    EXPECT_EQ(source, result);
+    // The second channel has no place, the third one takes that of the first.
+    bytes_t placed(8);
+    const uint32_t auTable[] = {1, 4, 1};
+    Kernels::SCALAR.fnPlaceChannels(placed.data(), frames.data(), 2, auTable, 4, 3, 0x96);
+    EXPECT_EQ((bytes_t{0x96, 3, 0x96, 0x96, 0x96, 6, 0x96, 0x96}), placed);
 }
 
-TEST(Kernels, DeinterleaveFillsTheFrontOfEachBlock)
+TEST(Kernels, EverySetDoesWhatTheTruthDoes)
 {
-    const bytes_t source = {1, 2, 3, 4, 5, 6};
-    bytes_t result(3 * 4 + 1, GUARD);
-    Kernels::Deinterleave(result.data(), 4, source.data(), 2, 3);
-    EXPECT_EQ((bytes_t{1, 4, GUARD, GUARD, 2, 5, GUARD, GUARD, 3, 6, GUARD, GUARD, GUARD}), result);
-}
-
-TEST(Kernels, InterleaveUndoesDeinterleave)
-{
-    for (uint32_t uChannels = 1; uChannels <= 6; ++uChannels) {
-        for (const size_t sizeBlock : {1U, 31U, 32U, 33U, 4096U}) {
-            SCOPED_TRACE(testing::Message() << uChannels << " channels, blocks of " << sizeBlock);
-            const bytes_t source = Pattern(sizeBlock * uChannels);
-            bytes_t blocks(source.size() + 1, GUARD);
-            bytes_t result(source.size() + 1, GUARD);
-            Kernels::Deinterleave(blocks.data(), sizeBlock, source.data(), sizeBlock, uChannels);
-            Kernels::Interleave(result.data(), blocks.data(), sizeBlock, uChannels);
-            EXPECT_EQ(GUARD, blocks.back());
-            EXPECT_EQ(GUARD, result.back());
-            EXPECT_TRUE(std::equal(source.begin(), source.end(), result.begin()));
+    constexpr size_t VECTOR = 32;
+    const bytes_t noise = Pattern(3 * VECTOR * 17);
+    ASSERT_FALSE(Kernels::GetSets().empty());
+    for (uint32_t uChannels = 1; uChannels <= 7; ++uChannels) {
+        for (size_t sizeFrames = 0; sizeFrames <= 3 * VECTOR; ++sizeFrames) {
+            for (size_t sizeOffset = 0; sizeOffset < VECTOR; ++sizeOffset) {
+                kernels_run_t run = {sizeFrames, uChannels, uChannels, {}, sizeOffset, 0, false};
+                run.sizeDestOffset = sizeOffset * 7 % VECTOR;
+                run.bReverse = (sizeFrames + sizeOffset) % 2 == 0;
+                run.auTable.resize(uChannels);
+                std::iota(run.auTable.begin(), run.auTable.end(), 0U);
+                std::rotate(run.auTable.begin(), run.auTable.begin() + sizeOffset % uChannels,
+                            run.auTable.end());
+                if (sizeOffset % 3 == 0) {
+                    run.uPlaces = 6; // the 5.1 frame, with places left over or channels
+                }
+                ASSERT_EQ("", FindWrongKernel(run, noise))
+                    << sizeFrames << " frames of " << uChannels << ", offset " << sizeOffset;
+            }
         }
     }
 }

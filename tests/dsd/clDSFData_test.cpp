@@ -1,7 +1,7 @@
 #include "base/clException.h"
 #include "dsd/clDSF.h"
 #include "tests/support/DSDIFFBuilder.h"
-#include "tests/support/DSFBuilder.h"
+#include "tests/support/DSFModel.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/TempFolder.h"
 
@@ -46,6 +46,30 @@ TEST(clDSF, WriteRawReversesBitsOfWholeGroups)
     ASSERT_EQ(92U + 8192U, file.size());
     EXPECT_EQ(0x80, file[92]);
     EXPECT_EQ(0x69, file[93]);
+}
+
+TEST(clDSF, WriteFramesTakesThemAsADSDIFFFileHoldsThem)
+{
+    // Stored with the surround channels first, and in two calls that end inside a group.
+    const bytes_t sound = Pattern(5000 * 4);
+    const uint32_t auPositions[] = {2, 3, 0, 1};
+    bytes_t ordered(sound.size());
+    for (size_t i = 0; i < sound.size(); ++i) {
+        ordered[i / 4 * 4 + auPositions[i % 4]] = sound[i];
+    }
+    const TempFolder folder;
+    clDSF writer;
+    EXPECT_THROW_MSG(writer.WriteFrames(sound.data(), 1, auPositions), clXDSF,
+                     "clDSF::WriteFrames(): not open for writing");
+    writer.Create(folder.Path("a.dsf").c_str(), 2822400, 4);
+    EXPECT_EQ(0U, writer.WriteFrames(sound.data(), 0, auPositions));
+    EXPECT_THROW_MSG(writer.WriteFrames(sound.data(), UINT64_MAX, auPositions), clXDSF,
+                     "clDSF::WriteFrames(): write size out of range");
+    EXPECT_EQ(16384U, writer.WriteFrames(sound.data(), 4096, auPositions));
+    EXPECT_EQ(16384U, writer.WriteFrames(&sound[16384], 904, auPositions));
+    writer.SetLength(5000 * 8);
+    writer.Close();
+    EXPECT_TRUE(ExpectedDSF(ordered, 4, 2822400) == folder.Read("a.dsf"));
 }
 
 TEST(clDSF, ReadRawDeliversInterleavedBytes)
