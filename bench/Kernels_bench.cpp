@@ -1,8 +1,11 @@
-// Bytes per second of the permutations, beside memcpy of as many bytes in the same run.
+// Bytes per second of the permutations, for every instruction set of this processor and every count
+// of channels, beside memcpy of as many bytes in the same run.
 
 #include "dsd/Kernels.h"
 
 #include <cstring>
+#include <numeric>
+#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -11,19 +14,27 @@ namespace
 {
 
 constexpr size_t BLOCK = 4096;
-constexpr size_t BLOCKS = 64;
+// Both buffers of six channels stay within a second-level cache.
+constexpr size_t BLOCKS = 4;
 
-// What one turn of the converter moves.
+// Buffers of whole block groups.
 struct turn_t {
-    explicit turn_t(const benchmark::State &state)
-        : uChannels(static_cast<uint32_t>(state.range(0))),
-          source(BLOCK * BLOCKS * uChannels, 0x69),
+    explicit turn_t(uint32_t uCount)
+        : uChannels(uCount),
+          source(BLOCK * BLOCKS * uCount, 0x69),
           dest(source.size())
     {
     }
 
-    void Count(benchmark::State &state) const
+    template <class F>
+    void Run(benchmark::State &state, const F &fnGroup)
     {
+        for ([[maybe_unused]] auto _ : state) {
+            for (size_t i = 0; i < source.size(); i += BLOCK * uChannels) {
+                fnGroup(&dest[i], &source[i]);
+            }
+            benchmark::ClobberMemory();
+        }
         state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * source.size()));
     }
 
@@ -32,48 +43,72 @@ struct turn_t {
     std::vector<uint8_t> dest;
 };
 
-void Memcpy(benchmark::State &state)
+void Memcpy(benchmark::State &state, uint32_t uChannels)
 {
-    turn_t turn(state);
-    for ([[maybe_unused]] auto _ : state) {
-        std::memcpy(turn.dest.data(), turn.source.data(), turn.source.size());
-        benchmark::DoNotOptimize(turn.dest.data());
-        benchmark::ClobberMemory();
-    }
-    turn.Count(state);
+    turn_t(uChannels).Run(state, [&](uint8_t *pDest, const uint8_t *pSrc) {
+        std::memcpy(pDest, pSrc, BLOCK * uChannels);
+    });
 }
 
-void ReverseBits(benchmark::State &state)
+void ReverseBits(benchmark::State &state, const Kernels::set_t *pSet)
 {
-    turn_t turn(state);
-    for ([[maybe_unused]] auto _ : state) {
-        Kernels::ReverseBits(turn.dest.data(), turn.source.data(), turn.source.size());
-        benchmark::ClobberMemory();
-    }
-    turn.Count(state);
+    turn_t(2).Run(state, [&](uint8_t *pDest, const uint8_t *pSrc) {
+        pSet->fnReverseBits(pDest, pSrc, BLOCK * 2);
+    });
 }
 
-template <bool bBack>
-void Rearrange(benchmark::State &state)
+void Deinterleave(benchmark::State &state, const Kernels::set_t *pSet, uint32_t uChannels,
+                  bool bReverse)
 {
-    turn_t turn(state);
-    const size_t sizeGroup = BLOCK * turn.uChannels;
-    for ([[maybe_unused]] auto _ : state) {
-        for (size_t i = 0; i < turn.source.size(); i += sizeGroup) {
-            if constexpr (bBack) {
-                Kernels::Interleave(&turn.dest[i], &turn.source[i], BLOCK, turn.uChannels);
-            } else {
-                Kernels::Deinterleave(&turn.dest[i], BLOCK, &turn.source[i], BLOCK, turn.uChannels);
+    turn_t(uChannels).Run(state, [&](uint8_t *pDest, const uint8_t *pSrc) {
+        uint8_t *apDest[6];
+        for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+            apDest[uChIdx] = pDest + uChIdx * BLOCK;
+        }
+        pSet->fnDeinterleave(apDest, pSrc, BLOCK, uChannels, bReverse);
+    });
+}
+
+void Interleave(benchmark::State &state, const Kernels::set_t *pSet, uint32_t uChannels,
+                bool bReverse)
+{
+    turn_t(uChannels).Run(state, [&](uint8_t *pDest, const uint8_t *pSrc) {
+        pSet->fnInterleave(pDest, pSrc, BLOCK, uChannels, bReverse);
+    });
+}
+
+void PlaceChannels(benchmark::State &state, const Kernels::set_t *pSet, uint32_t uChannels)
+{
+    turn_t(uChannels).Run(state, [&](uint8_t *pDest, const uint8_t *pSrc) {
+        const uint32_t auTable[] = {1, 0, 3, 2, 5, 4};
+        pSet->fnPlaceChannels(pDest, pSrc, BLOCK, auTable, uChannels, uChannels, 0x96);
+    });
+}
+
+[[maybe_unused]] const bool bRegistered = [] {
+    const auto Add = [](std::string strName, const std::string &strVariant, auto... args) {
+        benchmark::RegisterBenchmark(strName.append(strVariant).c_str(), args...);
+    };
+    const auto sets = Kernels::GetSets();
+    for (const Kernels::set_t *pSet : sets) {
+        Add("ReverseBits", std::string("/").append(pSet->cpName), ReverseBits, pSet);
+    }
+    for (uint32_t uChannels = 1; uChannels <= 6; ++uChannels) {
+        const std::string strChannels =
+            std::string("/").append(std::to_string(uChannels)).append("/");
+        Add("memcpy", strChannels, Memcpy, uChannels);
+        for (const Kernels::set_t *pSet : sets) {
+            const std::string strEnd = std::string(strChannels).append(pSet->cpName);
+            Add("Deinterleave", strEnd, Deinterleave, pSet, uChannels, false);
+            Add("Deinterleave+reverse", strEnd, Deinterleave, pSet, uChannels, true);
+            Add("Interleave", strEnd, Interleave, pSet, uChannels, false);
+            Add("Interleave+reverse", strEnd, Interleave, pSet, uChannels, true);
+            if (uChannels % 2 == 0) {
+                Add("PlaceChannels", strEnd, PlaceChannels, pSet, uChannels);
             }
         }
-        benchmark::ClobberMemory();
     }
-    turn.Count(state);
-}
-
-BENCHMARK(Memcpy)->DenseRange(1, 6);
-BENCHMARK(ReverseBits)->DenseRange(1, 6);
-BENCHMARK(Rearrange<false>)->Name("Deinterleave")->DenseRange(1, 6);
-BENCHMARK(Rearrange<true>)->Name("Interleave")->DenseRange(1, 6);
+    return true;
+}();
 
 } // namespace
