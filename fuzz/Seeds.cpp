@@ -200,6 +200,18 @@ void SaveTexts()
     }
 }
 
+void SaveRuns()
+{
+    for (uint8_t uChannels = 0; uChannels <= 8; ++uChannels) {
+        for (size_t sizeSound = 0; sizeSound < 600; sizeSound += 13) {
+            const auto uOffset = static_cast<uint8_t>(sizeSound / 13);
+            Save("Kernels", std::to_string(uChannels) + "-" + std::to_string(sizeSound),
+                 bytes_t{uChannels, static_cast<uint8_t>(uChannels + uOffset % 3), uOffset} +
+                     Pattern(sizeSound));
+        }
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -215,6 +227,7 @@ int main(int argc, char **argv)
         SaveDSFs();
         SaveAnswers();
         SaveTexts();
+        SaveRuns();
     } catch (const std::exception &caught) {
         std::fprintf(stderr, "%s\n", caught.what());
         return 1;

@@ -94,7 +94,7 @@ public:
         COW();
         if (iEncoding == 1) {
             str = Lower(str);
-        } else if (std::any_of(str.begin(), str.end(), [](char c) { return c < 0; })) {
+        } else if (std::any_of(str.begin(), str.end(), [](unsigned char u) { return u >= 0x80; })) {
             throw std::runtime_error("no character of the locale");
         } else {
             Edit(Lower(str));
