@@ -1,6 +1,7 @@
 #include "dsd/clDSD.h"
 
 #include "dsd/Kernels.h"
+#include "dsd/clDecoder.h"
 
 #include <numeric>
 
@@ -29,15 +30,6 @@ clDSD::clDSD()
 }
 
 clDSD::~clDSD() noexcept(false) = default;
-
-void clDSD::ThreadPoolJob(long /*lThreadIdx*/, void * /*pArg*/) {}
-
-void clDSD::ConfigureHook(uint64_t /*uSetting*/, uint32_t /*uSelect*/, bool /*bFirst*/,
-                          bool /*bSecond*/, bool /*bThird*/)
-{
-}
-
-void clDSD::CloseHook() {}
 
 void clDSD::ReservedHook() {}
 

@@ -6,7 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 
+class clDecoder;
 class clID3tag;
 class clStreamReader;
 
@@ -17,6 +20,14 @@ class clStreamReader;
  * Raw data is one-bit audio, eight samples of one channel a byte, the earliest in the highest bit,
  * one byte of each channel in turn. The output rate is that of decoded samples, a sixteenth of the
  * DSD rate.
+ *
+ * Decoded samples have gone through a low-pass of linear phase (docs/decoding.md). All ones give
+ * +1.0, all zeros -1.0. The audio is preceded by silence and comes GetDelay() samples late: sample
+ * n of each channel stands for one-bit sample 16 * (n - GetDelay()), and at the end of the file
+ * Flush gives those that are still on their way. After a seek silence precedes the audio as well,
+ * so that the first 27 samples of each channel differ from those of an uninterrupted read and all
+ * later ones are the same. The doubles do not depend on the format, the sizes of the reads or the
+ * number of workers.
  *
  * One thread at a time. Failures are clXDSDIFF or clXDSF, both clXDSD, unless a member says
  * otherwise; buffers that cannot be had are std::runtime_error.
@@ -35,21 +46,35 @@ public:
 protected:
     void ThreadPoolJob(long lThreadIdx, void *pArg) override;
 
-    /** Called by Open with its further arguments, to prepare decoding. */
+    /**
+     * Called by Open with its further arguments, which it describes: starts the workers. A file of
+     * more channels than can be decoded gets none, and decoded reads then say so.
+     *
+     * @throws clXThreadPool when a worker cannot be started; there are none then
+     */
     virtual void ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool bSecond,
                                bool bThird);
 
-    /** Called by Close first of all. */
+    /** Called by Close first of all: ends the workers. */
     virtual void CloseHook();
 
     virtual void ReservedHook();
 
 public:
     /**
-     * Opens a file for reading, decoding included.
+     * Opens a file for reading, decoding included, and starts the workers for that.
      *
      * @param pStream the file from its first byte on; owned by this object from the call on, also
      * when it throws
+     * @param uSetting the largest decoded read to come, in decoded samples over all channels: reads
+     * up to it allocate nothing. Larger ones work too
+     * @param uSelect  the number of workers, which share the channels; 0, or more than there are
+     * channels, is one each
+     * @param bFirst   doubles the amplitude: all ones give +2.0
+     * @param bSecond  takes the delay out: the first sample, and that after a seek, stands for the
+     * position itself, and at the end the reads go on until the delayed samples are delivered too.
+     * After a seek only 14 samples differ then
+     * @param bThird   decodes without vector instructions, to the same doubles
      */
     virtual void Open(clStreamReader *pStream, uint64_t uSetting = 0, uint32_t uSelect = 0,
                       bool bFirst = false, bool bSecond = false, bool bThird = false) = 0;
@@ -60,7 +85,13 @@ public:
     /** Closes the file; nothing happens on a closed object. */
     virtual void Close() = 0;
 
-    /** Decoded samples at the output rate, interleaved; uSize counts them over all channels. */
+    /**
+     * Decoded samples at the output rate, interleaved. Only for a file opened with Open.
+     *
+     * @param uSize decoded samples over all channels
+     * @return the samples delivered; less than uSize only at the end, where the stream ends early,
+     * and where bSecond of Open has taken out the delay; 0 at the end
+     */
     virtual uint64_t Read(double *pBuffer, uint64_t uSize) = 0;
 
     /** As Read, in frames of six: left, right, centre, low frequencies, left and right surround. */
@@ -105,7 +136,62 @@ public:
      * one. */
     virtual const clID3tag *GetTag() const;
 
+    /** Decoded samples of each channel by which the audio is late; the same for all rates. */
+    uint32_t GetDelay() const noexcept;
+
+    /**
+     * The decoded samples that the delay holds back, as if silence followed: GetDelay() of each
+     * channel in frames like those of the last Read or Read_5_1, fewer when called again. Reading
+     * goes on behind it as after a seek.
+     *
+     * @param uSize size of pBuffer in samples
+     * @return the samples delivered, whole frames; 0 when there are no more
+     * @throws clXDSD unless the file was opened with Open
+     */
+    uint64_t Flush(double *pBuffer, uint64_t uSize);
+
 protected:
+    /** Bytes that a decoded read has fetched: runs of one channel each, one of every channel in
+     * turn. */
+    struct fetched_t {
+        const uint8_t *cpBytes = nullptr;
+        /** Per channel. */
+        uint64_t uBytes = 0;
+        /** Bytes in a run. */
+        uint64_t uRun = 1;
+        bool bLsbFirst = false;
+        /** Positions in the file before and after. */
+        uint64_t uStart = 0;
+        uint64_t uEnd = 0;
+    };
+
+    /** Fetches up to so many bytes per channel, less only at the end. */
+    using fetch_t = std::function<fetched_t(uint64_t uBytes)>;
+
+    /** How the channels lie in the frames of a decoded read. */
+    struct places_t {
+        /** One per channel; a channel without a place below uPlaces is left out. */
+        const uint32_t *upTable;
+        uint32_t uPlaces;
+        /** Whether places without a channel get silence; otherwise they stay as they are. */
+        bool bSilence;
+    };
+
+    /** Whether ConfigureHook has prepared decoding as many channels as there are now. */
+    bool IsDecoding() const;
+
+    /** Memory for the bytes of a fetch, valid until the next. */
+    uint8_t *GetFetchBuffer(uint64_t uBytes);
+
+    /** The common part of the decoded reads. @return frames delivered */
+    uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places,
+                    const fetch_t &Fetch);
+
+    /** Lets the next decoded read begin with silence before it, as after a seek. */
+    void RestartDecoding() noexcept;
+
+    bool IsDoubled() const noexcept { return bDoubleAmplitude || bDoubledByOpen; }
+
     /** Channels that the decoding reads and the 5.1 frame can hold. */
     static constexpr uint32_t MAX_CHANNELS = 6;
     /** The byte of a silent channel. */
@@ -153,4 +239,21 @@ protected:
 
     /** Position in one-bit samples per channel, kept by the seeks. */
     uint64_t uPosition = 0;
+
+private:
+    void EndDecoding();
+    uint64_t RunJobs(double *pBuffer);
+    uint64_t Drain(double *pBuffer, uint64_t uFrames);
+
+    /** Null unless the file can be decoded. */
+    std::unique_ptr<clDecoder> pDecoder;
+    clAlignedAlloc allocFetch;
+    bool bDoubledByOpen = false;
+    bool bWithoutDelay = false;
+
+    /** Where the last fetch ended; the next one is the continuation only if it starts there. */
+    uint64_t uFetchEnd = UINT64_MAX;
+    /** Decoded samples of each channel to be left out, and of the delay those delivered. */
+    uint64_t uSkip = 0;
+    uint64_t uDrained = 0;
 };

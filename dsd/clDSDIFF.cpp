@@ -56,23 +56,32 @@ void clDSDIFF::Close()
     }
 }
 
-uint64_t clDSDIFF::Read(double * /*pBuffer*/, uint64_t uSize)
+uint64_t clDSDIFF::Read(double *pBuffer, uint64_t uSize)
 {
+    constexpr const char *NO_MULTIPLE = "clDSDIFF::Read(): read size must be multiple of channels";
+
     const uint32_t uChannels = GetChannels();
     if (uChannels != 0 && uSize % uChannels != 0) {
-        throw clXDSDIFF("clDSDIFF::Read(): read size must be multiple of channels");
+        throw clXDSDIFF(NO_MULTIPLE);
     }
-    form.chunkData.CheckRead(uSize * GetDivisor(), uChannels);
-    throw clXDSDIFF("clDSDIFF::Read(): decoding is not supported");
+    const uint64_t uFrames = uChannels == 0 ? 0 : uSize / uChannels;
+    form.chunkData.CheckRead(uFrames * GetDivisor(), uChannels);
+    if (uChannels == 0) {
+        throw clXDSDIFF(NO_MULTIPLE);
+    }
+    const places_t places = {form.chunkProperty.GetPositions(), uChannels, false};
+    return DecodeFrames(pBuffer, uFrames, places) * uChannels;
 }
 
-uint64_t clDSDIFF::Read_5_1(double * /*pBuffer*/, uint64_t uSize)
+uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
 {
     if (uSize % MAX_CHANNELS != 0) {
         throw clXDSDIFF("clDSDIFF::Read_5_1(): read size must be multiple of channels");
     }
-    form.chunkData.CheckRead(uSize / MAX_CHANNELS * GetChannels() * GetDivisor(), GetChannels());
-    throw clXDSDIFF("clDSDIFF::Read_5_1(): decoding is not supported");
+    const uint64_t uFrames = uSize / MAX_CHANNELS;
+    form.chunkData.CheckRead(uFrames * GetDivisor(), GetChannels());
+    const places_t places = {form.chunkProperty.GetSpeakerCodes(), MAX_CHANNELS, true};
+    return DecodeFrames(pBuffer, uFrames, places) * MAX_CHANNELS;
 }
 
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
@@ -185,6 +194,7 @@ uint64_t clDSDIFF::SeekSample(uint64_t uSamples)
         throw clXDSDIFF("clDSDIFFDataChunk::Seek(): newpos > length");
     }
     form.chunkData.Seek(uSamples * uDivisor);
+    RestartDecoding();
     uPosition = GetChannels() == 0 ? 0 : uSamples / GetChannels() * uDivisor;
     return uPosition;
 }
@@ -272,6 +282,39 @@ uint64_t clDSDIFF::ReadFrames(void *pBuffer, uint64_t uBytes)
         uRead += uMore;
     }
     return uRead;
+}
+
+uint64_t clDSDIFF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places)
+{
+    if (!IsDecoding()) {
+        throw clXDSDIFF("clDSDIFF::Read(): not opened for decoding");
+    }
+    return Decode(pBuffer, uFrames, places, [this](uint64_t uBytes) { return Fetch(uBytes); });
+}
+
+// A stream that delivers less than asked is asked again: a piece of a decoded sample could not be
+// kept for the next read.
+clDSD::fetched_t clDSDIFF::Fetch(uint64_t uBytes)
+{
+    clDSDIFFDataChunk &data = form.chunkData;
+    const uint32_t uChannels = GetChannels();
+    fetched_t fetched;
+    fetched.uStart = data.GetReadPos();
+    const uint64_t uLeft = data.uSize - std::min(fetched.uStart, data.uSize);
+    const uint64_t uWanted = std::min(uBytes, uLeft / uChannels) * uChannels;
+    uint8_t *pBytes = GetFetchBuffer(uWanted);
+    uint64_t uRead = 0;
+    while (uRead < uWanted) {
+        const uint64_t uMore = data.ReadRaw(pBytes + uRead, uWanted - uRead);
+        if (uMore == 0) {
+            break;
+        }
+        uRead += uMore;
+    }
+    fetched.cpBytes = pBytes;
+    fetched.uBytes = uRead / uChannels;
+    fetched.uEnd = data.GetReadPos();
+    return fetched;
 }
 
 uint8_t *clDSDIFF::RawBuffer(uint64_t uBytes)

@@ -27,7 +27,16 @@ public:
     void OpenMeta(clStreamReader *pStreamReader) override;
     void Close() override;
 
+    /**
+     * Decoded samples, the channels in the order of the raw data.
+     *
+     * @param uSize a multiple of the channel count
+     * @throws clXDSDIFF for any other uSize, for more than six channels, without sound data and
+     * after OpenMeta; what the stream throws, and reading goes on behind that as after a seek
+     */
     uint64_t Read(double *pBuffer, uint64_t uSize) override;
+
+    /** @param uSize a multiple of 6; all of it is written, places without a channel get silence */
     uint64_t Read_5_1(double *pBuffer, uint64_t uSize) override;
 
     /**
@@ -85,6 +94,8 @@ private:
     void CheckReadRaw(uint64_t uSize);
     uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
     uint8_t *RawBuffer(uint64_t uBytes);
+    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places);
+    fetched_t Fetch(uint64_t uBytes);
 
     clAlignedAlloc allocRaw;
     uint64_t uLastCount = 0;

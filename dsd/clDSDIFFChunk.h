@@ -178,6 +178,9 @@ public:
      * stream. */
     void Seek(uint64_t uBits);
 
+    /** Bytes of the data in front of the next read. */
+    uint64_t GetReadPos() const noexcept { return uReadPos; }
+
 private:
     clStreamReader *pStream = nullptr;
     uint64_t uReadPos = 0;

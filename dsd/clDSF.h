@@ -35,7 +35,14 @@ public:
      * same */
     void Close() override;
 
-    /** @param uSize decoded samples, a multiple of GetBlockSamples() * GetChannels() */
+    /**
+     * Decoded samples. Where the stream ends inside a group, the whole samples that are there.
+     *
+     * @param uSize a multiple of GetBlockSamples() * GetChannels()
+     * @throws clXDSF for any other uSize, for more than six channels and after OpenMeta;
+     * std::runtime_error behind the sample count; what the stream throws, and reading goes on
+     * behind that as after a seek
+     */
     uint64_t Read(double *pBuffer, uint64_t uSize) override;
     /** As Read; places of the frame that no channel fills keep what pBuffer held. */
     uint64_t Read_5_1(double *pBuffer, uint64_t uSize) override;
@@ -152,6 +159,8 @@ private:
     void Reset() noexcept;
     void OpenStream(clStreamReader *pStreamReader);
     void ReadTag(uint64_t uFileSize);
+    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places);
+    fetched_t Fetch(uint64_t uBytes);
     void CheckReading(const char *cpMessage) const;
     void CheckWriting(const char *cpMessage) const;
     uint8_t *WorkBuffer(uint64_t uSize);

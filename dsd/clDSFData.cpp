@@ -40,6 +40,9 @@ const layout_t *FindLayout(uint32_t uChannelType, uint32_t uChannels)
     return &aLayouts[uChannelType];
 }
 
+constexpr const char *NO_BLOCK_MULTIPLE = "clDSF::Read(): read size must be multiple of blocksize";
+constexpr const char *TOO_MANY_CHANNELS = "clDSF::ConvertData(): channels must be <= 6";
+
 bool IsMultiple(uint64_t uSize, uint64_t uUnit)
 {
     return uUnit != 0 && uSize % uUnit == 0;
@@ -167,22 +170,29 @@ uint64_t clDSF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     return uReadFrames * MAX_CHANNELS;
 }
 
-uint64_t clDSF::Read(double * /*pBuffer*/, uint64_t uSize)
+uint64_t clDSF::Read(double *pBuffer, uint64_t uSize)
 {
+    constexpr uint32_t auInOrder[] = {0, 1, 2, 3, 4, 5};
+
+    const uint32_t uChannels = GetChannels();
     CheckReading("clDSF::Read(): not open for reading");
-    if (!IsMultiple(uSize, uint64_t{GetBlockSamples()} * GetChannels())) {
-        throw clXDSF("clDSF::Read(): read size must be multiple of blocksize");
+    if (uChannels == 0 || uSize % uChannels != 0) {
+        throw clXDSF(NO_BLOCK_MULTIPLE);
     }
-    throw clXDSF("clDSF::Read(): decoding is not supported");
+    const places_t places = {auInOrder, uChannels, false};
+    return DecodeFrames(pBuffer, uSize / uChannels, places) * uChannels;
 }
 
 uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
 {
     CheckReading("clDSF::Read_5_1(): not open for reading");
-    if (FindLayout(GetChannelType(), GetChannels()) == nullptr) {
+    const layout_t *pLayout = FindLayout(GetChannelType(), GetChannels());
+    if (pLayout == nullptr) {
         throw clXDSF("clDSF::Read_5_1(): unknown channel layout");
     }
-    return Read(pBuffer, uSize / MAX_CHANNELS * GetChannels());
+    // Places without a channel keep what the caller left there; this is deliberate.
+    const places_t places = {pLayout->auSlots, MAX_CHANNELS, false};
+    return DecodeFrames(pBuffer, uSize / MAX_CHANNELS, places) * MAX_CHANNELS;
 }
 
 uint64_t clDSF::SeekSample(uint64_t uSamples)
@@ -240,12 +250,12 @@ void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize)
 {
     const uint32_t uChannels = GetChannels();
     if (uChannels > MAX_CHANNELS) {
-        throw clXDSF("clDSF::ConvertData(): channels must be <= 6");
+        throw clXDSF(TOO_MANY_CHANNELS);
     }
     if (uChannels == 0 || !IsMultiple(uSize, GetBlockSize())) {
         throw clXDSF("clDSF::ConvertData(): size must be multiple of blocksize");
     }
-    const double dOne = bDoubleAmplitude ? 2.0 : 1.0;
+    const double dOne = IsDoubled() ? 2.0 : 1.0;
     const uint32_t uBlockSize = GetBlockSize();
     const uint8_t *cpByte = static_cast<const uint8_t *>(pSrc);
     uint64_t uDone = 0; // samples in the destination of every channel before this group
@@ -264,6 +274,56 @@ void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize)
     }
 }
 
+uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places)
+{
+    // Blocks of an odd number of bytes are not made of whole decoded samples, groups of them are.
+    if (!IsMultiple(uFrames, GetBlockSamples()) ||
+        !IsMultiple(uFrames * GetDivisor(), uint64_t{GetBlockSize()} * 8)) {
+        throw clXDSF(NO_BLOCK_MULTIPLE);
+    }
+    if (GetChannels() > MAX_CHANNELS) {
+        throw clXDSF(TOO_MANY_CHANNELS);
+    }
+    if (!IsDecoding()) {
+        throw clXDSF("clDSF::Read(): not opened for decoding");
+    }
+    return Decode(pBuffer, uFrames, places, [this](uint64_t uBytes) { return Fetch(uBytes); });
+}
+
+clDSD::fetched_t clDSF::Fetch(uint64_t uBytes)
+{
+    const uint32_t uChannels = GetChannels();
+    const uint64_t uBlockSize = GetBlockSize();
+    fetched_t fetched;
+    fetched.uStart = uDataPos;
+    const uint64_t uLeft = GetDataCapacity() - uDataPos;
+    const uint64_t uWanted = uBytes > uLeft / uChannels ? uLeft : uBytes * uChannels;
+    if (uWanted == 0) {
+        return fetched;
+    }
+    uint8_t *pBytes = GetFetchBuffer(uWanted);
+    const uint64_t uRead = pStream->ReadFully(pBytes, static_cast<size_t>(uWanted));
+    uDataPos += uRead;
+
+    // A group that the stream ends in holds of every channel what it holds of the last.
+    const uint64_t uGroupSize = GetGroupSize();
+    const uint64_t uBeforeLast = uGroupSize - uBlockSize;
+    const uint64_t uRest = uRead % uGroupSize;
+    uint64_t uSamples =
+        (uRead / uGroupSize * uBlockSize + std::max(uRest, uBeforeLast) - uBeforeLast) * 8;
+    if (uSamples != 0 && uSamplePos > GetLength()) {
+        throw std::runtime_error("clDSF::Read(): sizeRead > sizeReq");
+    }
+    uSamples = std::min(uSamples, GetLength() - uSamplePos);
+    uSamplePos += uSamples;
+    fetched.cpBytes = pBytes;
+    fetched.uBytes = uSamples / 8;
+    fetched.uRun = uBlockSize;
+    fetched.bLsbFirst = !bMsbFirst;
+    fetched.uEnd = uDataPos;
+    return fetched;
+}
+
 uint64_t clDSF::SeekBytes(uint64_t uBytes, const char *cpMessage)
 {
     if (uBytes > GetDataCapacity() || uBytes > INT64_MAX - uDataStart) {
@@ -271,6 +331,7 @@ uint64_t clDSF::SeekBytes(uint64_t uBytes, const char *cpMessage)
     }
     pStream->Seek(static_cast<off_t>(uDataStart + uBytes));
     uDataPos = uBytes;
+    RestartDecoding();
     uSamplePos = uBytes / GetChannels() * 8;
     return uSamplePos;
 }

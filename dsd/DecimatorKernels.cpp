@@ -1,0 +1,47 @@
+#include "dsd/DecimatorKernels.h"
+
+#include "dsd/clDecimatorDesign.h"
+
+namespace
+{
+
+using design_t = clDecimatorDesign;
+
+void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept
+{
+    const double *pRows = design_t::Get().aRows.data() + design_t::ROW_MARGIN;
+    for (size_t i = 0; i < sizeBytes; ++i) {
+        const uint8_t *cpNewest = cpBytes + i;
+        double dSum = 0.0;
+        for (size_t sizeAge = design_t::FIRST_BYTES; sizeAge-- > 0;) {
+            dSum += pRows[*(cpNewest - sizeAge) * design_t::ROW_SIZE + sizeAge];
+        }
+        (i % 2 == 0 ? pEven : pOdd)[i / 2] = dSum;
+    }
+}
+
+void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+            double dScale) noexcept
+{
+    const design_t &design = design_t::Get();
+    for (size_t i = 0; i < sizeCount; ++i) {
+        // The middle tap lies on an even sample, all others that are not 0 on odd ones.
+        const double *pLater = pOdd + i - (design_t::SECOND_PAIRS - 1);
+        const double *pEarlier = pLater - 1;
+        double dSum = design.dCentre * *(pEven + i - (design_t::SECOND_PAIRS - 1));
+        for (size_t sizePair = 0; sizePair < design_t::SECOND_PAIRS; ++sizePair) {
+            dSum += design.aPairs[sizePair] * (pLater[sizePair] + *(pEarlier - sizePair));
+        }
+        pDest[i] = dSum * dScale;
+    }
+}
+
+} // namespace
+
+const decimator_kernels_t DecimatorKernels::SCALAR = {"scalar", First, Second};
+
+const decimator_kernels_t &DecimatorKernels::GetBest() noexcept
+{
+    static const decimator_kernels_t *const pBest = GetAVX2() != nullptr ? GetAVX2() : &SCALAR;
+    return *pBest;
+}

@@ -1,0 +1,125 @@
+#include "dsd/DecimatorKernels.h"
+
+#if defined(__x86_64__)
+
+#include "dsd/clDecimatorDesign.h"
+
+#include <immintrin.h>
+
+// Four samples side by side, each summed in the order of the plain code; multiply and add stay two
+// roundings. The attribute of each function, instead of a compiler option, keeps these instructions
+// out of everything else.
+#define AVX2 __attribute__((target("avx2")))
+#define AVX2_INLINE AVX2 __attribute__((always_inline)) inline
+
+namespace
+{
+
+using design_t = clDecimatorDesign;
+
+/** Sums of the first stage under way: those of the next four samples, then of the following. */
+struct sums_t {
+    __m256d s0, s1, s2, s3, s4;
+};
+
+// The row of a byte, loaded so many places early that its first entry meets the byte's own sample.
+AVX2_INLINE void AddRow(sums_t &sums, const double *pRow)
+{
+    sums.s0 = _mm256_add_pd(sums.s0, _mm256_loadu_pd(pRow));
+    sums.s1 = _mm256_add_pd(sums.s1, _mm256_loadu_pd(pRow + 4));
+    sums.s2 = _mm256_add_pd(sums.s2, _mm256_loadu_pd(pRow + 8));
+    sums.s3 = _mm256_add_pd(sums.s3, _mm256_loadu_pd(pRow + 12));
+}
+
+// Takes four bytes in and gives the four samples that are complete with them.
+AVX2_INLINE __m256d NextFour(sums_t &sums, const double *pRows, const uint8_t *cpBytes)
+{
+    static_assert(design_t::ROW_MARGIN == 3 && design_t::ROW_SIZE == 17);
+    const double *pLast = pRows + cpBytes[3] * design_t::ROW_SIZE;
+    AddRow(sums, pRows + cpBytes[0] * design_t::ROW_SIZE + 3);
+    AddRow(sums, pRows + cpBytes[1] * design_t::ROW_SIZE + 2);
+    AddRow(sums, pRows + cpBytes[2] * design_t::ROW_SIZE + 1);
+    AddRow(sums, pLast);
+    sums.s4 = _mm256_add_pd(_mm256_setzero_pd(), _mm256_loadu_pd(pLast + 16));
+    const __m256d complete = sums.s0;
+    sums = {sums.s1, sums.s2, sums.s3, sums.s4, sums.s4};
+    return complete;
+}
+
+AVX2 void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept
+{
+    const double *pRows = design_t::Get().aRows.data();
+    const __m256d zero = _mm256_setzero_pd();
+    sums_t sums = {zero, zero, zero, zero, zero};
+    for (size_t i = 0; i < DecimatorKernels::FIRST_HISTORY; i += 4) {
+        NextFour(sums, pRows, cpBytes + i - DecimatorKernels::FIRST_HISTORY);
+    }
+    size_t i = 0;
+    for (; i + 8 <= sizeBytes; i += 8) {
+        const __m256d low = NextFour(sums, pRows, cpBytes + i);
+        const __m256d high = NextFour(sums, pRows, cpBytes + i + 4);
+        constexpr int MIDDLE_SWAPPED = 0xD8;
+        const __m256d even = _mm256_unpacklo_pd(low, high);
+        const __m256d odd = _mm256_unpackhi_pd(low, high);
+        _mm256_storeu_pd(pEven + i / 2, _mm256_permute4x64_pd(even, MIDDLE_SWAPPED));
+        _mm256_storeu_pd(pOdd + i / 2, _mm256_permute4x64_pd(odd, MIDDLE_SWAPPED));
+    }
+    DecimatorKernels::SCALAR.First(pEven + i / 2, pOdd + i / 2, cpBytes + i, sizeBytes - i);
+}
+
+AVX2_INLINE __m256d Pair(__m256d tap, const double *pLater, const double *pEarlier)
+{
+    return _mm256_mul_pd(tap, _mm256_add_pd(_mm256_loadu_pd(pLater), _mm256_loadu_pd(pEarlier)));
+}
+
+AVX2 void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+                 double dScale) noexcept
+{
+    const design_t &design = design_t::Get();
+    constexpr size_t MIDDLE = design_t::SECOND_PAIRS - 1;
+    const __m256d centre = _mm256_set1_pd(design.dCentre);
+    const __m256d scale = _mm256_set1_pd(dScale);
+    size_t i = 0;
+    // Sixteen at a time: one sum waits for its last addition, four keep the unit busy.
+    for (; i + 16 <= sizeCount; i += 16) {
+        const double *pMiddle = pEven + i - MIDDLE;
+        __m256d s0 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle));
+        __m256d s1 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle + 4));
+        __m256d s2 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle + 8));
+        __m256d s3 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle + 12));
+        const double *pLater = pOdd + i - MIDDLE;
+        const double *pEarlier = pLater - 1;
+        for (const double &dTap : design.aPairs) {
+            const __m256d tap = _mm256_set1_pd(dTap);
+            s0 = _mm256_add_pd(s0, Pair(tap, pLater, pEarlier));
+            s1 = _mm256_add_pd(s1, Pair(tap, pLater + 4, pEarlier + 4));
+            s2 = _mm256_add_pd(s2, Pair(tap, pLater + 8, pEarlier + 8));
+            s3 = _mm256_add_pd(s3, Pair(tap, pLater + 12, pEarlier + 12));
+            ++pLater;
+            --pEarlier;
+        }
+        _mm256_storeu_pd(pDest + i, _mm256_mul_pd(s0, scale));
+        _mm256_storeu_pd(pDest + i + 4, _mm256_mul_pd(s1, scale));
+        _mm256_storeu_pd(pDest + i + 8, _mm256_mul_pd(s2, scale));
+        _mm256_storeu_pd(pDest + i + 12, _mm256_mul_pd(s3, scale));
+    }
+    DecimatorKernels::SCALAR.Second(pDest + i, pEven + i, pOdd + i, sizeCount - i, dScale);
+}
+
+constexpr decimator_kernels_t TABLE = {"avx2", First, Second};
+
+} // namespace
+
+const decimator_kernels_t *DecimatorKernels::GetAVX2() noexcept
+{
+    return __builtin_cpu_supports("avx2") ? &TABLE : nullptr;
+}
+
+#else
+
+const decimator_kernels_t *DecimatorKernels::GetAVX2() noexcept
+{
+    return nullptr;
+}
+
+#endif

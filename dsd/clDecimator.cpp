@@ -1,0 +1,39 @@
+#include "dsd/clDecimator.h"
+
+#include <algorithm>
+#include <cstring>
+
+using namespace DecimatorKernels;
+
+clDecimator::clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels) noexcept
+    : pKernels(&tableOfKernels),
+      pDoubles(static_cast<double *>(pWork)),
+      pBytes(static_cast<uint8_t *>(pWork) + BYTES * sizeof(double))
+{
+}
+
+void clDecimator::Reset(uint8_t uIdle) noexcept
+{
+    static_assert(CHUNK / 2 >= SECOND_HISTORY);
+    std::fill_n(pDoubles, BYTES, 0.0);
+    std::memset(pBytes, uIdle, FIRST_HISTORY + CHUNK);
+    Decode(2 * SECOND_HISTORY, 1.0);
+}
+
+const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept
+{
+    const size_t sizeCount = sizeBytes / 2;
+    double *pEven = pDoubles + EVEN + SECOND_HISTORY;
+    double *pOdd = pDoubles + ODD + SECOND_HISTORY;
+    double *pOutput = pDoubles + OUTPUT;
+    pKernels->First(pEven, pOdd, GetInput(), sizeBytes);
+    pKernels->Second(pOutput, pEven, pOdd, sizeCount, dScale);
+
+    // What the next samples look back at; in small pieces old and new place overlap.
+    std::memmove(pBytes, pBytes + sizeBytes, FIRST_HISTORY);
+    for (double *pSamples : {pEven, pOdd}) {
+        std::memmove(pSamples - SECOND_HISTORY, pSamples + sizeCount - SECOND_HISTORY,
+                     SECOND_HISTORY * sizeof(double));
+    }
+    return pOutput;
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "dsd/DecimatorKernels.h"
+#include "dsd/clDecimatorDesign.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/**
+ * One channel's low-pass and decimation by 16.
+ *
+ * It remembers what it has seen, so a channel may come in pieces of any size and gives the same
+ * doubles as in one piece. The memory it works in belongs to the caller and has to outlive it. One
+ * thread at a time.
+ */
+class clDecimator
+{
+public:
+    /** Bytes at a time, few enough for the first cache beside the tables of the filter. */
+    static constexpr size_t CHUNK = 512;
+
+private:
+    static constexpr size_t EVEN = 0;
+    static constexpr size_t ODD = EVEN + DecimatorKernels::SECOND_HISTORY + CHUNK / 2;
+    static constexpr size_t OUTPUT = ODD + DecimatorKernels::SECOND_HISTORY + CHUNK / 2;
+    static constexpr size_t BYTES = OUTPUT + CHUNK / 2;
+
+public:
+    /** Bytes of the memory, which is aligned as doubles are. */
+    static constexpr size_t WORK_SIZE =
+        BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK;
+
+    clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels) noexcept;
+
+    /** As if the idle pattern had been seen for ever. */
+    void Reset(uint8_t uIdle) noexcept;
+
+    /** CHUNK bytes that the caller fills before Decode; the earliest sample in the highest bit. */
+    uint8_t *GetInput() noexcept { return pBytes + DecimatorKernels::FIRST_HISTORY; }
+
+    /**
+     * Decodes the first bytes of the input.
+     *
+     * @param sizeBytes even, at most CHUNK
+     * @param dScale    gain; 1 / clDecimatorDesign::FULL_SCALE makes full scale 1.0
+     * @return sizeBytes / 2 samples, valid until the next call
+     */
+    const double *Decode(size_t sizeBytes, double dScale) noexcept;
+
+private:
+    const decimator_kernels_t *pKernels;
+    double *pDoubles;
+    uint8_t *pBytes;
+};

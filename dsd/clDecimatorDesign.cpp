@@ -1,0 +1,101 @@
+#include "dsd/clDecimatorDesign.h"
+
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+namespace
+{
+
+// What either stage leaves of frequencies that would fold into the lowest 40 kHz (at 64 times 44.1
+// kHz), in dB below the signal.
+constexpr double ATTENUATION = 160.0;
+
+// Where the stages have lost half, as a part of their own input rate. The first is free to choose:
+// 144 kHz costs 0.01 dB at 50 kHz and leaves less than -100 dB of the noise above 140 kHz. In the
+// second, a quarter makes every other tap zero.
+constexpr double FIRST_CUTOFF = 0.051;
+constexpr double SECOND_CUTOFF = 0.25;
+
+constexpr size_t FIRST_TAPS = clDecimatorDesign::FIRST_BYTES * 8 - 1;
+constexpr size_t SECOND_TAPS = 4 * clDecimatorDesign::SECOND_PAIRS - 1;
+
+// Half the way through both stages in one-bit samples, counted to the last of 16 that make a
+// decoded one.
+static_assert((FIRST_TAPS - 1) / 2 + 8 * ((SECOND_TAPS - 1) / 2) ==
+              16 * clDecimatorDesign::DELAY + 15);
+
+// The modified Bessel function of the first kind and order 0, by its power series.
+double Bessel(double dX)
+{
+    double dSum = 1.0;
+    double dTerm = 1.0;
+    for (int k = 1; dTerm > dSum * 1e-18; ++k) {
+        dTerm *= (dX / (2.0 * k)) * (dX / (2.0 * k));
+        dSum += dTerm;
+    }
+    return dSum;
+}
+
+// A low-pass of an odd number of taps and sum 1: the ideal one, cut out by a Kaiser window.
+std::vector<double> LowPass(size_t sizeTaps, double dCutoff)
+{
+    const double dBeta = 0.1102 * (ATTENUATION - 8.7);
+    const ptrdiff_t iMiddle = static_cast<ptrdiff_t>(sizeTaps / 2);
+    std::vector<double> aTaps(sizeTaps);
+    double dSum = 0.0;
+    for (ptrdiff_t i = -iMiddle; i <= iMiddle; ++i) {
+        const double dTime = static_cast<double>(i);
+        const double dIdeal = i == 0 ? 2.0 * dCutoff
+                                     : std::sin(2.0 * std::numbers::pi * dCutoff * dTime) /
+                                           (std::numbers::pi * dTime);
+        const double dEdge = dTime / static_cast<double>(iMiddle + 1);
+        const double dTap = dIdeal * Bessel(dBeta * std::sqrt(1.0 - dEdge * dEdge));
+        aTaps[static_cast<size_t>(iMiddle + i)] = dTap;
+        dSum += dTap;
+    }
+    for (double &dTap : aTaps) {
+        dTap /= dSum;
+    }
+    return aTaps;
+}
+
+} // namespace
+
+const clDecimatorDesign &clDecimatorDesign::Get()
+{
+    static const clDecimatorDesign design;
+    return design;
+}
+
+clDecimatorDesign::clDecimatorDesign()
+{
+    std::vector<double> aFirst = LowPass(FIRST_TAPS, FIRST_CUTOFF);
+    aFirst.push_back(0.0); // fills the fourteenth byte
+    aRows.fill(0.0);
+    for (size_t sizeByte = 0; sizeByte < 256; ++sizeByte) {
+        for (size_t sizeAge = 0; sizeAge < FIRST_BYTES; ++sizeAge) {
+            // Bit 0 is the latest sample, which meets the first of the byte's eight taps.
+            double dSum = 0.0;
+            for (size_t sizeBit = 0; sizeBit < 8; ++sizeBit) {
+                const double dTap = aFirst[sizeAge * 8 + sizeBit];
+                dSum += (sizeByte >> sizeBit & 1) != 0 ? dTap : -dTap;
+            }
+            aRows[sizeByte * ROW_SIZE + ROW_MARGIN + sizeAge] = dSum;
+        }
+    }
+
+    // The taps in between are zero in theory and 1e-17 in fact.
+    const std::vector<double> aSecond = LowPass(SECOND_TAPS, SECOND_CUTOFF);
+    double dSides = 0.0;
+    for (size_t i = 0; i < SECOND_PAIRS; ++i) {
+        aPairs[i] = aSecond[SECOND_TAPS / 2 + 1 + 2 * i];
+        dSides += 2.0 * aPairs[i];
+    }
+    // Half of the sum in the middle, half at the sides: then what passes at one frequency is
+    // exactly what is missing at its mirror image.
+    dCentre = FULL_SCALE / 2.0;
+    for (double &dTap : aPairs) {
+        dTap *= FULL_SCALE / 2.0 / dSides;
+    }
+}
