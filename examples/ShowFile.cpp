@@ -1,9 +1,9 @@
-// Prints what a DSDIFF or DSF file says about itself: how to open either format by its first bytes
-// and ask it through the interface that both share.
+// Prints what a DSDIFF or DSF file says about itself: how to open either format and ask it through
+// the interface that both share.
 
 #include "base/clString.h"
-#include "dsd/clDSDIFF.h"
 #include "dsd/clDSF.h"
+#include "examples/MakeReader.h"
 #include "id3/clID3tag.h"
 #include "io/CreateStreamReader.h"
 #include "io/clStreamReader.h"
@@ -13,26 +13,10 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace
 {
-
-// The reader for the format that the stream begins with.
-std::unique_ptr<clDSD> MakeReader(clStreamReader &stream)
-{
-    std::string strId(4, '\0');
-    stream.ReadFully(strId.data(), strId.size());
-    stream.Seek(0);
-    if (strId == "FRM8") {
-        return std::make_unique<clDSDIFF>();
-    }
-    if (strId == "DSD ") {
-        return std::make_unique<clDSF>();
-    }
-    throw std::runtime_error("neither a DSDIFF nor a DSF file");
-}
 
 template <class T>
 void PrintLine(const char *cpName, const T &value, const char *cpUnit = "")

@@ -1,0 +1,63 @@
+// Decodes a DSDIFF or DSF file to a WAV file: how to open either format for decoding and read
+// samples from it to the end.
+
+#include "dsd/clDSD.h"
+#include "examples/MakeReader.h"
+#include "examples/clWavFile.h"
+#include "io/CreateStreamReader.h"
+#include "io/clStreamReader.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace
+{
+
+void DecodeFile(const char *cpInput, const char *cpOutput)
+{
+    // A name is a path or a URL; the stream is the same to the readers.
+    std::unique_ptr<clStreamReader> spStream(CreateStreamReader(cpInput));
+    const std::unique_ptr<clDSD> spFile = MakeReader(*spStream);
+
+    // Open starts one worker per channel, which decode while Read waits; Close or the destructor
+    // ends them. From here on the stream belongs to the reader.
+    constexpr bool DOUBLE_AMPLITUDE = false;
+    constexpr bool WITHOUT_DELAY = true;
+    spFile->Open(spStream.release(), 0, 0, DOUBLE_AMPLITUDE, WITHOUT_DELAY);
+    const uint32_t uChannels = spFile->GetChannels();
+    if (uChannels == 0 || spFile->GetOutputRate() == 0) {
+        throw std::runtime_error("the file does not say how to play it");
+    }
+
+    // Reads are whole blocks, which both formats take. Sixteen make waking the workers cheap.
+    const uint64_t uBlock = std::max(spFile->GetBlockSamples(), 1U);
+    std::vector<double> aSamples(16 * uBlock * uChannels);
+
+    clWavFile file(cpOutput, spFile->GetOutputRate(), uChannels);
+    while (const uint64_t uRead = spFile->Read(aSamples.data(), aSamples.size())) {
+        file.Write(aSamples.data(), uRead);
+    }
+    file.Close();
+    spFile->Close();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 3) {
+        std::cerr << "usage: decode_wav <file.dff | file.dsf> <outfile.wav>\n";
+        return 1;
+    }
+    try {
+        DecodeFile(argv[1], argv[2]);
+        return 0;
+    } catch (const std::exception &caught) {
+        std::cerr << "decode_wav: " << caught.what() << "\n";
+        return 1;
+    }
+}
