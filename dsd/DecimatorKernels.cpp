@@ -7,16 +7,22 @@ namespace
 
 using design_t = clDecimatorDesign;
 
+// One sample of the first stage, that of the newest byte it looks at.
+double FirstSample(const double *pRows, const uint8_t *cpNewest) noexcept
+{
+    double dSum = 0.0;
+    for (size_t sizeAge = design_t::FIRST_BYTES; sizeAge-- > 0;) {
+        dSum += pRows[*(cpNewest - sizeAge) * design_t::ROW_SIZE + sizeAge];
+    }
+    return dSum;
+}
+
 void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept
 {
     const double *pRows = design_t::Get().aRows.data() + design_t::ROW_MARGIN;
-    for (size_t i = 0; i < sizeBytes; ++i) {
-        const uint8_t *cpNewest = cpBytes + i;
-        double dSum = 0.0;
-        for (size_t sizeAge = design_t::FIRST_BYTES; sizeAge-- > 0;) {
-            dSum += pRows[*(cpNewest - sizeAge) * design_t::ROW_SIZE + sizeAge];
-        }
-        (i % 2 == 0 ? pEven : pOdd)[i / 2] = dSum;
+    for (size_t i = 0; i < sizeBytes / 2; ++i) {
+        pEven[i] = FirstSample(pRows, cpBytes + 2 * i);
+        pOdd[i] = FirstSample(pRows, cpBytes + 2 * i + 1);
     }
 }
 

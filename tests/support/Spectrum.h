@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cmath>
+#include <complex>
+#include <cstddef>
+#include <numbers>
+#include <vector>
+
+// What is in a signal, for tests and benchmarks that judge one by its spectrum.
+
+using spectrum_t = std::vector<std::complex<double>>;
+
+/** The Fourier transform in place; the length is a power of two. */
+inline void Transform(spectrum_t &aData)
+{
+    const size_t sizeHalf = aData.size() / 2;
+    if (sizeHalf == 0) {
+        return;
+    }
+    spectrum_t aEven(sizeHalf);
+    spectrum_t aOdd(sizeHalf);
+    for (size_t u = 0; u < sizeHalf; u++) {
+        aEven[u] = aData[2 * u];
+        aOdd[u] = aData[2 * u + 1];
+    }
+    Transform(aEven);
+    Transform(aOdd);
+    const double dTurn = -std::numbers::pi / static_cast<double>(sizeHalf);
+    for (size_t u = 0; u < sizeHalf; u++) {
+        const auto turned = aOdd[u] * std::polar(1.0, dTurn * static_cast<double>(u));
+        aData[u] = aEven[u] + turned;
+        aData[u + sizeHalf] = aEven[u] - turned;
+    }
+}
+
+struct tone_t {
+    double dLevel; // dB, a sine of amplitude 1 being 0
+    double dRatio; // dB above all else in the band
+};
+
+/**
+ * A tone and the noise beside it, from bin 2 to uLastBin.
+ *
+ * @param aSamples as many as a power of two, with a whole number of periods of the tone
+ * @param uBin     that number
+ */
+inline tone_t MeasureTone(const std::vector<double> &aSamples, size_t uBin, size_t uLastBin)
+{
+    // The tone lies on a bin, so the Hann window keeps it within one bin to either side, while its
+    // quick decay keeps the noise far above the band out of the band.
+    spectrum_t aData(aSamples.size());
+    const double dLength = static_cast<double>(aSamples.size());
+    for (size_t u = 0; u < aData.size(); u++) {
+        const double dAngle = 2.0 * std::numbers::pi * static_cast<double>(u) / dLength;
+        aData[u] = aSamples[u] * (1.0 - std::cos(dAngle));
+    }
+    Transform(aData);
+    double dSignal = 0.0;
+    double dNoise = 0.0;
+    for (size_t u = 2; u <= uLastBin; u++) {
+        const bool bTone = u + 1 >= uBin && u <= uBin + 1;
+        (bTone ? dSignal : dNoise) += std::norm(aData[u]);
+    }
+    // The window spreads the power of a sine of amplitude 1 to 3/2 of half the length squared.
+    const double dFullScale = 1.5 * (dLength / 2.0) * (dLength / 2.0);
+    return {10.0 * std::log10(dSignal / dFullScale), 10.0 * std::log10(dSignal / dNoise)};
+}
