@@ -7,11 +7,12 @@ namespace
 
 using design_t = clDecimatorDesign;
 
-// One sample of the first stage, that of the newest byte it looks at.
-double FirstSample(const double *pRows, const uint8_t *cpNewest) noexcept
+// What every other byte adds to a sample of the first stage, the oldest first.
+double HalfSample(const double *pRows, const uint8_t *cpNewest, size_t sizeYoungest) noexcept
 {
     double dSum = 0.0;
-    for (size_t sizeAge = design_t::FIRST_BYTES; sizeAge-- > 0;) {
+    for (size_t i = design_t::FIRST_BYTES / 2; i-- > 0;) {
+        const size_t sizeAge = 2 * i + sizeYoungest;
         dSum += pRows[*(cpNewest - sizeAge) * design_t::ROW_SIZE + sizeAge];
     }
     return dSum;
@@ -19,10 +20,11 @@ double FirstSample(const double *pRows, const uint8_t *cpNewest) noexcept
 
 void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept
 {
+    static_assert(design_t::FIRST_BYTES % 2 == 0);
     const double *pRows = design_t::Get().aRows.data() + design_t::ROW_MARGIN;
-    for (size_t i = 0; i < sizeBytes / 2; ++i) {
-        pEven[i] = FirstSample(pRows, cpBytes + 2 * i);
-        pOdd[i] = FirstSample(pRows, cpBytes + 2 * i + 1);
+    for (size_t i = 0; i < sizeBytes; i += 2) {
+        pEven[i / 2] = HalfSample(pRows, cpBytes + i, 0) + HalfSample(pRows, cpBytes + i, 1);
+        pOdd[i / 2] = HalfSample(pRows, cpBytes + i + 1, 1) + HalfSample(pRows, cpBytes + i + 1, 0);
     }
 }
 

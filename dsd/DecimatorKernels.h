@@ -6,8 +6,9 @@
 /**
  * The arithmetic of the two stages of clDecimator: once in plain code, which is the truth, and for
  * processors that have them in vector instructions, which give the same doubles bit for bit. Every
- * sum is taken in one order, from +0.0 on: the oldest byte first in the first stage, the middle
- * first in the second.
+ * sum is taken in one order, from +0.0 on. In the first stage every other byte, counted from the
+ * start of the call, goes into a sum of its own, the oldest first, and the two are added at the
+ * end; in the second stage the middle comes first, then the pairs from the nearest on.
  */
 struct decimator_kernels_t {
     const char *cpName;
@@ -18,7 +19,7 @@ struct decimator_kernels_t {
      * @param cpBytes   FIRST_HISTORY bytes in front of it are read as well
      * @param sizeBytes even
      */
-    void (*First)(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept;
+    void (*pFirst)(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept;
 
     /**
      * The second stage.
@@ -26,8 +27,8 @@ struct decimator_kernels_t {
      * @param cpEven SECOND_HISTORY samples in front of either are read as well
      * @param dScale each sum is multiplied by it
      */
-    void (*Second)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
-                   double dScale) noexcept;
+    void (*pSecond)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+                    double dScale) noexcept;
 };
 
 namespace DecimatorKernels

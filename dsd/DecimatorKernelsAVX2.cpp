@@ -31,18 +31,22 @@ AVX2_INLINE void AddRow(sums_t &sums, const double *pRow)
     sums.s3 = _mm256_add_pd(sums.s3, _mm256_loadu_pd(pRow + 12));
 }
 
-// Takes four bytes in and gives the four samples that are complete with them.
-AVX2_INLINE __m256d NextFour(sums_t &sums, const double *pRows, const uint8_t *cpBytes)
+// Takes four bytes in and gives the four samples that are complete with them. Two sums, so that an
+// addition need not wait for the one before.
+AVX2_INLINE __m256d NextFour(sums_t &even, sums_t &odd, const double *pRows, const uint8_t *cpBytes)
 {
     static_assert(design_t::ROW_MARGIN == 3 && design_t::ROW_SIZE == 17);
     const double *pLast = pRows + cpBytes[3] * design_t::ROW_SIZE;
-    AddRow(sums, pRows + cpBytes[0] * design_t::ROW_SIZE + 3);
-    AddRow(sums, pRows + cpBytes[1] * design_t::ROW_SIZE + 2);
-    AddRow(sums, pRows + cpBytes[2] * design_t::ROW_SIZE + 1);
-    AddRow(sums, pLast);
-    sums.s4 = _mm256_add_pd(_mm256_setzero_pd(), _mm256_loadu_pd(pLast + 16));
-    const __m256d complete = sums.s0;
-    sums = {sums.s1, sums.s2, sums.s3, sums.s4, sums.s4};
+    AddRow(even, pRows + cpBytes[0] * design_t::ROW_SIZE + 3);
+    AddRow(odd, pRows + cpBytes[1] * design_t::ROW_SIZE + 2);
+    AddRow(even, pRows + cpBytes[2] * design_t::ROW_SIZE + 1);
+    AddRow(odd, pLast);
+    // Only the last row reaches this far; adding makes a zero of its end the +0.0 of the others.
+    const __m256d zero = _mm256_setzero_pd();
+    odd.s4 = _mm256_add_pd(zero, _mm256_loadu_pd(pLast + 16));
+    const __m256d complete = _mm256_add_pd(even.s0, odd.s0);
+    even = {even.s1, even.s2, even.s3, zero, zero};
+    odd = {odd.s1, odd.s2, odd.s3, odd.s4, zero};
     return complete;
 }
 
@@ -50,21 +54,22 @@ AVX2 void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t size
 {
     const double *pRows = design_t::Get().aRows.data();
     const __m256d zero = _mm256_setzero_pd();
-    sums_t sums = {zero, zero, zero, zero, zero};
+    sums_t even = {zero, zero, zero, zero, zero};
+    sums_t odd = even;
     for (size_t i = 0; i < DecimatorKernels::FIRST_HISTORY; i += 4) {
-        NextFour(sums, pRows, cpBytes + i - DecimatorKernels::FIRST_HISTORY);
+        NextFour(even, odd, pRows, cpBytes + i - DecimatorKernels::FIRST_HISTORY);
     }
     size_t i = 0;
     for (; i + 8 <= sizeBytes; i += 8) {
-        const __m256d low = NextFour(sums, pRows, cpBytes + i);
-        const __m256d high = NextFour(sums, pRows, cpBytes + i + 4);
         constexpr int MIDDLE_SWAPPED = 0xD8;
-        const __m256d even = _mm256_unpacklo_pd(low, high);
-        const __m256d odd = _mm256_unpackhi_pd(low, high);
-        _mm256_storeu_pd(pEven + i / 2, _mm256_permute4x64_pd(even, MIDDLE_SWAPPED));
-        _mm256_storeu_pd(pOdd + i / 2, _mm256_permute4x64_pd(odd, MIDDLE_SWAPPED));
+        const __m256d early = NextFour(even, odd, pRows, cpBytes + i);
+        const __m256d late = NextFour(even, odd, pRows, cpBytes + i + 4);
+        _mm256_storeu_pd(pEven + i / 2,
+                         _mm256_permute4x64_pd(_mm256_unpacklo_pd(early, late), MIDDLE_SWAPPED));
+        _mm256_storeu_pd(pOdd + i / 2,
+                         _mm256_permute4x64_pd(_mm256_unpackhi_pd(early, late), MIDDLE_SWAPPED));
     }
-    DecimatorKernels::SCALAR.First(pEven + i / 2, pOdd + i / 2, cpBytes + i, sizeBytes - i);
+    DecimatorKernels::SCALAR.pFirst(pEven + i / 2, pOdd + i / 2, cpBytes + i, sizeBytes - i);
 }
 
 AVX2_INLINE __m256d Pair(__m256d tap, const double *pLater, const double *pEarlier)
@@ -103,7 +108,7 @@ AVX2 void Second(double *pDest, const double *pEven, const double *pOdd, size_t 
         _mm256_storeu_pd(pDest + i + 8, _mm256_mul_pd(s2, scale));
         _mm256_storeu_pd(pDest + i + 12, _mm256_mul_pd(s3, scale));
     }
-    DecimatorKernels::SCALAR.Second(pDest + i, pEven + i, pOdd + i, sizeCount - i, dScale);
+    DecimatorKernels::SCALAR.pSecond(pDest + i, pEven + i, pOdd + i, sizeCount - i, dScale);
 }
 
 constexpr decimator_kernels_t TABLE = {"avx2", First, Second};

@@ -185,7 +185,7 @@ protected:
 
     /** The common part of the decoded reads. @return frames delivered */
     uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places,
-                    const fetch_t &Fetch);
+                    const fetch_t &fetch);
 
     /** Lets the next decoded read begin with silence before it, as after a seek. */
     void RestartDecoding() noexcept;

@@ -26,9 +26,13 @@ class clUndisturbed
 public:
     clUndisturbed()
     {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &old);
+        sigset_t most;
+        sigfillset(&most);
+        // A fault of the thread's own stays one that handlers hear of.
+        for (const int iSignal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
+            sigdelset(&most, iSignal);
+        }
+        pthread_sigmask(SIG_BLOCK, &most, &old);
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &iState);
     }
     clUndisturbed(const clUndisturbed &) = delete;
@@ -56,6 +60,8 @@ void clDSD::ThreadPoolJob(long lThreadIdx, void *pArg)
 void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool bSecond,
                           bool bThird)
 {
+    static_assert(clDecoder::MAX_CHANNELS == MAX_CHANNELS && clDecoder::IDLE == IDLE_PATTERN);
+
     EndDecoding();
     const uint32_t uChannels = GetChannels();
     if (uChannels == 0 || uChannels > MAX_CHANNELS) {
@@ -66,8 +72,10 @@ void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool
         for (uint32_t i = 0; i < uChannels; ++i) {
             apWork[i] = aWork[i].SetSize(clDecimator::WORK_SIZE);
         }
+        // What leaves 64 bits becomes a size that no buffer can have.
         const uint64_t uBytesPerSample = std::max(GetDivisor() / 8, 1U);
-        GetFetchBuffer(std::min(uSetting, uint64_t{INT64_MAX} / uBytesPerSample) * uBytesPerSample);
+        GetFetchBuffer(uSetting > INT64_MAX / uBytesPerSample ? UINT64_MAX
+                                                              : uSetting * uBytesPerSample);
 
         const uint32_t uJobs = uSelect == 0 ? uChannels : std::min(uSelect, uChannels);
         pDecoder = std::make_unique<clDecoder>(uChannels, uJobs, apWork.data(),
@@ -125,7 +133,7 @@ uint8_t *clDSD::GetFetchBuffer(uint64_t uBytes)
 }
 
 uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places,
-                       const fetch_t &Fetch)
+                       const fetch_t &fetch)
 {
     if (uFrames == 0) {
         return 0;
@@ -148,7 +156,7 @@ uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places
     const uint64_t uWanted =
         bDecimate ? std::min(uFrames, std::numeric_limits<uint64_t>::max() / 2) * 2 : uFrames / 8;
     for (;;) {
-        const fetched_t fetched = Fetch(uWanted);
+        const fetched_t fetched = fetch(uWanted);
         // Half a decoded sample at the end is none.
         const uint64_t uBytes = bDecimate ? fetched.uBytes / 2 * 2 : fetched.uBytes;
         if (uBytes == 0) {

@@ -172,14 +172,14 @@ uint64_t clDSF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
 
 uint64_t clDSF::Read(double *pBuffer, uint64_t uSize)
 {
-    constexpr uint32_t auInOrder[] = {0, 1, 2, 3, 4, 5};
+    constexpr uint32_t aInOrder[] = {0, 1, 2, 3, 4, 5};
 
     const uint32_t uChannels = GetChannels();
     CheckReading("clDSF::Read(): not open for reading");
     if (uChannels == 0 || uSize % uChannels != 0) {
         throw clXDSF(NO_BLOCK_MULTIPLE);
     }
-    const places_t places = {auInOrder, uChannels, false};
+    const places_t places = {aInOrder, uChannels, false};
     return DecodeFrames(pBuffer, uSize / uChannels, places) * uChannels;
 }
 

@@ -26,8 +26,8 @@ const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept
     double *pEven = pDoubles + EVEN + SECOND_HISTORY;
     double *pOdd = pDoubles + ODD + SECOND_HISTORY;
     double *pOutput = pDoubles + OUTPUT;
-    pKernels->First(pEven, pOdd, GetInput(), sizeBytes);
-    pKernels->Second(pOutput, pEven, pOdd, sizeCount, dScale);
+    pKernels->pFirst(pEven, pOdd, GetInput(), sizeBytes);
+    pKernels->pSecond(pOutput, pEven, pOdd, sizeCount, dScale);
 
     // What the next samples look back at; in small pieces old and new place overlap.
     std::memmove(pBytes, pBytes + sizeBytes, FIRST_HISTORY);

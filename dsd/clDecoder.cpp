@@ -42,6 +42,7 @@ clDecoder::clDecoder(uint32_t uChannels, uint32_t uJobCount, void *const *ppWork
                      const decimator_kernels_t &kernels)
     : uJobs(uJobCount)
 {
+    clDecimatorDesign::Get(); // computed here, where it may run out of memory, not in a job
     for (uint32_t i = 0; i < uChannels; ++i) {
         aDecimators.emplace_back(ppWork[i], kernels);
     }
@@ -57,46 +58,47 @@ void clDecoder::Reset() noexcept
 
 void clDecoder::Run(uint32_t uJob, double *pDest) noexcept
 {
-    for (uint32_t uChIdx = uJob; uChIdx < aDecimators.size(); uChIdx += uJobs) {
-        if (bDecimate) {
-            Decimate(uChIdx, pDest);
-        } else {
-            Unfold(uChIdx, pDest);
+    // All channels of the job in turn, so that each frame is written while it is in the cache.
+    for (uint64_t uFrom = 0; uFrom < source.uBytes; uFrom += clDecimator::CHUNK) {
+        const size_t sizeBytes =
+            static_cast<size_t>(std::min<uint64_t>(clDecimator::CHUNK, source.uBytes - uFrom));
+        for (uint32_t uChIdx = uJob; uChIdx < aDecimators.size(); uChIdx += uJobs) {
+            Gather(aDecimators[uChIdx].GetInput(), sizeBytes, source, uFrom, uChIdx,
+                   aDecimators.size());
+            if (bDecimate) {
+                Decimate(uChIdx, uFrom, sizeBytes, pDest);
+            } else {
+                Unfold(uChIdx, uFrom, sizeBytes, pDest);
+            }
         }
     }
 }
 
 // A channel without a place is decoded all the same: the next read may have one for it.
-void clDecoder::Decimate(uint32_t uChIdx, double *pDest) noexcept
+void clDecoder::Decimate(uint32_t uChIdx, uint64_t uFrom, size_t sizeBytes, double *pDest) noexcept
 {
-    clDecimator &decimator = aDecimators[uChIdx];
-    const uint32_t uPlace = target.auPlaces[uChIdx];
-    uint64_t uSkip = target.uSkip;
-    uint64_t uFrame = 0;
-    for (uint64_t uFrom = 0; uFrom < source.uBytes;) {
-        const size_t sizeBytes =
-            static_cast<size_t>(std::min<uint64_t>(clDecimator::CHUNK, source.uBytes - uFrom));
-        Gather(decimator.GetInput(), sizeBytes, source, uFrom, uChIdx, aDecimators.size());
-        uFrom += sizeBytes;
-        const double *pSamples = decimator.Decode(sizeBytes, dGain);
-        const size_t sizeSkip = static_cast<size_t>(std::min<uint64_t>(uSkip, sizeBytes / 2));
-        uSkip -= sizeSkip;
-        for (size_t i = sizeSkip; uPlace != NO_PLACE && i < sizeBytes / 2; ++i) {
-            pDest[uFrame++ * target.uPlaces + uPlace] = pSamples[i];
-        }
+    const double *pSamples = aDecimators[uChIdx].Decode(sizeBytes, dGain);
+    const uint64_t uFirst = uFrom / 2;
+    const uint64_t uEnd = uFirst + sizeBytes / 2;
+    if (target.auPlaces[uChIdx] == NO_PLACE || uEnd <= target.uSkip) {
+        return;
+    }
+    const uint64_t uStart = std::max(uFirst, target.uSkip);
+    double *pTo = pDest + (uStart - target.uSkip) * target.uPlaces + target.auPlaces[uChIdx];
+    for (uint64_t i = 0; i < uEnd - uStart; ++i) {
+        pTo[i * target.uPlaces] = pSamples[uStart - uFirst + i];
     }
 }
 
-void clDecoder::Unfold(uint32_t uChIdx, double *pDest) const noexcept
+void clDecoder::Unfold(uint32_t uChIdx, uint64_t uFrom, size_t sizeBytes, double *pDest) noexcept
 {
-    const uint32_t uPlace = target.auPlaces[uChIdx];
+    if (target.auPlaces[uChIdx] == NO_PLACE) {
+        return;
+    }
+    const uint8_t *cpBytes = aDecimators[uChIdx].GetInput();
     const double dOne = dGain * clDecimatorDesign::FULL_SCALE;
-    uint64_t uFrame = 0;
-    for (uint64_t uFrom = 0; uPlace != NO_PLACE && uFrom < source.uBytes; ++uFrom) {
-        uint8_t uByte = 0;
-        Gather(&uByte, 1, source, uFrom, uChIdx, aDecimators.size());
-        for (int iBit = 7; iBit >= 0; --iBit) {
-            pDest[uFrame++ * target.uPlaces + uPlace] = (uByte >> iBit & 1) != 0 ? dOne : -dOne;
-        }
+    double *pTo = pDest + uFrom * 8 * target.uPlaces + target.auPlaces[uChIdx];
+    for (size_t i = 0; i < sizeBytes * 8; ++i) {
+        pTo[i * target.uPlaces] = (cpBytes[i / 8] >> (7 - i % 8) & 1) != 0 ? dOne : -dOne;
     }
 }

@@ -60,8 +60,8 @@ public:
     double dGain = 1.0;    // 1/32 makes full scale 1.0
 
 private:
-    void Decimate(uint32_t uChIdx, double *pDest) noexcept;
-    void Unfold(uint32_t uChIdx, double *pDest) const noexcept;
+    void Decimate(uint32_t uChIdx, uint64_t uFrom, size_t sizeBytes, double *pDest) noexcept;
+    void Unfold(uint32_t uChIdx, uint64_t uFrom, size_t sizeBytes, double *pDest) noexcept;
 
     std::vector<clDecimator> aDecimators;
     uint32_t uJobs;

@@ -8,12 +8,12 @@
 namespace
 {
 
-constexpr uint32_t SAMPLE_SIZE = 4;
+constexpr uint64_t SAMPLE_SIZE = 4;
 
 // A number of that many bytes, the lowest first.
-void Append(std::string &strBytes, uint64_t uValue, unsigned uBytes)
+void Append(std::string &strBytes, uint64_t uValue, uint64_t uBytes)
 {
-    for (unsigned i = 0; i < uBytes; ++i) {
+    for (uint64_t i = 0; i < uBytes; ++i) {
         strBytes += static_cast<char>(uValue >> 8 * i & 0xFF);
     }
 }
@@ -69,7 +69,7 @@ std::string clWavFile::MakeHeader(uint32_t uSampleRate, uint32_t uChannels, uint
 {
     constexpr uint64_t EXTENSIBLE = 0xFFFE;
     constexpr uint64_t FLOAT = 3;
-    const uint64_t uFrameSize = uint64_t{uChannels} * SAMPLE_SIZE;
+    const uint64_t uFrameSize = uChannels * SAMPLE_SIZE;
 
     std::string strFormat = "fmt ";
     Append(strFormat, 40, 4);
