@@ -79,22 +79,16 @@ TEST(clWavFile, HeaderGrowsBeyondFourGiB)
     constexpr uint64_t MOST = (uint64_t{1} << 32) - 1 - 108;
     constexpr uint64_t FRAME = 24;
     const uint64_t uSmall = MOST / FRAME * FRAME;
-    const std::string strSmall = clWavFile::MakeHeader(176400, 6, uSmall);
-    ASSERT_EQ(HEADER, strSmall.size());
-    EXPECT_EQ("RIFF", strSmall.substr(0, 4));
-    EXPECT_EQ("JUNK", strSmall.substr(12, 4));
-    EXPECT_EQ(108 + uSmall, Number(strSmall, 4, 4));
-    EXPECT_EQ(uSmall / FRAME, Number(strSmall, 104, 4));
-    EXPECT_EQ(uSmall, Number(strSmall, 112, 4));
-
-    const uint64_t uLarge = uSmall + FRAME;
-    const std::string strLarge = clWavFile::MakeHeader(176400, 6, uLarge);
-    ASSERT_EQ(HEADER, strLarge.size());
-    EXPECT_EQ("RF64", strLarge.substr(0, 4));
-    EXPECT_EQ("ds64", strLarge.substr(12, 4));
-    EXPECT_EQ(108 + uLarge, Number(strLarge, 20, 8));
-    EXPECT_EQ(uLarge, Number(strLarge, 28, 8));
-    EXPECT_EQ(uLarge / FRAME, Number(strLarge, 36, 8));
-    EXPECT_EQ(UINT32_MAX, Number(strLarge, 4, 4));
-    EXPECT_EQ(UINT32_MAX, Number(strLarge, 112, 4));
+    for (const uint64_t uSize : {uSmall, uSmall + FRAME}) {
+        const bool bLarge = uSize > MOST;
+        const std::string strHeader = clWavFile::MakeHeader(176400, 6, uSize);
+        ASSERT_EQ(HEADER, strHeader.size());
+        EXPECT_EQ(bLarge ? "RF64" : "RIFF", strHeader.substr(0, 4));
+        EXPECT_EQ(bLarge ? "ds64" : "JUNK", strHeader.substr(12, 4));
+        EXPECT_EQ(bLarge ? 108 + uSize : 0, Number(strHeader, 20, 8));
+        EXPECT_EQ(bLarge ? uSize : 0, Number(strHeader, 28, 8));
+        EXPECT_EQ(bLarge ? uSize / FRAME : 0, Number(strHeader, 36, 8));
+        EXPECT_EQ(bLarge ? UINT32_MAX : 108 + uSize, Number(strHeader, 4, 4));
+        EXPECT_EQ(bLarge ? UINT32_MAX : uSize, Number(strHeader, 112, 4));
+    }
 }
