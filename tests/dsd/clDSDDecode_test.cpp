@@ -210,42 +210,36 @@ TEST_P(decode, EndsWithTheLastWholeSample)
 TEST_P(decode, NeedsOpenAndAtMostSixChannels)
 {
     const bool bDSF = GetParam() == FORMAT_DSF;
-    const char *cpClosed = bDSF ? "clDSF::Read(): not opened for decoding"
-                                : "clDSDIFF::Read(): not opened for decoding";
-    const char *cpTooMany = bDSF ? "clDSF::ConvertData(): channels must be <= 6"
-                                 : "clDSDIFFDataChunk::Read(): channels must be <= 6";
     samples_t out(7 * 6 * BLOCK);
-    spFile->OpenMeta(MakeStream(GetParam(), Pattern(8192), 2));
-    EXPECT_ANY_THROW(spFile->Read(out.data(), 1));
-    const auto ExpectClosed = [&](auto &&Use) {
+    const auto ExpectFailure = [&](const char *cpMessage, auto &&Use) {
         if (bDSF) {
-            EXPECT_THROW_MSG(Use(), clXDSF, cpClosed);
+            EXPECT_THROW_MSG(Use(), clXDSF, cpMessage);
         } else {
-            EXPECT_THROW_MSG(Use(), clXDSDIFF, cpClosed);
+            EXPECT_THROW_MSG(Use(), clXDSDIFF, cpMessage);
         }
     };
-    ExpectClosed([&] { spFile->Read(out.data(), 2 * BLOCK); });
-    ExpectClosed([&] { spFile->Read_5_1(out.data(), 6 * BLOCK); });
-    EXPECT_THROW_MSG(spFile->Flush(out.data(), out.size()), clXDSD,
-                     "clDSD::Flush(): not opened for decoding");
-
-    MemoryStream *pSeven =
-        bDSF ? DSFBuilder().Channels(7, 7).Data(bytes_t(size_t{7} * 4096), 4096 * 8).Stream()
-             : DSDIFFBuilder().ChannelCount(7).Stream();
-    spFile->Open(pSeven);
-    if (bDSF) {
-        EXPECT_THROW_MSG(spFile->Read(out.data(), 7 * BLOCK), clXDSF, cpTooMany);
-    } else {
-        EXPECT_THROW_MSG(spFile->Read(out.data(), 7), clXDSDIFF, cpTooMany);
-    }
-    // A failed Open leaves nothing of the one before.
+    const auto ExpectClosed = [&] {
+        const char *cpMessage = bDSF ? "clDSF::Read(): not opened for decoding"
+                                     : "clDSDIFF::Read(): not opened for decoding";
+        ExpectFailure(cpMessage, [&] { spFile->Read(out.data(), 2 * BLOCK); });
+        ExpectFailure(cpMessage, [&] { spFile->Read_5_1(out.data(), 6 * BLOCK); });
+        EXPECT_THROW_MSG(spFile->Flush(out.data(), out.size()), clXDSD,
+                         "clDSD::Flush(): not opened for decoding");
+    };
+    spFile->OpenMeta(MakeStream(GetParam(), Pattern(8192), 2));
+    ExpectClosed();
+    // Without memory there are no workers; nor does a failed Open leave those of the one before.
     Open(Pattern(8192), 2);
-    EXPECT_ANY_THROW(spFile->Open(new MemoryStream({})));
-    EXPECT_ANY_THROW(spFile->Flush(out.data(), out.size()));
-    // No workers without memory.
     EXPECT_THROW(spFile->Open(MakeStream(GetParam(), Pattern(8192), 2), UINT64_MAX),
                  std::runtime_error);
-    ExpectClosed([&] { spFile->Read(out.data(), 2 * BLOCK); });
+    ExpectClosed();
+
+    const DSFBuilder::bytes_t data(size_t{7} * 4096);
+    spFile->Open(bDSF ? DSFBuilder().Channels(7, 7).Data(data, 4096 * 8).Stream()
+                      : DSDIFFBuilder().ChannelCount(7).Stream());
+    ExpectFailure(bDSF ? "clDSF::ConvertData(): channels must be <= 6"
+                       : "clDSDIFFDataChunk::Read(): channels must be <= 6",
+                  [&] { spFile->Read(out.data(), 7 * BLOCK); });
 }
 
 TEST_P(decode, WorkersComeAndGoWithTheFile)

@@ -64,15 +64,6 @@ TEST(decode_wav, KeepsATone)
     }
 }
 
-TEST(decode_wav, RefusesWhatIsNoSound)
-{
-    const TempFolder folder;
-    const run_t run = RunProgram({DECODE_WAV, folder.Write("a", {1, 2, 3}), folder.Path("b")});
-    EXPECT_EQ(1, run.iStatus);
-    EXPECT_EQ("decode_wav: neither a DSDIFF nor a DSF file\n", run.strErr);
-    EXPECT_EQ(1, RunProgram({DECODE_WAV}).iStatus);
-}
-
 TEST(clWavFile, HeaderGrowsBeyondFourGiB)
 {
     // The largest data of a WAV file: 108 bytes of the header count as well.
