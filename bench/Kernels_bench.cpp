@@ -22,7 +22,8 @@ struct turn_t {
     explicit turn_t(uint32_t uCount)
         : uChannels(uCount),
           source(BLOCK * BLOCKS * uCount, 0x69),
-          dest(source.size())
+          room(source.size() + 2 * BLOCK),
+          pDest(room.data() + (Address(source.data()) - Address(room.data()) + BLOCK / 2) % BLOCK)
     {
     }
 
@@ -31,16 +32,20 @@ struct turn_t {
     {
         for ([[maybe_unused]] auto _ : state) {
             for (size_t i = 0; i < source.size(); i += BLOCK * uChannels) {
-                fnGroup(&dest[i], &source[i]);
+                fnGroup(pDest + i, &source[i]);
             }
             benchmark::ClobberMemory();
         }
         state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * source.size()));
     }
 
+    static uintptr_t Address(const uint8_t *pByte) { return reinterpret_cast<uintptr_t>(pByte); }
+
     const uint32_t uChannels;
     std::vector<uint8_t> source;
-    std::vector<uint8_t> dest;
+    std::vector<uint8_t> room;
+    // Half a page off: almost the same place within a page would be memcpy's worst case.
+    uint8_t *const pDest;
 };
 
 void Memcpy(benchmark::State &state, uint32_t uChannels)
