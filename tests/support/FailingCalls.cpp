@@ -145,8 +145,9 @@ OPERATOR_DELETE(delete[], (void *p))
 OPERATOR_DELETE(delete[], (void *p, size_t))
 // clang-format on
 
-// There in builds that count coverage: a child has to write down its own.
-extern "C" void __gcov_dump() __attribute__((weak));
+// There in builds that count coverage: a child has to write down its own, added to that of others.
+extern "C" void __llvm_profile_set_filename(const char *) __attribute__((weak));
+extern "C" int __llvm_profile_write_file() __attribute__((weak));
 
 FailureGuard::FailureGuard(const failure_t &failure)
 {
@@ -181,13 +182,18 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
             _exit(EXIT_FAILURE);
         });
         const long lBefore = lHeld;
-        const FailureGuard guard(failure);
-        // What leaves it ends the child, which must not go on as a test.
-        const int iStatus = [&]() noexcept { return function(); }();
-        pOutcome->bHit = FailureGuard::IsHit();
+        int iStatus = 0;
+        {
+            const FailureGuard guard(failure);
+            // What leaves it ends the child, which must not go on as a test.
+            iStatus = [&]() noexcept { return function(); }();
+            pOutcome->bHit = FailureGuard::IsHit();
+        }
         pOutcome->lHeld = lHeld - lBefore;
-        if (__gcov_dump != nullptr) {
-            __gcov_dump();
+        const char *const cpCounts = std::getenv("VANTREL_CHILD_COUNTS");
+        if (__llvm_profile_write_file != nullptr && cpCounts != nullptr) {
+            __llvm_profile_set_filename(cpCounts);
+            __llvm_profile_write_file();
         }
         _exit(iStatus);
     }

@@ -54,6 +54,15 @@ protected:
         return uStart;
     }
 
+    /** Returns once a run that is under way has written some sound. */
+    void WaitForOutput() const
+    {
+        std::error_code none;
+        while (!HasOutput() || std::filesystem::file_size(folder.Path("out.dsf"), none) <= 92) {
+            usleep(1000);
+        }
+    }
+
     /** Expects a header that says: not finished. */
     void ExpectProvisional() const
     {

@@ -125,10 +125,7 @@ TEST_F(vantrel, LeavesAProvisionalHeaderWhenItIsKilled)
     const std::string strOut = folder.Path("out.dsf");
     for (const int iSignal : {SIGINT, SIGTERM}) {
         const run_t run = Run({folder.Path("in.dff"), strOut}, [&](pid_t pid) {
-            std::error_code none;
-            while (!fs::exists(strOut) || fs::file_size(strOut, none) <= 92) {
-                usleep(1000);
-            }
+            WaitForOutput();
             kill(pid, iSignal);
         });
         EXPECT_EQ(128 + iSignal, run.iStatus);
@@ -139,12 +136,24 @@ TEST_F(vantrel, LeavesAProvisionalHeaderWhenItIsKilled)
 
 TEST_F(vantrel, ShowsALongConversionOnATerminalOnly)
 {
-    WriteSparse(DSDIFFBuilder(), uint64_t{1} << 42);
-    const std::string strCall =
-        "timeout -s INT 1 " + PROGRAM + " " + folder.Path("in.dff") + " " + folder.Path("out.dsf");
-    const run_t run = RunProgram({"script", "-qec", strCall, "/dev/null"});
-    const size_t sizeLine = run.strOut.find("\r  0 %  ");
+    // Stopped for a while, so that it is a long one on any machine.
+    WriteSparse(DSDIFFBuilder(), uint64_t{1} << 28);
+    const std::string strCall = "echo $$ >" + folder.Path("pid") + "; exec " + PROGRAM + " " +
+                                folder.Path("in.dff") + " " + folder.Path("out.dsf");
+    const run_t run = RunProgram({"script", "-qec", strCall, "/dev/null"}, [&](pid_t pidTerminal) {
+        WaitForOutput();
+        pid_t pid = 0;
+        std::ifstream(folder.Path("pid")) >> pid;
+        ASSERT_GT(pid, 0);
+        kill(pid, SIGSTOP);
+        usleep(700000);
+        // The terminal has stopped with its program, and goes on with it.
+        kill(pid, SIGCONT);
+        kill(pidTerminal, SIGCONT);
+    });
+    const size_t sizeLine = run.strOut.find(" %  ");
     ASSERT_NE(std::string::npos, sizeLine) << run.strOut;
     EXPECT_NE(std::string::npos, run.strOut.find(" MB/s  ", sizeLine));
     EXPECT_NE(std::string::npos, run.strOut.find(" left", sizeLine));
+    EXPECT_EQ('\r' + std::string(60, ' ') + '\r', run.strOut.substr(run.strOut.size() - 62));
 }
