@@ -213,3 +213,21 @@ TEST(clDSDIFF, RefusesToReadWhatIsNotOpen)
     EXPECT_THROW_MSG(reader.Read(aDecoded, 7), clXDSDIFF,
                      "clDSDIFFDataChunk::Read(): channels must be <= 6");
 }
+
+TEST(clDSD, OffersItsFormatsBitOrderAndPlaces)
+{
+    struct clFormat : clDSDIFF {
+        using clDSD::MapChannels;
+        using clDSD::ReverseBits;
+    } format;
+    bytes_t bits = {0x01, 0x12, 0xA5};
+    format.ReverseBits(bits.data(), bits.size());
+    EXPECT_EQ((bytes_t{0x80, 0x48, 0xA5}), bits);
+    const uint32_t auTable[] = {2, 0};
+    bytes_t bytes(6, 9);
+    std::vector<double> samples(6, 9.0);
+    clFormat::MapChannels(bytes.data(), bytes_t{1, 2, 3, 4}.data(), 2, auTable, 3, 2);
+    clFormat::MapChannels(samples.data(), std::vector<double>{1, 2, 3, 4}.data(), 2, auTable, 3, 2);
+    EXPECT_EQ((bytes_t{2, 9, 1, 4, 9, 3}), bytes);
+    EXPECT_EQ((std::vector<double>{2, 9, 1, 4, 9, 3}), samples);
+}

@@ -81,6 +81,8 @@ TEST(clSocketAddr, CopiesAndTheBaseStandAlone)
     addr.Set("::1", 80);
     addr = clSocketAddrIPv6(addr);
     EXPECT_STREQ("::1:80", addr.AsStringPort().c_str());
+    const std::string strPort = addr.AsHostNamePort().c_str();
+    EXPECT_EQ(std::string(addr.AsHostName().c_str()) + ":80", strPort);
     struct : clSocketAddr {
     } none;
     none.Set(addr.GetSockAddr(), addr.GetSize());
@@ -88,4 +90,5 @@ TEST(clSocketAddr, CopiesAndTheBaseStandAlone)
     EXPECT_EQ(0U, none.GetSize());
     EXPECT_EQ(nullptr, none.GetSockAddr());
     EXPECT_STREQ("", none.AsStringPort().c_str());
+    EXPECT_STREQ("", none.AsHostName().c_str());
 }
