@@ -76,7 +76,7 @@ bool IsAlwaysSupported() noexcept
 }
 
 // From the plainest to the fastest.
-constexpr const Kernels::set_t *apSets[] = {
+constexpr const Kernels::set_t *SETS[] = {
     &Kernels::SCALAR,
 #if defined(__x86_64__)
     &Kernels::SSSE3,
@@ -90,7 +90,7 @@ const Kernels::set_t &Fastest() noexcept
 {
     static const Kernels::set_t &fastest = []() -> const Kernels::set_t & {
         const Kernels::set_t *pFastest = &Kernels::SCALAR;
-        for (const Kernels::set_t *pSet : apSets) {
+        for (const Kernels::set_t *pSet : SETS) {
             if (pSet->fnIsSupported()) {
                 pFastest = pSet;
             }
@@ -109,7 +109,7 @@ const Kernels::set_t Kernels::SCALAR = {"scalar",           IsAlwaysSupported,
 std::vector<const Kernels::set_t *> Kernels::GetSets()
 {
     std::vector<const set_t *> sets;
-    std::copy_if(std::begin(apSets), std::end(apSets), std::back_inserter(sets),
+    std::copy_if(std::begin(SETS), std::end(SETS), std::back_inserter(sets),
                  [](const set_t *pSet) { return pSet->fnIsSupported(); });
     return sets;
 }

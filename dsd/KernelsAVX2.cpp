@@ -9,7 +9,7 @@
 namespace
 {
 
-class AVX2Vector
+class clAVX2Vector
 {
 public:
     using reg_t = __m256i;
@@ -80,7 +80,7 @@ bool HasAVX2() noexcept
     return __builtin_cpu_supports("avx2") != 0;
 }
 
-using Set = Vectors<AVX2Vector>;
+using Set = clVectors<clAVX2Vector>;
 
 } // namespace
 

@@ -10,7 +10,7 @@
 namespace
 {
 
-class NEONVector
+class clNEONVector
 {
 public:
     using reg_t = uint8x16_t;
@@ -50,7 +50,7 @@ bool IsAlwaysThere() noexcept
     return true;
 }
 
-using Set = Vectors<NEONVector>;
+using Set = clVectors<clNEONVector>;
 
 } // namespace
 

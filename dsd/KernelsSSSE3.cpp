@@ -9,7 +9,7 @@
 namespace
 {
 
-class SSSE3Vector
+class clSSSE3Vector
 {
 public:
     using reg_t = __m128i;
@@ -74,7 +74,7 @@ bool HasSSSE3() noexcept
     return __builtin_cpu_supports("ssse3") != 0;
 }
 
-using Set = Vectors<SSSE3Vector>;
+using Set = clVectors<clSSSE3Vector>;
 
 } // namespace
 

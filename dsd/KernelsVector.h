@@ -21,8 +21,8 @@
  *     ZipLow, ZipHigh          the bytes of such halves in turn
  *     Or, Reverse              of whole registers; the bits of each byte
  *
- * and makes a set_t of the functions of Vectors<V>. A lane is what one group of 16 frames needs, so
- * that the tables below serve every width.
+ * and makes a set_t of the functions of clVectors<V>. A lane is what one group of 16 frames needs,
+ * so that the tables below serve every width.
  */
 
 #if defined(__x86_64__)
@@ -124,7 +124,7 @@ constexpr masks_t<V, N> MakeJoinPairs()
 }
 
 template <class V>
-class Vectors
+class clVectors
 {
 public:
     VANTREL_TARGET static void ReverseBits(uint8_t *pDest, const uint8_t *pSrc,
