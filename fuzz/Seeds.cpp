@@ -183,18 +183,18 @@ void SaveTexts()
                                   "-017",
                                   "2.5x",
                                   "1e400",
-                                  "a,,b;c",
+                                  ",,a,,b;c,",
                                   ",;a\xC3\xA9 b\n \r\nc",
                                   "\xEF\xBB\xBFx\ny\n",
                                   std::string("\xFE\xFF\x20\xAC\xD8\x3D\xDE\0", 8)};
     for (uint8_t uKind = 0; uKind < 12; ++uKind) {
         for (const std::string &strText : aTexts) {
             Save("Convert", std::to_string(uKind) + "-" + std::to_string(&strText - &aTexts[0]),
-                 bytes_t{static_cast<uint8_t>(uKind * 21 + uKind / 6 * 3), 1} +
+                 bytes_t{static_cast<uint8_t>(uKind % 6 + uKind / 6 * 132), 1} +
                      DSDIFFBuilder::Text(strText));
         }
     }
-    const bytes_t steps = Pattern(1 << 14);
+    const bytes_t steps = Pattern(1 << 16);
     for (auto it = steps.begin(); it != steps.end(); it += 512) {
         Save("String", std::to_string(it - steps.begin()), bytes_t(it, it + 512));
     }
@@ -203,10 +203,11 @@ void SaveTexts()
 void SaveRuns()
 {
     for (uint8_t uChannels = 0; uChannels <= 8; ++uChannels) {
-        for (size_t sizeSound = 0; sizeSound < 600; sizeSound += 13) {
-            const auto uOffset = static_cast<uint8_t>(sizeSound / 13);
+        for (size_t sizeSound = 0; sizeSound < 600; sizeSound += 7) {
+            const auto uOffset = static_cast<uint8_t>(sizeSound / 7);
             Save("Kernels", std::to_string(uChannels) + "-" + std::to_string(sizeSound),
-                 bytes_t{uChannels, static_cast<uint8_t>(uChannels + uOffset % 3), uOffset} +
+                 bytes_t{uChannels, static_cast<uint8_t>(uChannels + uOffset % 3), uOffset,
+                         static_cast<uint8_t>(uOffset * 7), uOffset} +
                      Pattern(sizeSound));
         }
     }

@@ -85,10 +85,6 @@ TEST(clString, AssignsIntegers)
     }
     str = 4294967296;
     EXPECT_EQ("42", Text(str)); // the room is made for the low 32 bits
-    for (const unsigned long uValue : {0UL, 9UL, 10UL, 999UL, 4294967296UL, UINT64_MAX - 1}) {
-        str = uValue;
-        EXPECT_EQ(std::to_string(uValue), Text(str));
-    }
     EXPECT_THROW_MSG(str = UINT64_MAX, clXString,
                      "clString::operator=(unsigned long): value out of range");
 }
@@ -134,21 +130,6 @@ TEST(clString, WideTextFollowsTheLocale)
     str += "\xC3";
     EXPECT_THROW_MSG(str.wc_str(), clXString, "clString::wc_str(): mbstowcs(NULL,,0)" + strSystem);
     std::setlocale(LC_CTYPE, "C");
-}
-
-TEST(clString, TokensComeWithoutEmptyOnes)
-{
-    const std::tuple<const char *, const char *, texts> aRows[] = {
-        {"a,,b", ",", {"a", "b"}}, {",;a;,", ",;", {"a"}}, {"a b", "", {"a b"}}, {",,,", ",", {}}};
-    for (const auto &[cpText, cpDelims, tokens] : aRows) {
-        clString str(cpText);
-        EXPECT_EQ(tokens, Texts(str.Split(cpDelims))) << cpText;
-        texts own; // The token may replace the string itself.
-        for (bool bFirst = true; own.size() < 9 && str.Tok(str, cpDelims, bFirst); bFirst = false) {
-            own.push_back(Text(str));
-        }
-        EXPECT_EQ(tokens, own) << cpText;
-    }
 }
 
 TEST(clString, SplitsLinesOfABuffer)
