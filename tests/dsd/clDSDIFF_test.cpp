@@ -164,12 +164,12 @@ TEST(clDSDIFF, OpenRefusesCompressedSound)
 TEST(clDSDIFF, OwnsItsStreamThroughEveryFailure)
 {
     const auto ExpectGone = [](MemoryStream *pStream, auto &&Use) {
-        const auto spLog = pStream->Log();
+        const std::weak_ptr<const void> life = pStream->Life();
         {
             clDSDIFF reader;
             Use(reader, pStream);
         }
-        EXPECT_TRUE(spLog->bDestroyed);
+        EXPECT_TRUE(life.expired());
     };
     ExpectGone(new MemoryStream({}), [](clDSDIFF &reader, MemoryStream *pStream) {
         EXPECT_THROW(reader.OpenMeta(pStream), clXDSDIFF);

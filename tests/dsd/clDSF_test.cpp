@@ -27,21 +27,6 @@ bytes_t Tag(const std::string &strTitle)
 
 } // namespace
 
-TEST(clDSF, CreateWritesAProvisionalHeader)
-{
-    const TempFolder folder;
-    {
-        clDSF writer;
-        writer.Create(folder.Path("a.dsf").c_str(), 5644800, 5);
-    }
-    EXPECT_EQ(B().Channels(5, 6)
-                  .Data({}, 0)
-                  .Patch(12, B::Number(0, 8))
-                  .Patch(56, B::Number(5644800, 4))
-                  .Build(),
-              folder.Read("a.dsf"));
-}
-
 TEST(clDSF, ChoosesChannelTypeAndDefaults)
 {
     const struct {

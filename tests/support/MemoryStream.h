@@ -5,7 +5,6 @@
 #include "io/clStreamReader.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <exception>
@@ -22,13 +21,7 @@
 class MemoryStream : public clStreamReader
 {
 public:
-    enum call_t { CALL_CLOSE, CALL_READ, CALL_SKIP, CALLS };
-
-    /** What happened to a stream. It outlives the stream, which others delete. */
-    struct log_t {
-        std::array<unsigned, CALLS> aCalls{};
-        bool bDestroyed = false;
-    };
+    enum call_t { CALL_NONE, CALL_CLOSE, CALL_READ };
 
     explicit MemoryStream(const std::vector<uint8_t> &bytes)
         : clStreamReader(clString("memory")),
@@ -37,9 +30,8 @@ public:
     {
     }
 
-    ~MemoryStream() noexcept(false) override { spLog->bDestroyed = true; }
-
-    std::shared_ptr<const log_t> Log() const { return spLog; }
+    /** Expires with the stream, which others delete. */
+    std::weak_ptr<const void> Life() const { return spLife; }
 
     /** Seek then answers as a stream that cannot; Skip and Tell work on. */
     MemoryStream *NotSeekable()
@@ -73,7 +65,7 @@ public:
     MemoryStream *FailAt(call_t call, unsigned uNth, const char *cpText)
     {
         failingCall = call;
-        uFailing = uNth;
+        uUntilFailure = uNth;
         spFailure = std::make_exception_ptr(X(cpText));
         return this;
     }
@@ -94,7 +86,6 @@ public:
 
     off_t Skip(off_t lCount) override
     {
-        Count(CALL_SKIP);
         off_t lTarget = 0;
         return MoveTo(__builtin_add_overflow(lPosition, lCount, &lTarget) ? -1 : lTarget);
     }
@@ -108,7 +99,7 @@ public:
 private:
     void Count(call_t call)
     {
-        if (++spLog->aCalls.at(call) == uFailing && call == failingCall) {
+        if (call == failingCall && --uUntilFailure == 0) {
             std::rethrow_exception(spFailure);
         }
     }
@@ -128,8 +119,8 @@ private:
     size_t sizeLargestRead = SIZE_MAX;
     bool bSeekable = true;
     bool bRemote = false;
-    call_t failingCall = CALLS;
-    unsigned uFailing = 0;
+    call_t failingCall = CALL_NONE;
+    unsigned uUntilFailure = 0;
     std::exception_ptr spFailure;
-    std::shared_ptr<log_t> spLog = std::make_shared<log_t>();
+    const std::shared_ptr<const void> spLife = std::make_shared<bool>();
 };
