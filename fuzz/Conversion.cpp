@@ -14,8 +14,6 @@ int VantrelMain(int argc, char **argv);
 namespace
 {
 
-using bytes_t = DSFBuilder::bytes_t;
-
 // A file in memory that the program opens by its name.
 class clMemoryFile
 {

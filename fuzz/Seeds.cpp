@@ -183,14 +183,15 @@ void SaveTexts()
                                   "-017",
                                   "2.5x",
                                   "1e400",
-                                  ",,a,,b;c,",
+                                  ";,;a,;b,",
                                   ",;a\xC3\xA9 b\n \r\nc",
                                   "\xEF\xBB\xBFx\ny\n",
                                   std::string("\xFE\xFF\x20\xAC\xD8\x3D\xDE\0", 8)};
     for (uint8_t uKind = 0; uKind < 12; ++uKind) {
         for (const std::string &strText : aTexts) {
             Save("Convert", std::to_string(uKind) + "-" + std::to_string(&strText - &aTexts[0]),
-                 bytes_t{static_cast<uint8_t>(uKind % 6 + uKind / 6 * 132), 1} +
+                 bytes_t{static_cast<uint8_t>(uKind % 6 + uKind / 6 * 132),
+                         static_cast<uint8_t>(1 + uKind % 2)} +
                      DSDIFFBuilder::Text(strText));
         }
     }

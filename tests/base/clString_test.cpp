@@ -145,6 +145,16 @@ TEST(clString, PartsOutsideTheTextAreRefused)
     EXPECT_THROW_MSG(str.Insert(str, 4), clXString, "clString::Insert(): uIdx > sizeStr");
 }
 
+TEST(clString, CleanTrimsBothEnds)
+{
+    const char *const aRows[][2] = {{"  \tx y \n", "x y"}, {" \v\f\r\n", ""}, {"\xFF ", "\xFF"}};
+    for (const auto &[cpText, cpResult] : aRows) {
+        clString str(cpText);
+        str.Clean();
+        ExpectSound(str, cpResult);
+    }
+}
+
 TEST(clString, CaseMappingFollowsTheEncoding)
 {
     clString str("aBc\xE9");

@@ -42,11 +42,6 @@ void Parse(const bytes_t &file)
     form.Read(&stream);
 }
 
-bytes_t Tag(const std::string &strTitle)
-{
-    return ID3Builder(3).Text("TIT2", strTitle).Build();
-}
-
 } // namespace
 
 TEST(clDSDIFFFormChunk, RefusesDamageInWords)
@@ -137,22 +132,23 @@ TEST(clDSDIFFFormChunk, FindsItsWayOverOddSizes)
 TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
 {
     const bytes_t junk = B::Text("not a tag");
-    bytes_t corrupt = Tag("lost");
+    bytes_t corrupt = TitleTag("lost");
     corrupt[9] = 0x7F; // announces more than there is
     const struct {
         const char *cpCase;
         bytes_t file;
         const char *cpTitle;
     } aRows[] = {
-        {"chunk in front", B().Before(B::Chunk("ID3 ", Tag("front"))).Build(), "front"},
-        {"chunk behind", B().After(B::Chunk("ID3 ", Tag("behind"))).Build(), "behind"},
-        {"behind the form", B().Trailing(Tag("trailing")).Build(), "trailing"},
+        {"chunk in front", B().Before(B::Chunk("ID3 ", TitleTag("front"))).Build(), "front"},
+        {"chunk behind", B().After(B::Chunk("ID3 ", TitleTag("behind"))).Build(), "behind"},
+        {"behind the form", B().Trailing(TitleTag("trailing")).Build(), "trailing"},
         {"corrupt", B().After(B::Chunk("ID3 ", corrupt)).Build(), ""},
         {"corrupt, behind the form", B().Trailing(corrupt).Build(), ""},
         {"empty chunk", B().After(B::Chunk("ID3 ", {})).Build(), ""},
         {"two bytes", B().Trailing(B::Text("ID")).Build(), ""},
         {"other bytes", B().Trailing(junk).Build(), ""},
-        {"cut chunk", B().After(B::Chunk("ID3 ", Tag("cut"), int64_t{1} << 60)).Build(), "cut"},
+        {"cut chunk", B().After(B::Chunk("ID3 ", TitleTag("cut"), int64_t{1} << 60)).Build(),
+         "cut"},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(row.cpCase);
@@ -161,7 +157,7 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         EXPECT_EQ(16U, parsed.form.chunkData.uSize);
     }
     // Where the stream does not know better, what is announced takes no memory in advance.
-    MemoryStream unsized(B().After(B::Chunk("ID3 ", Tag("cut"), int64_t{1} << 60)).Build());
+    MemoryStream unsized(B().After(B::Chunk("ID3 ", TitleTag("cut"), int64_t{1} << 60)).Build());
     clDSDIFFFormChunk form;
     form.Read(unsized.ClaimSize(0));
     EXPECT_STREQ("cut", form.tag.GetTitle().c_str());
@@ -171,7 +167,7 @@ TEST(clDSDIFFFormChunk, KeepsNothingOfAnEarlierFile)
 {
     MemoryStream streamFull(B().SubChunk(B::Chunk("LSCO", B::Number(3, 2)))
                                 .SubChunk(B::Chunk("ABSS", B::Number(0x0001020300000004, 8)))
-                                .After(B::Chunk("ID3 ", Tag("first")))
+                                .After(B::Chunk("ID3 ", TitleTag("first")))
                                 .Build());
     MemoryStream streamBare(Form({}));
     clDSDIFFFormChunk form;

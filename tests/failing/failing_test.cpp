@@ -12,6 +12,7 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/FailingCalls.h"
 #include "tests/support/ID3Builder.h"
+#include "tests/support/ScriptedServer.h"
 #include "tests/support/TempFolder.h"
 #include "threads/clSemaphore.h"
 #include "threads/clThread.h"
@@ -26,9 +27,7 @@
 #include <set>
 
 #include <netdb.h>
-#include <netinet/in.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 int VantrelMain(int iArgs, char **argv); // the program's main, renamed
 
@@ -81,15 +80,9 @@ class FileServer
 public:
     explicit FileServer(const bytes_t &file)
     {
-        sockaddr_in addr = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-        socklen_t size = sizeof(addr);
-        auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
-        const int iListenH = socket(AF_INET, SOCK_STREAM, 0);
-        if (bind(iListenH, spAddr, size) != 0 || listen(iListenH, 8) != 0 ||
-            getsockname(iListenH, spAddr, &size) != 0) {
-            throw std::runtime_error("the server cannot have its port");
-        }
-        strUrl = "http://127.0.0.1:" + std::to_string(ntohs(addr.sin_port)) + "/a.dff";
+        uint16_t uPort = 0;
+        const int iListenH = ListenLocally(uPort);
+        strUrl = "http://127.0.0.1:" + std::to_string(uPort) + "/a.dff";
         const std::string strAnswer = "HTTP/1.1 200 OK\r\nContent-Type: audio/x-dff\r\n\r\n" +
                                       std::string(file.begin(), file.end());
         pid = fork();

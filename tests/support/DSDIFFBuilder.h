@@ -1,17 +1,9 @@
 #pragma once
 
+#include "tests/support/Bytes.h"
 #include "tests/support/MemoryStream.h"
 
-#include <cstdint>
 #include <string>
-#include <vector>
-
-using bytes_t = std::vector<uint8_t>;
-
-inline void Append(bytes_t &bytes, const bytes_t &more)
-{
-    bytes.insert(bytes.end(), more.begin(), more.end());
-}
 
 /** Bytes that differ from their neighbours in every channel count up to six. */
 inline bytes_t Pattern(size_t sizeBytes)

@@ -1,19 +1,15 @@
 #pragma once
 
+#include "tests/support/Bytes.h"
 #include "tests/support/MemoryStream.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <string>
-#include <vector>
 
 /** Builds DSF files in memory: as made one group of stereo blocks, and whatever is asked for beyond
  * that. */
 class DSFBuilder
 {
 public:
-    using bytes_t = std::vector<uint8_t>;
-
     DSFBuilder &Channels(uint32_t uCount, uint32_t uType)
     {
         uChannels = uCount;
@@ -71,21 +67,21 @@ public:
         bytes_t file;
         const auto Put = [&](const std::string &strId, uint64_t uSize) {
             file.insert(file.end(), strId.begin(), strId.end());
-            Add(file, Number(uSize, 8));
+            Append(file, Number(uSize, 8));
         };
         Put("DSD ", 28);
-        Add(file, Number(92 + data.size() + trailing.size(), 8));
-        Add(file, Number(0, 8));
+        Append(file, Number(92 + data.size() + trailing.size(), 8));
+        Append(file, Number(0, 8));
         Put("fmt ", 52);
         for (const uint32_t uField : {1U, 0U, uChannelType, uChannels, 2822400U, uBitsPerSample}) {
-            Add(file, Number(uField, 4));
+            Append(file, Number(uField, 4));
         }
-        Add(file, Number(uSamples, 8));
-        Add(file, Number(uBlockSize, 4));
-        Add(file, Number(0, 4));
+        Append(file, Number(uSamples, 8));
+        Append(file, Number(uBlockSize, 4));
+        Append(file, Number(0, 4));
         Put("data", 12 + data.size());
-        Add(file, data);
-        Add(file, trailing);
+        Append(file, data);
+        Append(file, trailing);
         for (const auto &patch : patches) {
             std::copy(patch.second.begin(), patch.second.end(),
                       file.begin() + static_cast<ptrdiff_t>(patch.first));
@@ -97,11 +93,6 @@ public:
     MemoryStream *Stream() const { return new MemoryStream(Build()); }
 
 private:
-    static void Add(bytes_t &bytes, const bytes_t &more)
-    {
-        bytes.insert(bytes.end(), more.begin(), more.end());
-    }
-
     uint32_t uChannels = 2;
     uint32_t uChannelType = 2;
     uint32_t uBlockSize = 4096;

@@ -19,15 +19,15 @@ inline uint8_t Reversed(uint8_t uByte)
  * layouts can be put: interleaved bytes in, whole frames only, blocks of 4096 bytes filled up with
  * zeros.
  */
-inline DSFBuilder::bytes_t ExpectedDSF(const DSFBuilder::bytes_t &sound, uint32_t uChannels,
-                                       uint32_t uRate, const DSFBuilder::bytes_t *pTag = nullptr)
+inline bytes_t ExpectedDSF(const bytes_t &sound, uint32_t uChannels, uint32_t uRate,
+                           const bytes_t *pTag = nullptr)
 {
     constexpr size_t BLOCK = 4096;
     constexpr uint32_t auTypes[] = {0, 1, 2, 3, 4, 6, 7};
 
     const size_t sizeFrames = sound.size() / uChannels;
     const size_t sizeGroups = (sizeFrames + BLOCK - 1) / BLOCK;
-    DSFBuilder::bytes_t data(sizeGroups * BLOCK * uChannels, 0);
+    bytes_t data(sizeGroups * BLOCK * uChannels, 0);
     for (size_t i = 0; i < sizeFrames * uChannels; ++i) {
         const size_t sizeFrame = i / uChannels;
         const size_t sizeGroup = sizeFrame / BLOCK;

@@ -85,3 +85,9 @@ private:
     size_t sizeMax = SIZE_MAX;
     std::vector<std::pair<int64_t, uint8_t>> patches;
 };
+
+/** A tag of a title alone. */
+inline std::vector<uint8_t> TitleTag(const std::string &strTitle)
+{
+    return ID3Builder(3).Text("TIT2", strTitle).Build();
+}

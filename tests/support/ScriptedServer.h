@@ -29,6 +29,22 @@ struct DescriptorCheck {
     ~DescriptorCheck() { EXPECT_EQ(sizeBefore, CountDescriptors()); }
 };
 
+/** A socket that listens on 127.0.0.1. @param uPort 0 for a free one; then the one that it has */
+inline int ListenLocally(uint16_t &uPort)
+{
+    sockaddr_in addr = {AF_INET, htons(uPort), {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t size = sizeof(addr);
+    auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
+    const int iListenH = socket(AF_INET, SOCK_STREAM, 0);
+    if (bind(iListenH, spAddr, size) != 0 || listen(iListenH, 8) != 0 ||
+        getsockname(iListenH, spAddr, &size) != 0) {
+        close(iListenH);
+        throw std::runtime_error("the server cannot have its port");
+    }
+    uPort = ntohs(addr.sin_port);
+    return iListenH;
+}
+
 /** What a ScriptedServer does with one connection. */
 struct ServerAnswer {
     enum end_t {
@@ -51,17 +67,10 @@ public:
     /** @param uPort 0 for a free one. @throws std::runtime_error when it cannot be had */
     explicit ScriptedServer(std::vector<ServerAnswer> answers, uint16_t uPort = 0)
         : script(std::move(answers)),
+          iListenH(ListenLocally(uPort)),
           iStopH(eventfd(0, 0)),
-          iListenH(socket(AF_INET, SOCK_STREAM, 0))
+          strHost("127.0.0.1:" + std::to_string(uPort))
     {
-        sockaddr_in addr = {AF_INET, htons(uPort), {htonl(INADDR_LOOPBACK)}, {}};
-        socklen_t size = sizeof(addr);
-        auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
-        if (bind(iListenH, spAddr, size) != 0 || listen(iListenH, 8) != 0) {
-            throw std::runtime_error("the server cannot have its port");
-        }
-        getsockname(iListenH, spAddr, &size);
-        strHost = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
         worker = std::thread([this] { Run(); });
     }
     ~ScriptedServer()
@@ -140,9 +149,9 @@ private:
     }
 
     const std::vector<ServerAnswer> script;
-    const int iStopH;
     const int iListenH;
-    std::string strHost;
+    const int iStopH;
+    const std::string strHost;
     std::vector<std::string> requests;
     std::thread worker;
 };

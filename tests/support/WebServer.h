@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/ScriptedServer.h"
+
 #include <cerrno>
 #include <csignal>
 #include <fstream>
@@ -19,8 +21,10 @@ public:
     /** @throws std::system_error when nginx is not installed */
     explicit WebServer(const std::string &strFolder)
     {
-        FindPort();
-        strHost = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
+        uint16_t uPort = 0;
+        close(ListenLocally(uPort));
+        addr.sin_port = htons(uPort);
+        strHost = "127.0.0.1:" + std::to_string(uPort);
         const std::string strConfig = strFolder + "/nginx.conf";
         std::ofstream config(strConfig);
         config << "daemon off; master_process off; pid " << strFolder << "/nginx.pid;\n"
@@ -52,15 +56,6 @@ public:
     std::string Url(const std::string &strPath) const { return "http://" + strHost + strPath; }
 
 private:
-    void FindPort()
-    {
-        const int iSockH = socket(AF_INET, SOCK_STREAM, 0);
-        socklen_t size = sizeof(addr);
-        bind(iSockH, reinterpret_cast<sockaddr *>(&addr), size);
-        getsockname(iSockH, reinterpret_cast<sockaddr *>(&addr), &size);
-        close(iSockH);
-    }
-
     // Another program gives no sign of being ready but by answering. One that never does fails the
     // test that uses it.
     void WaitUntilUp() const
