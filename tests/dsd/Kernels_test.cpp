@@ -1,12 +1,15 @@
 #include "dsd/Kernels.h"
 
 #include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/KernelsCheck.h"
+
+#include <algorithm>
+#include <numeric>
 
 #include <gtest/gtest.h>
 
 TEST(Kernels, TruthIsWhatTheFormatsSay)
 {
-    ASSERT_FALSE(Kernels::GetSets().empty());
     const bytes_t bits = {0x01, 0x0F, 0xA5, 0x12, 0x80, 0x96, 0x00, 0xFF};
     bytes_t result(bits.size());
     Kernels::SCALAR.fnReverseBits(result.data(), bits.data(), bits.size());
@@ -28,4 +31,30 @@ TEST(Kernels, TruthIsWhatTheFormatsSay)
     const uint32_t auTable[] = {1, 4, 1};
     Kernels::SCALAR.fnPlaceChannels(placed.data(), frames.data(), 2, auTable, 4, 3, 0x96);
     EXPECT_EQ((bytes_t{0x96, 3, 0x96, 0x96, 0x96, 6, 0x96, 0x96}), placed);
+}
+
+TEST(Kernels, EverySetDoesWhatTheTruthDoes)
+{
+    constexpr size_t VECTOR = 32;
+    const bytes_t noise = Pattern(3 * VECTOR * 17);
+    ASSERT_FALSE(Kernels::GetSets().empty());
+    for (uint32_t uChannels = 1; uChannels <= 7; ++uChannels) {
+        for (size_t sizeFrames = 0; sizeFrames <= 3 * VECTOR; ++sizeFrames) {
+            for (size_t sizeOffset = 0; sizeOffset < VECTOR; ++sizeOffset) {
+                kernels_run_t run = {sizeFrames, uChannels, uChannels, {}, sizeOffset, 0, false};
+                run.sizeDestOffset = sizeOffset * 7 % VECTOR;
+                run.bReverse = (sizeFrames + sizeOffset) % 2 == 0;
+                run.auTable.resize(uChannels);
+                std::iota(run.auTable.begin(), run.auTable.end(), 0U);
+                std::rotate(run.auTable.begin(),
+                            run.auTable.begin() + static_cast<ptrdiff_t>(sizeOffset % uChannels),
+                            run.auTable.end());
+                if (sizeOffset % 3 == 0) {
+                    run.uPlaces = 6; // the 5.1 frame, with places left over or channels
+                }
+                ASSERT_EQ("", FindWrongKernel(run, noise))
+                    << sizeFrames << " frames of " << uChannels << ", offset " << sizeOffset;
+            }
+        }
+    }
 }
