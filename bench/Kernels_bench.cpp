@@ -4,7 +4,6 @@
 #include "dsd/Kernels.h"
 
 #include <cstring>
-#include <numeric>
 #include <string>
 #include <vector>
 

@@ -89,7 +89,8 @@ uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
     CheckReadRaw(uSize);
     // Nothing has to be moved, and no unfinished frame will end up in the caller's buffer.
     if (form.chunkProperty.IsInOrder() && form.chunkData.Holds(uSize)) {
-        return ReadStored(pBuffer, uSize);
+        uLastCount = ReadFrames(pBuffer, uSize);
+        return uLastCount;
     }
     const uint32_t uChannels = GetChannels();
     uint8_t *pRaw = RawBuffer(uSize);
