@@ -61,7 +61,6 @@ void Decimate(benchmark::State &state)
     }
     std::vector<double> aWork(clDecimator::WORK_SIZE / sizeof(double) + 1);
     clDecimator decimator(aWork.data(), *pKernels);
-    decimator.Reset(0x96);
     const bytes_t sound = Pattern(256 * clDecimator::CHUNK);
     size_t sizeAt = 0;
     for ([[maybe_unused]] auto _ : state) {

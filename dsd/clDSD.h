@@ -68,8 +68,8 @@ public:
      * when it throws
      * @param uSetting the largest decoded read to come, in decoded samples over all channels: reads
      * up to it allocate nothing. Larger ones work too
-     * @param uSelect  the number of workers, which share the channels; 0, or more than there are
-     * channels, is one each
+     * @param uSelect  the number of workers; 0, or more than there are channels, is one for each
+     * channel. A batch too short to be worth dividing is left to one of them
      * @param bFirst   doubles the amplitude: all ones give +2.0
      * @param bSecond  takes the delay out: the first sample, and that after a seek, stands for the
      * position itself, and at the end the reads go on until the delayed samples are delivered too.

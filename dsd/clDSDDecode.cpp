@@ -69,15 +69,15 @@ void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool
     }
     try {
         std::array<void *, MAX_CHANNELS> apWork{};
+        const uint32_t uJobs = uSelect == 0 ? uChannels : std::min(uSelect, uChannels);
         for (uint32_t i = 0; i < uChannels; ++i) {
-            apWork[i] = aWork[i].SetSize(clDecimator::WORK_SIZE);
+            apWork[i] = aWork[i].SetSize(static_cast<int64_t>(clDecoder::GetWorkSize(uJobs)));
         }
         // What leaves 64 bits becomes a size that no buffer can have.
         const uint64_t uBytesPerSample = std::max(GetDivisor() / 8, 1U);
         GetFetchBuffer(uSetting > INT64_MAX / uBytesPerSample ? UINT64_MAX
                                                               : uSetting * uBytesPerSample);
 
-        const uint32_t uJobs = uSelect == 0 ? uChannels : std::min(uSelect, uChannels);
         pDecoder = std::make_unique<clDecoder>(uChannels, uJobs, apWork.data(),
                                                bThird ? DecimatorKernels::SCALAR
                                                       : DecimatorKernels::GetBest());
@@ -210,7 +210,8 @@ uint64_t clDSD::RunJobs(double *pBuffer)
     std::array<void *, MAX_CHANNELS> apArgs;
     apArgs.fill(pBuffer);
     const clUndisturbed undisturbed;
-    ThreadPoolSubmit(static_cast<long>(pDecoder->GetJobs()), apArgs.data());
+    ThreadPoolSubmit(static_cast<long>(pDecoder->Start()), apArgs.data());
+    pDecoder->Finish();
     return uFrames - pDecoder->target.uSkip;
 }
 

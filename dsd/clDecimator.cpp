@@ -10,14 +10,9 @@ clDecimator::clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels)
       pDoubles(static_cast<double *>(pWork)),
       pBytes(static_cast<uint8_t *>(pWork) + BYTES * sizeof(double))
 {
-}
-
-void clDecimator::Reset(uint8_t uIdle) noexcept
-{
-    static_assert(CHUNK / 2 >= SECOND_HISTORY);
+    static_assert(CHUNK / 2 >= SECOND_HISTORY && CHUNK >= MEMORY);
     std::fill_n(pDoubles, BYTES, 0.0);
-    std::memset(pBytes, uIdle, FIRST_HISTORY + CHUNK);
-    Decode(2 * SECOND_HISTORY, 1.0);
+    std::memset(pBytes, 0, FIRST_HISTORY);
 }
 
 const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept

@@ -18,6 +18,9 @@ class clDecimator
 public:
     /** Bytes at a time, few enough for the first cache beside the tables of the filter. */
     static constexpr size_t CHUNK = 512;
+    /** Bytes after which nothing is left of what came before them: the reach of both stages. */
+    static constexpr size_t MEMORY =
+        DecimatorKernels::FIRST_HISTORY + 2 * DecimatorKernels::SECOND_HISTORY;
 
 private:
     static constexpr size_t EVEN = 0;
@@ -26,14 +29,12 @@ private:
     static constexpr size_t BYTES = OUTPUT + CHUNK / 2;
 
 public:
-    /** Bytes of the memory, which is aligned as doubles are. */
+    /** Bytes of the memory, which is aligned as doubles are; whole cache lines. */
     static constexpr size_t WORK_SIZE =
-        BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK;
+        (BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK + 63) / 64 * 64;
 
+    /** @param pWork WORK_SIZE bytes */
     clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels) noexcept;
-
-    /** As if the idle pattern had been seen for ever. */
-    void Reset(uint8_t uIdle) noexcept;
 
     /** CHUNK bytes that the caller fills before Decode; the earliest sample in the highest bit. */
     uint8_t *GetInput() noexcept { return pBytes + DecimatorKernels::FIRST_HISTORY; }

@@ -3,14 +3,16 @@
 #include "dsd/clDecimator.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
 /**
- * What clDSD decodes with: a decimator per channel, the bytes to decode and where the samples go.
+ * What clDSD decodes with: decimators, the bytes to decode and where the samples go.
  *
- * Its jobs may run at the same time, each sees to channels of its own; all else belongs to the one
- * thread that sets up the batch and waits for it.
+ * Its jobs may run at the same time. They take turns with stretches of the batch and see to all
+ * channels of each, so that none waits for a slow one for long and no two write near each other.
+ * All else belongs to the one thread that sets up the batch and waits for it.
  */
 class clDecoder
 {
@@ -38,31 +40,48 @@ public:
     };
 
     /**
-     * @param ppWork memory for one decimator per channel, borrowed
-     * @param uJobs  1 to uChannels
+     * @param uJobs  the most jobs of a batch, at least 1
+     * @param ppWork memory of each channel, GetWorkSize(uJobs) bytes, borrowed
      */
     clDecoder(uint32_t uChannels, uint32_t uJobs, void *const *ppWork,
               const decimator_kernels_t &kernels);
 
-    uint32_t GetChannels() const noexcept { return static_cast<uint32_t>(aDecimators.size()); }
-    uint32_t GetJobs() const noexcept { return uJobs; }
+    static constexpr size_t GetWorkSize(uint32_t uJobs) noexcept
+    {
+        return uJobs * clDecimator::WORK_SIZE;
+    }
+
+    uint32_t GetChannels() const noexcept { return uChannels; }
 
     /** Forgets all bytes seen; what comes next follows upon silence. */
     void Reset() noexcept;
 
-    /** The work of one job: the batch, for the channels that are its own. */
+    /** Divides the batch. @return its jobs: each from 0 on has to run once */
+    uint32_t Start() noexcept;
+
+    /** The work of one job. */
     void Run(uint32_t uJob, double *pDest) noexcept;
 
-    // The batch; set while no job runs.
+    /** Keeps what the next batch looks back at; after the last job. */
+    void Finish() noexcept;
+
+    // The batch; set before Start.
     source_t source;
     target_t target;
     bool bDecimate = true; // false gives the one-bit samples themselves, eight a byte
     double dGain = 1.0;    // 1/32 makes full scale 1.0
 
 private:
-    void Decimate(uint32_t uChIdx, uint64_t uFrom, size_t sizeBytes, double *pDest) noexcept;
-    void Unfold(uint32_t uChIdx, uint64_t uFrom, size_t sizeBytes, double *pDest) noexcept;
+    void Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd, double *pDest) noexcept;
+    void Unfold(uint64_t uFrom, uint64_t uEnd, double *pDest) const noexcept;
 
+    uint32_t uChannels;
+    uint32_t uMaxJobs;
+    /** A set for each job, in it one for each channel. */
     std::vector<clDecimator> aDecimators;
-    uint32_t uJobs;
+    /** The last bytes of each channel before the batch, the earliest sample in the highest bit. */
+    std::array<std::array<uint8_t, clDecimator::MEMORY>, MAX_CHANNELS> aHistory;
+
+    uint64_t uShare = 0; // bytes per channel of a stretch
+    std::atomic<uint64_t> uNext = 0;
 };
