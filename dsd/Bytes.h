@@ -33,3 +33,13 @@ inline void PutLE(uint8_t *pBytes, T uValue) noexcept
         pBytes[i] = static_cast<uint8_t>(static_cast<uint64_t>(uValue) >> (8 * i));
     }
 }
+
+/** The four characters of an id as GetBE<uint32_t> reads them. */
+constexpr uint32_t Id(const char (&aText)[5])
+{
+    uint32_t uId = 0;
+    for (int i = 0; i < 4; ++i) {
+        uId = uId << 8 | static_cast<uint8_t>(aText[i]);
+    }
+    return uId;
+}

@@ -3,6 +3,7 @@
 #include "base/clAlloc.h"
 #include "base/clException.h"
 #include "dsd/Bytes.h"
+#include "dsd/ChannelPlaces.h"
 #include "io/clStreamReader.h"
 
 #include <algorithm>
@@ -12,15 +13,6 @@
 
 namespace
 {
-
-constexpr uint32_t Id(const char (&aText)[5])
-{
-    uint32_t uId = 0;
-    for (int i = 0; i < 4; ++i) {
-        uId = uId << 8 | static_cast<uint8_t>(aText[i]);
-    }
-    return uId;
-}
 
 // Ids come from the file and end up in messages on a terminal.
 std::string Printable(const char (&aId)[4])
@@ -83,57 +75,6 @@ uint64_t SkipPad(clStreamReader &stream)
 {
     uint8_t uPad;
     return stream.ReadFully(&uPad, 1);
-}
-
-struct place_t {
-    uint32_t uId;
-    uint32_t uPlace;
-};
-
-// Where a channel goes in the delivered data, by the count of channels. The table is deliberately
-// uneven: stereo files know the plain left and right alone, all others the left and right of a
-// multichannel set.
-constexpr place_t aStereo[] = {{Id("SLFT"), 0}, {Id("SRGT"), 1}};
-constexpr place_t aThree[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LFE "), 2}};
-constexpr place_t aFour[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2},
-                             {Id("LFE "), 3}, {Id("LS  "), 2}, {Id("RS  "), 3}};
-constexpr place_t aFive[] = {
-    {Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LS  "), 3}, {Id("RS  "), 4}};
-constexpr place_t aSix[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2},
-                            {Id("LFE "), 3}, {Id("LS  "), 4}, {Id("RS  "), 5}};
-
-// Where a channel goes in the 5.1 frame.
-constexpr place_t aSpeakers[] = {{Id("SLFT"), 0}, {Id("MLFT"), 0}, {Id("SRGT"), 1},
-                                 {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LFE "), 3},
-                                 {Id("LS  "), 4}, {Id("RS  "), 5}};
-
-template <size_t N>
-uint32_t Place(const place_t (&aPlaces)[N], uint32_t uId, uint32_t uOwnIdx)
-{
-    for (const place_t &place : aPlaces) {
-        if (place.uId == uId) {
-            return place.uPlace;
-        }
-    }
-    return uOwnIdx;
-}
-
-uint32_t Position(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx)
-{
-    switch (uChannels) {
-    case 2:
-        return Place(aStereo, uId, uOwnIdx);
-    case 3:
-        return Place(aThree, uId, uOwnIdx);
-    case 4:
-        return Place(aFour, uId, uOwnIdx);
-    case 5:
-        return Place(aFive, uId, uOwnIdx);
-    case 6:
-        return Place(aSix, uId, uOwnIdx);
-    default:
-        return uOwnIdx;
-    }
 }
 
 bool IsPermutation(const std::vector<uint32_t> &auPlaces)
@@ -338,8 +279,8 @@ void clDSDIFFPropChunk::MapChannelIds()
     auSpeakerCodes.resize(uChannels);
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         const uint32_t uChannelId = sChannels.auIds[uChIdx];
-        auPositions[uChIdx] = Position(uChannels, uChannelId, uChIdx);
-        auSpeakerCodes[uChIdx] = Place(aSpeakers, uChannelId, uChIdx);
+        auPositions[uChIdx] = ChannelPlaces::GetPosition(uChannels, uChannelId, uChIdx);
+        auSpeakerCodes[uChIdx] = ChannelPlaces::GetSpeaker(uChannelId, uChIdx);
     }
     bConflict = !IsPermutation(auPositions);
     if (bConflict) {

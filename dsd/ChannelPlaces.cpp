@@ -1,0 +1,63 @@
+#include "dsd/ChannelPlaces.h"
+
+#include "dsd/Bytes.h"
+
+#include <cstddef>
+
+namespace
+{
+
+struct place_t {
+    uint32_t uId;
+    uint32_t uPlace;
+};
+
+// By the count of channels.
+constexpr place_t aStereo[] = {{Id("SLFT"), 0}, {Id("SRGT"), 1}};
+constexpr place_t aThree[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LFE "), 2}};
+constexpr place_t aFour[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2},
+                             {Id("LFE "), 3}, {Id("LS  "), 2}, {Id("RS  "), 3}};
+constexpr place_t aFive[] = {
+    {Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LS  "), 3}, {Id("RS  "), 4}};
+constexpr place_t aSix[] = {{Id("MLFT"), 0}, {Id("MRGT"), 1}, {Id("C   "), 2},
+                            {Id("LFE "), 3}, {Id("LS  "), 4}, {Id("RS  "), 5}};
+
+constexpr place_t aSpeakers[] = {{Id("SLFT"), 0}, {Id("MLFT"), 0}, {Id("SRGT"), 1},
+                                 {Id("MRGT"), 1}, {Id("C   "), 2}, {Id("LFE "), 3},
+                                 {Id("LS  "), 4}, {Id("RS  "), 5}};
+
+template <size_t N>
+uint32_t Place(const place_t (&aPlaces)[N], uint32_t uId, uint32_t uOwnIdx) noexcept
+{
+    for (const place_t &place : aPlaces) {
+        if (place.uId == uId) {
+            return place.uPlace;
+        }
+    }
+    return uOwnIdx;
+}
+
+} // namespace
+
+uint32_t ChannelPlaces::GetPosition(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx) noexcept
+{
+    switch (uChannels) {
+    case 2:
+        return Place(aStereo, uId, uOwnIdx);
+    case 3:
+        return Place(aThree, uId, uOwnIdx);
+    case 4:
+        return Place(aFour, uId, uOwnIdx);
+    case 5:
+        return Place(aFive, uId, uOwnIdx);
+    case 6:
+        return Place(aSix, uId, uOwnIdx);
+    default:
+        return uOwnIdx;
+    }
+}
+
+uint32_t ChannelPlaces::GetSpeaker(uint32_t uId, uint32_t uOwnIdx) noexcept
+{
+    return Place(aSpeakers, uId, uOwnIdx);
+}
