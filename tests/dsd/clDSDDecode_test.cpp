@@ -6,8 +6,6 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/Response.h"
 
-#include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <random>
 
@@ -44,15 +42,6 @@ bool Same(const samples_t &a, const samples_t &b)
 {
     return a.size() == b.size() &&
            (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
-}
-
-double Largest(const samples_t &all)
-{
-    double dLargest = 0.0;
-    for (const double d : all) {
-        dLargest = std::max(dLargest, std::abs(d));
-    }
-    return dLargest;
 }
 
 } // namespace
@@ -98,14 +87,13 @@ TEST_P(decode, FullScaleIsOneAndIdleIsSilence)
     for (const auto &row : aRows) {
         SCOPED_TRACE(static_cast<unsigned>(row.uByte));
         Open(bytes_t(8192, row.uByte), 1, row.bDouble);
-        samples_t all = ReadOn(*spFile, BLOCK);
+        const samples_t all = ReadOn(*spFile, BLOCK);
         ASSERT_EQ(4096U, all.size());
         // From silence it takes the length of the filter; idle is silence from the start.
         const size_t sizeFrom = row.uByte == 0x96 ? 0 : 27;
-        for (double &dSample : all) {
-            dSample -= row.dLevel;
+        for (size_t i = sizeFrom; i < all.size(); ++i) {
+            ASSERT_NEAR(row.dLevel, all[i], row.dWithin) << i;
         }
-        EXPECT_GT(row.dWithin, Largest(Part(all, sizeFrom)));
     }
 }
 
@@ -415,8 +403,6 @@ TEST(clDSF, ReadGivesTheWholeSamplesOfABrokenGroup)
     reader.SeekSample(8);
     EXPECT_THROW_MSG(reader.Read(out.data(), 8), std::runtime_error,
                      "clDSF::Read(): sizeRead > sizeReq");
-    EXPECT_THROW_MSG(reader.Read(out.data(), 6), clXDSF,
-                     "clDSF::Read(): read size must be multiple of blocksize");
 }
 
 namespace
