@@ -12,8 +12,13 @@ using source_t = clDecoder::source_t;
 
 // Each stretch has to be led up to, and another worker woken: few and long ones, but enough of them
 // to even out what one worker is behind.
-constexpr uint64_t MIN_SHARE = 4 * clDecimator::CHUNK;
-constexpr uint64_t SHARES_PER_JOB = 8;
+constexpr uint64_t MIN_STRETCH = 4 * clDecimator::CHUNK;
+constexpr uint64_t STRETCHES_PER_PART = 16;
+
+constexpr uint64_t Quotient(uint64_t uDividend, uint64_t uDivisor)
+{
+    return (uDividend + uDivisor - 1) / uDivisor;
+}
 
 // Bytes of one channel from byte uFrom on, the earliest sample in the highest bit.
 void Gather(uint8_t *pDest, size_t sizeCount, const source_t &source, uint64_t uFrom,
@@ -43,12 +48,12 @@ void Gather(uint8_t *pDest, size_t sizeCount, const source_t &source, uint64_t u
 
 } // namespace
 
-clDecoder::clDecoder(uint32_t uChannelCount, uint32_t uJobs, void *const *ppWork,
+clDecoder::clDecoder(uint32_t uChannelCount, uint32_t uJobCount, void *const *ppWork,
                      const decimator_kernels_t &kernels)
     : uChannels(uChannelCount),
-      uMaxJobs(uJobs)
+      uMaxJobs(uJobCount)
 {
-    static_assert(MIN_SHARE >= clDecimator::MEMORY);
+    static_assert(MIN_STRETCH >= clDecimator::MEMORY);
     clDecimatorDesign::Get(); // computed here, where it may run out of memory, not in a job
     for (uint32_t uSet = 0; uSet < uMaxJobs; ++uSet) {
         for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
@@ -68,27 +73,35 @@ void clDecoder::Reset() noexcept
 
 uint32_t clDecoder::Start() noexcept
 {
-    uNext = 0;
-    if (uMaxJobs == 1) {
-        uShare = source.uBytes;
-        return 1;
+    constexpr uint64_t CHUNK = clDecimator::CHUNK;
+    uPart = source.uBytes;
+    uStretch = source.uBytes;
+    if (uMaxJobs > 1) {
+        uStretch = Quotient(source.uBytes, uMaxJobs * STRETCHES_PER_PART * CHUNK) * CHUNK;
+        uStretch = std::max(uStretch, MIN_STRETCH);
+        uPart = Quotient(Quotient(source.uBytes, uStretch), uMaxJobs) * uStretch;
     }
-    const uint64_t uChunks = source.uBytes / (SHARES_PER_JOB * uMaxJobs * clDecimator::CHUNK) + 1;
-    uShare = std::max(uChunks * clDecimator::CHUNK, MIN_SHARE);
-    return static_cast<uint32_t>(
-        std::clamp<uint64_t>((source.uBytes + uShare - 1) / uShare, 1, uMaxJobs));
+    uJobs = static_cast<uint32_t>(Quotient(source.uBytes, uPart));
+    for (uint32_t uJob = 0; uJob < uJobs; ++uJob) {
+        auNext[uJob] = uJob * uPart;
+    }
+    return uJobs;
 }
 
 void clDecoder::Run(uint32_t uJob, double *pDest) noexcept
 {
     clDecimator *pSet = &aDecimators[size_t{uJob} * uChannels];
-    uint64_t uFrom;
-    while ((uFrom = uNext.fetch_add(uShare)) < source.uBytes) {
-        const uint64_t uEnd = std::min(uFrom + uShare, source.uBytes);
-        if (bDecimate) {
-            Decode(pSet, uFrom, uEnd, pDest);
-        } else {
-            Unfold(uFrom, uEnd, pDest);
+    for (uint32_t i = 0; i < uJobs; ++i) {
+        const uint64_t uOf = (uJob + i) % uJobs;
+        const uint64_t uEnd = std::min((uOf + 1) * uPart, source.uBytes);
+        uint64_t uFrom;
+        while ((uFrom = auNext[uOf].fetch_add(uStretch)) < uEnd) {
+            const uint64_t uTo = std::min(uFrom + uStretch, uEnd);
+            if (bDecimate) {
+                Decode(pSet, uFrom, uTo, pDest);
+            } else {
+                Unfold(uFrom, uTo, pDest);
+            }
         }
     }
 }

@@ -10,9 +10,10 @@
 /**
  * What clDSD decodes with: decimators, the bytes to decode and where the samples go.
  *
- * Its jobs may run at the same time. They take turns with stretches of the batch and see to all
- * channels of each, so that none waits for a slow one for long and no two write near each other.
- * All else belongs to the one thread that sets up the batch and waits for it.
+ * Its jobs may run at the same time. Each has a part of the batch, in time, and goes through it in
+ * stretches, all channels of one after another: so what it writes stays in its processor's cache
+ * from batch to batch. When it is done it helps the others with theirs. All else belongs to the one
+ * thread that sets up the batch and waits for it.
  */
 class clDecoder
 {
@@ -40,7 +41,7 @@ public:
     };
 
     /**
-     * @param uJobs  the most jobs of a batch, at least 1
+     * @param uJobs  the most jobs of a batch, 1 to MAX_CHANNELS
      * @param ppWork memory of each channel, GetWorkSize(uJobs) bytes, borrowed
      */
     clDecoder(uint32_t uChannels, uint32_t uJobs, void *const *ppWork,
@@ -65,7 +66,7 @@ public:
     /** Keeps what the next batch looks back at; after the last job. */
     void Finish() noexcept;
 
-    // The batch; set before Start.
+    // The batch; not empty, set before Start.
     source_t source;
     target_t target;
     bool bDecimate = true; // false gives the one-bit samples themselves, eight a byte
@@ -82,6 +83,10 @@ private:
     /** The last bytes of each channel before the batch, the earliest sample in the highest bit. */
     std::array<std::array<uint8_t, clDecimator::MEMORY>, MAX_CHANNELS> aHistory;
 
-    uint64_t uShare = 0; // bytes per channel of a stretch
-    std::atomic<uint64_t> uNext = 0;
+    // Bytes per channel.
+    uint64_t uPart = 0;
+    uint64_t uStretch = 0;
+    /** Where the next stretch of each part begins. */
+    std::array<std::atomic<uint64_t>, MAX_CHANNELS> auNext{};
+    uint32_t uJobs = 0;
 };
