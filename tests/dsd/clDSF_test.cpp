@@ -6,75 +6,56 @@
 #include "tests/support/ID3Builder.h"
 #include "tests/support/TempFolder.h"
 
-#include <gtest/gtest.h>
+#include <functional>
+#include <utility>
 
-namespace
-{
+#include <gtest/gtest.h>
 
 using B = DSFBuilder;
 
-} // namespace
-
-TEST(clDSF, ChoosesChannelTypeAndDefaults)
+TEST(clDSF, CreateFillsInWhatIsNotGiven)
 {
-    const struct {
-        uint32_t uRate;
-        uint32_t uChannels;
-        uint32_t uExpectedRate;
-        uint32_t uExpectedChannels;
-        uint32_t uExpectedType;
-    } aRows[] = {
-        {0, 0, 2822400, 2, 2},   {44100, 1, 44100, 1, 1}, {44100, 2, 44100, 2, 2},
-        {44100, 3, 44100, 3, 3}, {44100, 4, 44100, 4, 4}, {44100, 5, 44100, 5, 6},
-        {44100, 6, 44100, 6, 7}, {44100, 8, 44100, 8, 2},
-    };
     const TempFolder folder;
+    const std::string strPath = folder.Path("a.dsf");
     clDSF writer;
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(row.uChannels);
-        // A type that was set for the last file does not reach the next one.
-        writer.SetChannelType(5);
-        writer.Create(folder.Path("a.dsf").c_str(), row.uRate, row.uChannels);
-        writer.Close();
-        const bytes_t file = folder.Read("a.dsf");
-        EXPECT_EQ(B::Number(row.uExpectedType, 4), Part(file, 48, 4));
-        EXPECT_EQ(B::Number(row.uExpectedChannels, 4), Part(file, 52, 4));
-        EXPECT_EQ(B::Number(row.uExpectedRate, 4), Part(file, 56, 4));
-    }
-    writer.Create(folder.Path("a.dsf").c_str(), 44100, 4);
+    const auto ExpectHeaders = [&](uint32_t uChannels, uint32_t uType) {
+        writer.SetLength(0);
+        EXPECT_EQ(B().Channels(uChannels, uType).Data({}, 0).Build(), folder.Read("a.dsf"));
+    };
+    writer.Create(strPath.c_str(), 0, 0);
+    ExpectHeaders(2, 2);
     writer.SetChannelType(5);
-    writer.SetLength(0);
-    EXPECT_EQ(B::Number(5, 4), Part(folder.Read("a.dsf"), 48, 4));
+    ExpectHeaders(2, 5);
+    // A type that was set for the last file does not reach the next one.
+    writer.Create(strPath.c_str(), 2822400, 8);
+    ExpectHeaders(8, 2);
+    EXPECT_THROW_MSG(writer.Create("/dev/full", 0, 0), clXDSF,
+                     "clDSF::Create(): clDSF::WriteHeaders(): clFileIO::Write(): write(): "
+                     "No space left on device");
 }
 
 TEST(clDSF, ReadHeadersRefusesDamageInWords)
 {
-    const struct {
-        const char *cpCase;
-        bytes_t file;
-        const char *cpMessage;
-    } aRows[] = {
-        {"empty", {}, "header chunk size mismatch"},
-        {"header size", B().Patch(4, {29}).Build(), "header chunk size mismatch"},
-        {"header size before id", B().Patch(0, {'X', 0, 0, 0, 29}).Build(),
-         "header chunk size mismatch"},
-        {"header id", B().Patch(0, {'X'}).Build(), "id != 'DSD '"},
-        {"truncated", Part(B().Build(), 0, 5000), "file size mismatch, incomplete file?"},
-        {"format size", B().Patch(32, {51}).Build(), "format chunk size mismatch"},
-        {"format id", B().Patch(28, {'X'}).Build(), "id != 'fmt '"},
-        {"not raw", B().Patch(44, {1}).Build(), "unsupported data format"},
-        {"no data", B().Data({}, 0).Build(), "data chunk size mismatch"},
-        {"data id", B().Patch(80, {'X'}).Build(), "id != 'data'"},
-        {"tag", B().Trailing({'I', 'D', '3'}).Build(),
-         "clID3base::ReadWord(): not enough data left"},
+    const std::pair<bytes_t, const char *> aRows[] = {
+        {{}, "header chunk size mismatch"},
+        // The size is looked at before the id.
+        {B().Patch(0, {'X', 0, 0, 0, 29}).Build(), "header chunk size mismatch"},
+        {B().Patch(0, {'X'}).Build(), "id != 'DSD '"},
+        {Part(B().Build(), 0, 5000), "file size mismatch, incomplete file?"},
+        {B().Patch(32, {51}).Build(), "format chunk size mismatch"},
+        {B().Patch(28, {'X'}).Build(), "id != 'fmt '"},
+        {B().Patch(44, {1}).Build(), "unsupported data format"},
+        {B().Data({}, 0).Build(), "data chunk size mismatch"},
+        {B().Patch(80, {'X'}).Build(), "id != 'data'"},
+        {B().Trailing({'I', 'D', '3'}).Build(), "clID3base::ReadWord(): not enough data left"},
     };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(row.cpCase);
+    for (const auto &[file, cpMessage] : aRows) {
+        const std::string strMessage = std::string("clDSF::ReadHeaders(): ") + cpMessage;
         clDSF reader;
-        EXPECT_THROW_MSG(reader.OpenMeta(new MemoryStream(row.file)), clXDSF,
-                         std::string("clDSF::OpenMeta(): clDSF::ReadHeaders(): ") + row.cpMessage);
-        EXPECT_THROW_MSG(reader.Open(new MemoryStream(row.file)), clXDSF,
-                         std::string("clDSF::Open(): clDSF::ReadHeaders(): ") + row.cpMessage);
+        EXPECT_THROW_MSG(reader.OpenMeta(new MemoryStream(file)), clXDSF,
+                         "clDSF::OpenMeta(): " + strMessage);
+        EXPECT_THROW_MSG(reader.Open(new MemoryStream(file)), clXDSF,
+                         "clDSF::Open(): " + strMessage);
     }
 }
 
@@ -83,83 +64,67 @@ TEST(clDSF, FindsTheTagBehindTheData)
     const bytes_t hugeData = B::Number(UINT64_MAX - 40, 8);
     const bytes_t hugeFile = B::Number(uint64_t{1} << 62, 8);
     const std::string strLong(3 << 20, 'x');
-    const struct {
-        const char *cpCase;
-        MemoryStream *pStream;
-        const char *cpTitle;
-    } aRows[] = {
-        {"no tag", B().Stream(), ""},
-        {"tag without a pointer", B().Trailing(TitleTag("abc")).Stream(), "abc"},
-        {"other bytes", B().Trailing({'x', 'y', 'z', 'z'}).Stream(), ""},
-        {"two bytes", B().Trailing({'I', 'D'}).Stream(), ""},
-        {"not seekable", B().Trailing(TitleTag("abc")).Stream()->NotSeekable(), ""},
-        {"unknown size", B().Trailing(TitleTag("abc")).Stream()->ClaimSize(0), "abc"},
-        {"announced size without the bytes",
-         B().Trailing(TitleTag(strLong)).Patch(12, hugeFile).Stream()->ClaimSize(0),
-         strLong.c_str()},
-
-        {"data size that wraps", B().Trailing(TitleTag("abc")).Patch(84, hugeData).Stream(), ""},
+    const B tagged = B().Trailing(TitleTag("abc"));
+    const std::pair<MemoryStream *, std::string> aRows[] = {
+        {tagged.Stream(), "abc"},
+        {tagged.Stream()->ClaimSize(0), "abc"},
+        {tagged.Stream()->NotSeekable(), ""},
+        {B().Trailing({'I', 'D'}).Stream(), ""},
+        // A size announced without the bytes, and one that wraps.
+        {B().Trailing(TitleTag(strLong)).Patch(12, hugeFile).Stream()->ClaimSize(0), strLong},
+        {B(tagged).Patch(84, hugeData).Stream(), ""},
+        {B().Stream(), ""},
     };
     clDSF reader;
     for (const auto &row : aRows) {
-        SCOPED_TRACE(row.cpCase);
-        reader.OpenMeta(row.pStream);
-        EXPECT_STREQ(row.cpTitle, reader.GetTag()->GetTitle().c_str());
+        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
+        reader.OpenMeta(row.first);
+        EXPECT_EQ(row.second, reader.GetTag()->GetTitle().c_str());
         bytes_t out(8192);
         EXPECT_EQ(8192U, reader.ReadRaw(out.data(), out.size()))
             << "the stream is back at the data";
     }
-    reader.OpenMeta(B().Trailing(TitleTag("stays")).Stream()->ShortReads(1));
+    reader.OpenMeta(tagged.Stream()->ShortReads(1));
     reader.Close();
-    EXPECT_STREQ("stays", reader.GetTag()->GetTitle().c_str());
+    EXPECT_STREQ("abc", reader.GetTag()->GetTitle().c_str());
 }
 
 TEST(clDSF, RefusesOperationsOfAnotherState)
 {
     uint8_t aBytes[8192] = {};
     double aDecoded[12];
+    const uint32_t auPositions[] = {0, 1};
     const TempFolder folder;
     clDSF file;
-    const auto ExpectNoReading = [&] {
-        EXPECT_THROW_MSG(file.ReadRaw(aBytes, 8192), clXDSF,
-                         "clDSF::ReadRaw(): not open for reading");
-        EXPECT_THROW_MSG(file.ReadRaw_5_1(aBytes, 12), clXDSF,
-                         "clDSF::ReadRaw_5_1(): not open for reading");
-        EXPECT_THROW_MSG(file.Read(aDecoded, 0), clXDSF, "clDSF::Read(): not open for reading");
-        EXPECT_THROW_MSG(file.Read_5_1(aDecoded, 0), clXDSF,
-                         "clDSF::Read_5_1(): not open for reading");
-        EXPECT_THROW_MSG(file.SeekSample(0), clXDSF, "clDSF::SeekSample(): not open for reading");
-        EXPECT_THROW_MSG(file.SeekFrame(0), clXDSF, "clDSF::SeekFrame(): not open for reading");
-        EXPECT_THROW_MSG(file.ReadHeaders(), clXDSF, "clDSF::ReadHeaders(): not open for reading");
+    using calls_t = std::vector<std::pair<std::string, std::function<void()>>>;
+    const calls_t reading = {
+        {"ReadRaw", [&] { file.ReadRaw(aBytes, 8192); }},
+        {"ReadRaw_5_1", [&] { file.ReadRaw_5_1(aBytes, 12); }},
+        {"Read", [&] { file.Read(aDecoded, 0); }},
+        {"Read_5_1", [&] { file.Read_5_1(aDecoded, 0); }},
+        {"SeekSample", [&] { file.SeekSample(0); }},
+        {"SeekFrame", [&] { file.SeekFrame(0); }},
+        {"ReadHeaders", [&] { file.ReadHeaders(); }},
     };
-    const auto ExpectNoWriting = [&] {
-        EXPECT_THROW_MSG(file.WriteRaw(aBytes, 8192), clXDSF,
-                         "clDSF::WriteRaw(): not open for writing");
-        EXPECT_THROW_MSG(file.WriteMeta(aBytes, 1), clXDSF,
-                         "clDSF::WriteMeta(): not open for writing");
-        EXPECT_THROW_MSG(file.SetLength(1), clXDSF, "clDSF::SetLength(): not open for writing");
-        EXPECT_THROW_MSG(file.WriteHeaders(), clXDSF,
-                         "clDSF::WriteHeaders(): not open for writing");
+    const calls_t writing = {
+        {"WriteRaw", [&] { file.WriteRaw(aBytes, 8192); }},
+        {"WriteFrames", [&] { file.WriteFrames(aBytes, 1, auPositions); }},
+        {"WriteMeta", [&] { file.WriteMeta(aBytes, 1); }},
+        {"SetLength", [&] { file.SetLength(1); }},
+        {"WriteHeaders", [&] { file.WriteHeaders(); }},
     };
-    ExpectNoReading();
-    ExpectNoWriting();
+    const auto ExpectNo = [](const calls_t &calls, const char *cpWhat) {
+        for (const auto &[strName, fnCall] : calls) {
+            EXPECT_THROW_MSG(fnCall(), clXDSF, "clDSF::" + strName + "(): not open for " + cpWhat);
+        }
+    };
+    ExpectNo(reading, "reading");
     file.OpenMeta(B().Stream());
-    ExpectNoWriting();
+    ExpectNo(writing, "writing");
     EXPECT_EQ(4096U * 8, file.GetLength());
     file.Create(folder.Path("a.dsf").c_str(), 0, 0);
-    ExpectNoReading();
+    ExpectNo(reading, "reading");
     file.Close();
-    ExpectNoReading();
-    ExpectNoWriting();
-}
-
-TEST(clDSF, CreateReportsTheSystemsWords)
-{
-    const TempFolder folder;
-    clDSF writer;
-    EXPECT_THROW_MSG(writer.Create(folder.Path("none/a.dsf").c_str(), 0, 0), clXDSF,
-                     "clDSF::Create(): clFileIO::Open(): open(): No such file or directory");
-    EXPECT_THROW_MSG(writer.Create("/dev/full", 0, 0), clXDSF,
-                     "clDSF::Create(): clDSF::WriteHeaders(): clFileIO::Write(): write(): "
-                     "No space left on device");
+    ExpectNo(reading, "reading");
+    ExpectNo(writing, "writing");
 }
