@@ -4,77 +4,52 @@
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/ExpectThrow.h"
 
+#include <memory>
 #include <numeric>
+#include <utility>
 
 #include <gtest/gtest.h>
 
-namespace
-{
-
 using B = DSDIFFBuilder;
 
-// Reads to the end in turns of sizeTurn bytes; a last turn that is no whole frame counts in full.
-bytes_t ReadAll(clDSDIFF &reader, size_t sizeTurn)
-{
-    bytes_t all;
-    bytes_t turn(sizeTurn);
-    while (const uint64_t uRead = reader.ReadRaw(turn.data(), turn.size())) {
-        all.insert(all.end(), turn.begin(), turn.begin() + static_cast<ptrdiff_t>(uRead));
-    }
-    return all;
-}
-
-} // namespace
-
 TEST(clDSDIFF, ReadRawTakesWholeFramesOnly)
-{
-    bytes_t out(4096);
-    clDSDIFF reader;
-    reader.OpenMeta(B().ChannelCount(6).Sound(Pattern(12288)).Stream());
-    EXPECT_THROW_MSG(reader.ReadRaw(out.data(), 4096), clXDSDIFF,
-                     "clDSDIFF::ReadRaw(): read size must be multiple of channels");
-    EXPECT_EQ(4092U, reader.ReadRaw(out.data(), 4092));
-    out.resize(4092);
-    EXPECT_TRUE(Pattern(4092) == out) << "the refused read took nothing";
-}
-
-TEST(clDSDIFF, ShortReadsNeverMixChannelsUp)
 {
     const bytes_t sound = Pattern(600);
     for (const size_t sizeMost : {1U, 4U, 5U, 7U, 100U}) {
         SCOPED_TRACE(sizeMost);
         clDSDIFF reader;
         reader.OpenMeta(B().ChannelCount(6).Sound(sound).Stream()->ShortReads(sizeMost));
-        EXPECT_EQ(sound, ReadAll(reader, 120));
+        bytes_t out(sound.size());
+        EXPECT_THROW_MSG(reader.ReadRaw(out.data(), 100), clXDSDIFF,
+                         "clDSDIFF::ReadRaw(): read size must be multiple of channels");
+        size_t sizeDone = 0;
+        while (const uint64_t uRead =
+                   reader.ReadRaw(out.data() + sizeDone, out.size() - sizeDone)) {
+            sizeDone += uRead;
+        }
+        EXPECT_EQ(sound, out);
     }
 }
 
 TEST(clDSDIFF, ReadRawEndsWithTheDataOrTheFile)
 {
-    // Followed by another chunk; cut in mid-frame; of a size that is no whole number of frames.
-    bytes_t cut = B().Sound(Pattern(20)).Build();
-    cut.resize(cut.size() - 7);
-    const struct {
-        bytes_t file;
-        size_t sizeSound;
-    } aRows[] = {
+    const bytes_t whole = B().Sound(Pattern(20)).Build();
+    const std::pair<bytes_t, size_t> aRows[] = {
         {B().Sound(Pattern(20)).After(B::Chunk("DIIN", Pattern(50))).Build(), 20},
-        {cut, 13},
+        {Part(whole, 0, whole.size() - 7), 13},
         {B().Sound(Pattern(13)).Build(), 13},
         {B().Sound({}).Build(), 0},
     };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(row.sizeSound);
+    for (const auto &[file, sizeSound] : aRows) {
+        SCOPED_TRACE(testing::Message() << sizeSound << " of " << file.size());
         clDSDIFF reader;
-        reader.OpenMeta(new MemoryStream(row.file));
+        reader.OpenMeta(new MemoryStream(file));
         bytes_t out(64, 0x55);
-        EXPECT_EQ(row.sizeSound, reader.ReadRaw(out.data(), out.size()));
-        const size_t sizeWhole = row.sizeSound / 2 * 2;
-        out.resize(sizeWhole + 1);
-        bytes_t expected = Pattern(sizeWhole);
-        expected.push_back(0x55);
+        EXPECT_EQ(sizeSound, reader.ReadRaw(out.data(), out.size()));
+        // A last frame that is not whole is counted and not delivered.
+        bytes_t expected = Pattern(sizeSound / 2 * 2);
+        expected.resize(out.size(), 0x55);
         EXPECT_EQ(expected, out);
-        EXPECT_EQ(0U, reader.ReadRaw(out.data(), 2));
         EXPECT_EQ(0U, reader.ReadRaw(out.data(), 2));
     }
 }
@@ -104,11 +79,9 @@ TEST(clDSDIFF, TellsItsFigures)
 {
     clDSDIFF reader;
     reader.OpenMeta(B().Sound({}, 4704000).Stream());
-    EXPECT_EQ(2822400U, reader.GetSampleRate());
     EXPECT_EQ(176400U, reader.GetOutputRate());
     EXPECT_EQ(4704U, reader.GetBlockSize());
     EXPECT_EQ(2352U, reader.GetBlockSamples());
-    EXPECT_EQ(4704000U, reader.GetDataSize());
     EXPECT_EQ(18816000U, reader.GetLength());
     EXPECT_EQ(2352000U, reader.GetOutputSize());
     EXPECT_EQ(1176000U, reader.GetOutputLength());
@@ -130,12 +103,8 @@ TEST(clDSDIFF, SeeksInSamplesOfAllChannels)
     EXPECT_EQ(32U, reader.SeekSample(4));
     bytes_t out(2);
     reader.ReadRaw(out.data(), 2);
-    EXPECT_EQ(bytes_t(sound.begin() + 8, sound.begin() + 10), out);
+    EXPECT_EQ(Part(sound, 8, 2), out);
     EXPECT_EQ(160U, reader.SeekFrame(10));
-    EXPECT_EQ(160U, reader.GetPosition());
-    reader.ReadRaw(out.data(), 2);
-    EXPECT_EQ(bytes_t(sound.begin() + 40, sound.begin() + 42), out);
-
     for (const uint64_t uPast : {uint64_t{33}, uint64_t{1} << 60, UINT64_MAX}) {
         EXPECT_THROW_MSG(reader.SeekSample(uPast), clXDSDIFF,
                          "clDSDIFFDataChunk::Seek(): newpos > length");
@@ -143,6 +112,8 @@ TEST(clDSDIFF, SeeksInSamplesOfAllChannels)
                          "clDSDIFFDataChunk::Seek(): newpos > length");
     }
     EXPECT_EQ(160U, reader.GetPosition());
+    reader.ReadRaw(out.data(), 2);
+    EXPECT_EQ(Part(sound, 40, 2), out);
     reader.SeekSample(32);
     EXPECT_EQ(0U, reader.ReadRaw(out.data(), 2));
 }
@@ -154,64 +125,50 @@ TEST(clDSDIFF, OpenRefusesCompressedSound)
                      "clDSDIFF::Open(): unsupported compression");
     reader.OpenMeta(B().Compression("DST ").Stream());
     EXPECT_TRUE(reader.IsCompressed());
-    reader.OpenMeta(B().Compression("").Stream());
-    EXPECT_THROW_MSG(reader.IsCompressed(), clXDSDIFF,
-                     "clDSDIFFPropChunk::GetCompression(): unknown compression");
-    EXPECT_NO_THROW(reader.Open(B().Stream()));
+    reader.Open(B().Stream());
     EXPECT_FALSE(reader.IsCompressed());
 }
 
-TEST(clDSDIFF, OwnsItsStreamThroughEveryFailure)
+TEST(clDSDIFF, OwnsAStreamThatItCannotOpen)
 {
-    const auto ExpectGone = [](MemoryStream *pStream, auto &&Use) {
-        const std::weak_ptr<const void> life = pStream->Life();
-        {
-            clDSDIFF reader;
-            Use(reader, pStream);
-        }
-        EXPECT_TRUE(life.expired());
+    const auto Stuck = [] {
+        return B().Stream()->FailAt<clXFileIO>(MemoryStream::CALL_CLOSE, 1, "stuck");
     };
-    ExpectGone(new MemoryStream({}), [](clDSDIFF &reader, MemoryStream *pStream) {
-        EXPECT_THROW(reader.OpenMeta(pStream), clXDSDIFF);
-    });
-    ExpectGone(B().Stream()->FailAt<clXFileIO>(MemoryStream::CALL_CLOSE, 1, "stuck"),
-               [](clDSDIFF &reader, MemoryStream *pStream) {
-                   reader.OpenMeta(pStream);
-                   EXPECT_THROW_MSG(reader.Close(), clXDSDIFF, "clDSDIFF::Close(): stuck");
-               });
-    ExpectGone(B().Stream()->FailAt<clXFileIO>(MemoryStream::CALL_CLOSE, 1, "stuck"),
-               [](clDSDIFF &reader, MemoryStream *pStream) { reader.OpenMeta(pStream); });
-    // The stream that could not be opened because the last one could not be closed.
-    ExpectGone(B().Stream(), [](clDSDIFF &reader, MemoryStream *pStream) {
-        reader.OpenMeta(B().Stream()->FailAt<clXFileIO>(MemoryStream::CALL_CLOSE, 1, "stuck"));
-        EXPECT_THROW_MSG(reader.OpenMeta(pStream), clXDSDIFF,
-                         "clDSDIFF::OpenMeta(): clDSDIFF::Close(): stuck");
-    });
+    MemoryStream *const pStream = B().Stream();
+    const std::weak_ptr<const void> life = pStream->Life();
+    clDSDIFF reader;
+    reader.OpenMeta(Stuck());
+    EXPECT_THROW_MSG(reader.OpenMeta(pStream), clXDSDIFF,
+                     "clDSDIFF::OpenMeta(): clDSDIFF::Close(): stuck");
+    EXPECT_TRUE(life.expired());
+    // The destructor keeps to itself what Close would say.
+    reader.OpenMeta(Stuck());
 }
 
 TEST(clDSDIFF, RefusesToReadWhatIsNotOpen)
 {
-    const char *cpNoData = "clDSDIFFDataChunk::ReadRaw(): no data";
     uint8_t aOut[6];
     double aDecoded[6];
     clDSDIFF reader;
-    EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF, cpNoData);
+    const auto ExpectNoData = [&] {
+        EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF,
+                         "clDSDIFFDataChunk::ReadRaw(): no data");
+        EXPECT_THROW_MSG(reader.ReadRaw_5_1(aOut, 6), clXDSDIFF,
+                         "clDSDIFFDataChunk::ReadRaw(): no data");
+        EXPECT_THROW_MSG(reader.Read(aDecoded, 2), clXDSDIFF, "clDSDIFFDataChunk::Read(): no data");
+    };
+    ExpectNoData();
     EXPECT_THROW_MSG(reader.SeekSample(0), clXDSDIFF, "clDSDIFF::SeekSample(): not open");
+    EXPECT_THROW_MSG(reader.OpenMeta(nullptr), clXDSDIFF, "clDSDIFF::OpenMeta(): no stream");
+    reader.OpenMeta(B().NoSound().Stream());
+    ExpectNoData();
     reader.OpenMeta(B().Stream());
     reader.Close();
-    EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF, cpNoData);
-    EXPECT_THROW_MSG(reader.ReadRaw_5_1(aOut, 6), clXDSDIFF, cpNoData);
-    EXPECT_THROW_MSG(reader.Read(aDecoded, 2), clXDSDIFF, "clDSDIFFDataChunk::Read(): no data");
-    EXPECT_THROW_MSG(reader.OpenMeta(nullptr), clXDSDIFF, "clDSDIFF::OpenMeta(): no stream");
+    ExpectNoData();
 
-    reader.OpenMeta(B().NoSound().Stream());
-    EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF, cpNoData);
     reader.OpenMeta(B().ChannelCount(0).Stream());
     EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF,
                      "clDSDIFF::ReadRaw(): read size must be multiple of channels");
-    reader.OpenMeta(B().ChannelCount(7).Stream());
-    EXPECT_THROW_MSG(reader.Read(aDecoded, 7), clXDSDIFF,
-                     "clDSDIFFDataChunk::Read(): channels must be <= 6");
 }
 
 TEST(clDSD, OffersItsFormatsBitOrderAndPlaces)
