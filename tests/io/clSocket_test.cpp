@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,20 +20,26 @@ namespace
 {
 
 struct Socket : clSocket {
-    explicit Socket(int iFamily) { Create(iFamily, SOCK_STREAM, 0); }
+    explicit Socket(int iFamily, int iType = SOCK_STREAM) { Create(iFamily, iType, 0); }
 };
 
-struct Listener : Socket {
+// A socket with a free port of 127.0.0.1.
+struct Bound : Socket {
     std::unique_ptr<clSocketAddr> pAddr;
 
-    Listener() : Socket(AF_INET)
+    explicit Bound(int iType) : Socket(AF_INET, iType)
     {
         clSocketAddrIPv4 addr;
         addr.Set("127.0.0.1", 0);
+        SetReUse(true);
         Bind(addr);
-        Listen(0); // room for one connection that is not accepted yet
         pAddr.reset(GetSockName());
     }
+};
+
+struct Listener : Bound {
+    // With room for one connection that is not accepted yet.
+    Listener() : Bound(SOCK_STREAM) { Listen(0); }
 };
 
 // Two connected sockets.
@@ -43,20 +50,14 @@ struct Pair {
     Pair() { near.CreatePair(AF_LOCAL, SOCK_STREAM, 0, far); }
 };
 
-// Waits for what the other end has already sent.
-void Await(const clSocket &sock, short iEvents)
-{
-    pollfd one = {sock.iSockH, iEvents, 0};
-    poll(&one, 1, -1);
-}
-
 // A call and the start of what it says when it fails.
-using call_t = std::pair<std::string, std::function<void()>>;
+using calls_t = std::vector<std::pair<std::string, std::function<void()>>>;
 
-void ExpectFailures(int iErrorNumber, const std::vector<call_t> &calls)
+void ExpectFailures(int iErrorNumber, const calls_t &calls)
 {
     for (const auto &[strText, call] : calls) {
-        EXPECT_THROW_MSG(call(), clXSocket, clXSocket(strText.c_str(), iErrorNumber).what());
+        const clXSocket failure(("clSocket::" + strText).c_str(), iErrorNumber);
+        EXPECT_THROW_MSG(call(), clXSocket, failure.what());
     }
 }
 
@@ -68,39 +69,37 @@ TEST(clSocket, FailingCallsNameThemselves)
     clSocketAddrIPv4 addr;
     char c = 0;
     socklen_t size = 1;
-    msghdr header = {};
-    const std::string strNagle = "clSocket::SetNagle(): clSocket::SetOption(): setsockopt()";
-    const std::vector<call_t> calls = {
-        {"clSocket::Bind(): bind()", [&] { sock.Bind(addr); }},
-        {"clSocket::Listen(): listen()", [&] { sock.Listen(1); }},
-        {"clSocket::Connect(): connect()", [&] { sock.Connect(addr); }},
-        {"clSocket::Accept(): accept()", [&] { sock.Accept(); }},
-        {"clSocket::Shutdown(): shutdown()", [&] { sock.Shutdown(SHUT_RD); }},
-        {"clSocket::Read(): read()", [&] { sock.Read(&c, 1); }},
-        {"clSocket::RecvFrom(): recvfrom()", [&] { sock.RecvFrom(&c, 1, 0, nullptr, nullptr); }},
-        {"clSocket::RecvMsg(): recvmsg()", [&] { sock.RecvMsg(&header, 0); }},
-        {strNagle, [&] { sock.SetNagle(true); }},
-        {"clSocket::SetReUse(): clSocket::SetOption(): setsockopt()", [&] { sock.SetReUse(true); }},
-        {"clSocket::GetOption(): getsockopt()", [&] { sock.GetOption(1, 1, &c, &size); }},
-        {"clSocket::GetSockName(): getsockname()", [&] { sock.GetSockName(); }},
-        {"clSocket::GetPeerName(): getpeername()", [&] { sock.GetPeerName(); }},
-    };
-    ExpectFailures(EBADF, calls);
+    msghdr message = {};
+    ExpectFailures(
+        EBADF,
+        {
+            {"Bind(): bind()", [&] { sock.Bind(addr); }},
+            {"Listen(): listen()", [&] { sock.Listen(1); }},
+            {"Connect(): connect()", [&] { sock.Connect(addr); }},
+            {"Accept(): accept()", [&] { sock.Accept(); }},
+            {"Shutdown(): shutdown()", [&] { sock.Shutdown(SHUT_RD); }},
+            {"Read(): read()", [&] { sock.Read(&c, 1); }},
+            {"RecvFrom(): recvfrom()", [&] { sock.RecvFrom(&c, 1, 0, nullptr, nullptr); }},
+            {"RecvMsg(): recvmsg()", [&] { sock.RecvMsg(&message, 0); }},
+            {"SetNagle(): clSocket::SetOption(): setsockopt()", [&] { sock.SetNagle(true); }},
+            {"SetReUse(): clSocket::SetOption(): setsockopt()", [&] { sock.SetReUse(true); }},
+            {"GetOption(): getsockopt()", [&] { sock.GetOption(1, 1, &c, &size); }},
+            {"GetSockName(): getsockname()", [&] { sock.GetSockName(); }},
+            {"GetPeerName(): getpeername()", [&] { sock.GetPeerName(); }},
+        });
     EXPECT_THROW_MSG(sock.SetBlocking(true), clXSocket, "clSocket::SetBlocking(): fcntl(F_GETFL)");
-    ExpectFailures(EAFNOSUPPORT,
-                   {{"clSocket::Create(): socket()", [&] { sock.Create(-1, 1, 0); }}});
+    ExpectFailures(EAFNOSUPPORT, {{"Create(): socket()", [&] { sock.Create(-1, 1, 0); }}});
 
     // A peer that has vanished is no signal.
     Pair pair;
     pair.far.Close();
-    const msghdr message = {};
-    const std::vector<call_t> sends = {
-        {"clSocket::Write(): write()", [&] { pair.near.Write("x", 1); }},
-        {"clSocket::Send(): send()", [&] { pair.near.SendLine("x"); }},
-        {"clSocket::SendTo(): sendto()", [&] { pair.near.SendTo("x", 1, 0, nullptr, 0); }},
-        {"clSocket::SendMsg(): sendmsg()", [&] { pair.near.SendMsg(&message, 0); }},
-    };
-    ExpectFailures(EPIPE, sends);
+    ExpectFailures(EPIPE,
+                   {
+                       {"Write(): write()", [&] { pair.near.Write("x", 1); }},
+                       {"Send(): send()", [&] { pair.near.SendLine("x"); }},
+                       {"SendTo(): sendto()", [&] { pair.near.SendTo("x", 1, 0, nullptr, 0); }},
+                       {"SendMsg(): sendmsg()", [&] { pair.near.SendMsg(&message, 0); }},
+                   });
 }
 
 TEST(clSocket, DescriptorsAreOwned)
@@ -116,7 +115,7 @@ TEST(clSocket, DescriptorsAreOwned)
     borrower.iSockH = copy.iSockH;
     borrower.bAutoClose = false;
     ::close(pair.near.iSockH);
-    ExpectFailures(EBADF, {{"clSocket::Close(): close()", [&] { pair.near.Close(); }}});
+    ExpectFailures(EBADF, {{"Close(): close()", [&] { pair.near.Close(); }}});
 }
 
 TEST(clSocket, WaitsRefuseDescriptorsThatFitInNoSet)
@@ -125,14 +124,14 @@ TEST(clSocket, WaitsRefuseDescriptorsThatFitInNoSet)
     sock.bAutoClose = false;
     for (const int iSockH : {-1, FD_SETSIZE}) {
         sock.iSockH = iSockH;
-        const call_t aRows[] = {
+        const calls_t calls = {
             {"clSocket::WaitRead()", [&] { sock.WaitRead(0); }},
             {"clSocket::WaitWrite()", [&] { sock.WaitWrite(0); }},
             {"clSocket::Accept(): clSocket::WaitRead()", [&] { sock.Accept(nullptr, 1); }},
             {"clSocketOp::WaitRead()", [&] { clSocketOp::WaitRead(&iSockH, 1, 0); }},
             {"clSocketOp::WaitWrite()", [&] { clSocketOp::WaitWrite(&iSockH, 1, 0); }},
         };
-        for (const auto &[strText, call] : aRows) {
+        for (const auto &[strText, call] : calls) {
             EXPECT_THROW_MSG(call(), clXSocket, strText + ": descriptor out of range");
         }
     }
@@ -174,16 +173,15 @@ TEST(clSocket, GetLineEndsAtLineFeedOrZero)
 
 TEST(clSocket, TimedConnectRestoresBlocking)
 {
-    const Listener listener;
+    Listener listener;
     Socket first(AF_INET);
     EXPECT_TRUE(first.Connect(*listener.pAddr, 1000));
-    Await(listener, POLLIN);
+    listener.WaitRead();
     // Nobody accepts, so the next one gets no answer.
     Socket second(AF_INET);
     EXPECT_FALSE(second.Connect(*listener.pAddr, 20));
     Socket third(AF_LOCAL);
-    EXPECT_THROW_MSG(third.Connect(*listener.pAddr, 9), clXSocket,
-                     clXSocket("clSocket::Connect(): connect()", EINVAL).what());
+    ExpectFailures(EINVAL, {{"Connect(): connect()", [&] { third.Connect(*listener.pAddr, 9); }}});
     for (const clSocket *pSock : {&first, &second, &third}) {
         EXPECT_EQ(0, fcntl(pSock->iSockH, F_GETFL) & O_NONBLOCK);
     }
@@ -230,46 +228,37 @@ TEST(clSocket, IsConnectedLooksAtErrorsFirst)
     const linger now = {1, 0};
     far.SetOption(SOL_SOCKET, SO_LINGER, &now, sizeof(now));
     far.Close();
-    Await(near, 0);
+    pollfd reset = {near.iSockH, 0, 0};
+    poll(&reset, 1, -1);
     EXPECT_FALSE(near.IsConnected());
 }
 
 TEST(clSocket, DatagramsKeepTheirEndsAndTellTheirSender)
 {
-    clSocketAddrIPv4 addr;
-    addr.Set("127.0.0.1", 0);
-    clSocket aSocks[2];
-    std::unique_ptr<clSocketAddr> apNames[2];
-    for (int i = 0; i < 2; ++i) {
-        aSocks[i].Create(AF_INET, SOCK_DGRAM, 0);
-        aSocks[i].SetReUse(true);
-        aSocks[i].Bind(addr);
-        apNames[i].reset(aSocks[i].GetSockName());
-    }
-    aSocks[0].SendTo("one", 3, 0, apNames[1]->GetSockAddr(), apNames[1]->GetSize());
-    aSocks[1].Connect(*apNames[0]);
-    const std::unique_ptr<clSocketAddr> pPeer(aSocks[1].GetPeerName());
-    EXPECT_STREQ(apNames[0]->AsStringPort().c_str(), pPeer->AsStringPort().c_str());
+    Bound near(SOCK_DGRAM);
+    Bound far(SOCK_DGRAM);
+    near.SendTo("one", 3, 0, far.pAddr->GetSockAddr(), far.pAddr->GetSize());
     char aText[8] = {};
     sockaddr_in from = {};
     socklen_t size = sizeof(from);
-    auto *const spFrom = reinterpret_cast<sockaddr *>(&from);
-    EXPECT_EQ(3, aSocks[1].RecvFrom(aText, sizeof(aText), 0, spFrom, &size));
-    addr.Set(spFrom, size);
-    EXPECT_STREQ(apNames[0]->AsStringPort().c_str(), addr.AsStringPort().c_str());
+    EXPECT_EQ(3, far.RecvFrom(aText, 8, 0, reinterpret_cast<sockaddr *>(&from), &size));
+    clSocketAddrIPv4 sender;
+    sender.Set(reinterpret_cast<const sockaddr *>(&from), size);
+    far.Connect(sender);
+    const std::unique_ptr<clSocketAddr> pPeer(far.GetPeerName());
+    EXPECT_STREQ(near.pAddr->AsStringPort().c_str(), pPeer->AsStringPort().c_str());
 
     iovec part = {aText, sizeof(aText)};
     msghdr message = {};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    EXPECT_EQ(8, aSocks[1].SendMsg(&message, 0));
-    EXPECT_EQ(8, aSocks[0].RecvMsg(&message, 0));
+    EXPECT_EQ(8, far.SendMsg(&message, 0));
+    EXPECT_EQ(8, near.RecvMsg(&message, 0));
 }
 
 TEST(clSocket, MulticastSettingsReachTheSystem)
 {
-    clSocket sock;
-    sock.Create(AF_INET, SOCK_DGRAM, 0);
+    Socket sock(AF_INET, SOCK_DGRAM);
     clSocketAddrIPv4 group;
     clSocketAddrIPv4 near;
     group.Set("239.1.2.3", 0);
@@ -277,18 +266,19 @@ TEST(clSocket, MulticastSettingsReachTheSystem)
     sock.SetMulticastTTL(group, 7);
     sock.SetMulticastLoop(group, false);
     sock.SetMulticastIf(near);
-    const auto Option = [&](int iName) {
-        uint32_t uValue = 0;
-        socklen_t size = iName == IP_MULTICAST_IF ? 4 : 1;
-        sock.GetOption(IPPROTO_IP, iName, &uValue, &size);
-        return uValue;
+    const std::tuple<int, socklen_t, uint32_t> aRows[] = {
+        {IP_MULTICAST_TTL, 1, 7},
+        {IP_MULTICAST_LOOP, 1, 0},
+        {IP_MULTICAST_IF, 4, htonl(INADDR_LOOPBACK)},
     };
-    EXPECT_EQ(7U, Option(IP_MULTICAST_TTL));
-    EXPECT_EQ(0U, Option(IP_MULTICAST_LOOP));
-    EXPECT_EQ(htonl(INADDR_LOOPBACK), Option(IP_MULTICAST_IF));
+    for (auto [iName, size, uExpected] : aRows) {
+        uint32_t uValue = 0;
+        sock.GetOption(IPPROTO_IP, iName, &uValue, &size);
+        EXPECT_EQ(uExpected, uValue);
+    }
     sock.JoinGroup(group, &near);
     sock.LeaveGroup(group, &near);
-    const std::string strOption = "clSocket::SetOption(): setsockopt()";
+    const std::string strOption = "SetOption(): setsockopt()";
     ExpectFailures(EADDRNOTAVAIL, {{strOption, [&] { sock.LeaveGroup(group, &near); }}});
 
     // The family of the group decides; one that knows no groups does nothing.

@@ -12,6 +12,8 @@
 #include <typeinfo>
 #include <vector>
 
+using namespace std::string_literals;
+
 namespace
 {
 
@@ -38,15 +40,6 @@ std::string ReadAll(clStreamReaderHTTP &reader, size_t sizePiece)
         strAll.append(strPiece, 0, static_cast<size_t>(lRead));
     }
     return strAll;
-}
-
-std::string Pattern(size_t size)
-{
-    std::string strBytes;
-    while (strBytes.size() < size) {
-        strBytes += static_cast<char>(strBytes.size() * 7 + strBytes.size() / 251);
-    }
-    return strBytes;
 }
 
 } // namespace
@@ -87,27 +80,28 @@ TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
     const std::string strLong(100000, 'l');
     const struct {
         std::string strAnswer, strPrinted;
-        int64_t iSize;
-        std::string strMimeType, strBody;
+        std::string strBody = "b";
+        int64_t iSize = 0;
+        std::string strMimeType = "";
     } aRows[] = {
         {"HTTP/1.1 200 OK\r\nDate: Mon, 01 Jan 2024 10:00:00 GMT\r\nX-A: 1\r\nContent-Length: 4\r\n"
          "Content-Type: text/plain\r\nX-A:2 \t\r\nContent-Type: audio/x-dff\r\n\r\nbody",
          "200 OK\nHeaders:\n\tDate: Mon, 01 Jan 2024 10:00:00 GMT\n\tX-A: 1\n\tContent-Length: 4\n"
          "\tContent-Type: text/plain\n\tX-A: 2\n\tContent-Type: audio/x-dff\n\n",
-         4, "audio/x-dff", "body"},
+         "body", 4, "audio/x-dff"},
         // Other cases of a name are kept, not understood; the first length counts.
         {"HTTP/1.0 203 Not Authoritative\ncontent-type: a/b\ncontent-length: 9\n"
          "Content-Length: 0\nContent-Length: 2\nContent-Length: 7\n\nab",
          "203 Not\nHeaders:\n\tcontent-type: a/b\n\tcontent-length: 9\n"
          "\tContent-Length: 0\n\tContent-Length: 2\n\tContent-Length: 7\n\n",
-         2, "", "ab"},
-        {"HTTP/1.1 200 OK\r\nA: b\r\nC: d", "200 OK\nHeaders:\n\tA: b\n\n", 0, "", ""},
-        {Head("200 OK", "%s%n: %s%n\r\nno colon\r\n:::\r\n : x\r\nA:\r\n") + "b",
-         "200 OK\nHeaders:\n\t%s%n: %s%n\n\tno colon: \n\t: \n\t: x\n\tA: \n\n", 0, "", "b"},
-        {Head("200 OK", std::string("A: b\0c: d\r\n", 11) + "\x1b\x80\xff: \x7f\r\n") + "b",
-         "200 OK\nHeaders:\n\tA: b\n\tc: d\n\t\x1b\x80\xff: \x7f\n\n", 0, "", "b"},
+         "ab", 2},
+        {"HTTP/1.1 200 OK\r\nA: b\r\nC: d", "200 OK\nHeaders:\n\tA: b\n\n", ""},
+        {Head("200 OK", "%s%n: %s%n\r\nno colon\r\n:::\r\n : x\r\nA:\r\nA: b\0\xff: \x7f\r\n"s) +
+             "b",
+         "200 OK\nHeaders:\n\t%s%n: %s%n\n\tno colon: \n\t: \n\t: x\n\tA: \n\tA: b\n\t\xff: "
+         "\x7f\n\n"},
         {Head("200 OK", "A: " + strLong + "\r\n" + strLong + ": b\r\n") + "b",
-         "200 OK\nHeaders:\n\tA: " + strLong + "\n\t" + strLong + ": b\n\n", 0, "", "b"},
+         "200 OK\nHeaders:\n\tA: " + strLong + "\n\t" + strLong + ": b\n\n"},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(row.strPrinted.substr(0, 200));
@@ -135,7 +129,6 @@ TEST(clStreamReaderHTTP, BadUrlsAreRefused)
 TEST(clStreamReaderHTTP, AnswersThatAreRefused)
 {
     const std::string strGetHead = "clStreamReaderHTTP::GetHead(): ";
-    const std::string strOutOfRange = strGetHead + "Content-Length out of range";
     const std::string strNoNumber = "clString::ToUInt(): not an integer";
     const std::string strOK = "200 OK\nHeaders:\n";
     const std::string strLength = "HTTP/1.1 200 OK\r\nContent-Length:";
@@ -145,16 +138,14 @@ TEST(clStreamReaderHTTP, AnswersThatAreRefused)
         ServerAnswer::end_t end = ServerAnswer::CLOSE;
     } aRows[] = {
         {Head("301 Moved Permanently"), strGetHead + "Moved", "301 Moved\n"},
-        {Head("404 Not Found"), strGetHead + "Not", "404 Not\n"},
-        {Head("500 X Y") + Pattern(100000), strGetHead + "X", "500 X\n"},
+        {Head("500 X Y") + std::string(100000, 'b'), strGetHead + "X", "500 X\n"},
         {"HTTP/1.1 20", strGetHead, "20 \n"},
         {"", strNoNumber, "", typeid(clXString)},
         {"HTTP/1.1 200 OK\r\nA", clXSocket("clSocket::Recv(): recv()", ECONNRESET).what(), strOK,
          typeid(clXSocket), ServerAnswer::RESET},
         {"HTTP/1.1 200 OK\r\nA: ", strGetHead + "read timeout", strOK, typeid(clXStreamReader),
          ServerAnswer::SILENCE},
-        {strLength + "-5\r\n", strOutOfRange, strOK},
-        {strLength + "9223372036854775808\r\n", strOutOfRange, strOK},
+        {strLength + "9223372036854775808\r\n", strGetHead + "Content-Length out of range", strOK},
         {strLength + "\r\n", strNoNumber, strOK, typeid(clXString)},
     };
     for (const auto &row : aRows) {
@@ -197,7 +188,10 @@ TEST(clStreamReaderHTTP, ServersThatDoNotConnect)
 
 TEST(clStreamReaderHTTP, ReadsAndSkipsAcrossSeeks)
 {
-    const std::string strBody = Pattern(300000);
+    std::string strBody;
+    for (size_t i = 0; i < 300000; ++i) {
+        strBody += static_cast<char>(i * 7 + i / 251);
+    }
     ScriptedServer server({{Answer("200 OK", strBody)},
                            {Answer("206 Partial", strBody.substr(299000))},
                            {Answer("200 OK", strBody)}});
@@ -219,7 +213,7 @@ TEST(clStreamReaderHTTP, ReadsAndSkipsAcrossSeeks)
 
 TEST(clStreamReaderHTTP, SeeksThatFailCloseTheConnection)
 {
-    const std::string strBody = Pattern(100);
+    const std::string strBody(100, 'b');
     const std::string strMakeRequest = "clStreamReaderHTTP::MakeRequest(): ";
     const struct {
         off_t lPosition;
@@ -247,17 +241,12 @@ TEST(clStreamReaderHTTP, BodiesThatBreakOff)
 {
     const DescriptorCheck check;
     const std::string strAnswer = Head("200 OK", "Content-Length: 1000\r\n") + "short";
-    ScriptedServer server(
-        {{strAnswer}, {strAnswer, ServerAnswer::RESET}, {strAnswer, ServerAnswer::SILENCE}});
+    ScriptedServer server({{strAnswer}, {strAnswer, ServerAnswer::SILENCE}});
     clProbe reader(server.Url("/"));
-    char aBytes[1000];
     EXPECT_EQ("short", ReadAll(reader, 1000));
     EXPECT_FALSE(reader.IsEOF());
     reader.Seek(0);
-    EXPECT_EQ(5, reader.Read(aBytes, sizeof(aBytes)));
-    EXPECT_THROW_MSG(reader.Read(aBytes, sizeof(aBytes)), clXSocket,
-                     clXSocket("clSocket::Recv(): recv()", ECONNRESET).what());
-    reader.Seek(0);
+    char aBytes[5];
     EXPECT_EQ(5, reader.Read(aBytes, 5));
     EXPECT_THROW_MSG(reader.Read(aBytes, 1), clXStreamReader,
                      "clStreamReaderHTTP::Read(): read timeout");
