@@ -17,19 +17,10 @@
 namespace
 {
 
-using texts = std::vector<std::string>;
-
 std::string Text(const clString &str)
 {
     EXPECT_EQ(str.sizeStr, std::strlen(str.c_str()));
     return str.c_str();
-}
-
-texts Texts(const std::vector<clString> &strings)
-{
-    texts result(strings.size());
-    std::transform(strings.begin(), strings.end(), result.begin(), Text);
-    return result;
 }
 
 } // namespace
@@ -133,16 +124,20 @@ TEST(clString, WideTextFollowsTheLocale)
 
 TEST(clString, SplitsLinesOfABuffer)
 {
-    const std::pair<std::string, texts> aRows[] = {
-        {"\xEF\xBB\xBFx\n", {"x"}},
-        {"x\r\ny", {"x"}}, // what no line end follows is dropped
-        {std::string("x\0y\0", 4), {"x", "y"}},
-        {"\n\r\n \t \n  x y \r", {"x y"}},
+    const std::pair<std::string, std::string> aRows[] = {
+        {"\xEF\xBB\xBFx\n", "x|"},
+        {"x\r\ny", "x|"}, // what no line end follows is dropped
+        {std::string("x\0y\0", 4), "x|y|"},
+        {"\n\r\n \t \n  x y \r", "x y|"},
     };
-    for (const auto &[strBytes, lines] : aRows) {
+    for (const auto &[strBytes, strExpected] : aRows) {
         clAlloc buffer;
         buffer.SetSize(static_cast<int64_t>(strBytes.size()));
         std::copy(strBytes.begin(), strBytes.end(), static_cast<char *>(buffer.GetPtr()));
-        EXPECT_EQ(lines, Texts(clString::SplitLines(buffer))) << strBytes;
+        std::string strLines;
+        for (const clString &strLine : clString::SplitLines(buffer)) {
+            strLines += Text(strLine) + '|';
+        }
+        EXPECT_EQ(strExpected, strLines);
     }
 }
