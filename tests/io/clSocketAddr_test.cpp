@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include <netdb.h>
 
@@ -26,25 +27,19 @@ TEST(clSocketAddr, FamiliesDescribeAndGuardThemselves)
     clSocketAddrIPv6 addrIPv6;
     addrIPv4.Set("localhost", 65535);
     addrIPv6.Set("::1", 8080);
-    const struct {
-        clSocketAddr &addr;
-        std::string strClass;
-        const char *cpName;
-        int iFamily;
-        const char *cpText;
-    } aRows[] = {
+    const std::tuple<clSocketAddr &, std::string, const char *, int, const char *> aRows[] = {
         {addrLocal, "clSocketAddrLocal", "local", 1, ""},
         {addrIPv4, "clSocketAddrIPv4", "ipv4", 2, "127.0.0.1:65535"},
         {addrIPv6, "clSocketAddrIPv6", "ipv6", 10, "::1:8080"},
     };
-    for (const auto &row : aRows) {
-        EXPECT_STREQ(row.cpName, row.addr.GetFamilyName());
-        EXPECT_EQ(row.iFamily, row.addr.GetFamily());
-        EXPECT_STREQ(row.cpText, row.addr.AsStringPort().c_str());
-        EXPECT_THROW_MSG(row.addr.Set(nullptr, 16), clXSocketAddr,
-                         row.strClass + "::Set(): spNewAddr == NULL");
-        EXPECT_THROW_MSG(row.addr.Set(row.addr.GetSockAddr(), row.addr.GetSize() - 1),
-                         clXSocketAddr, row.strClass + "::Set(): size mismatch");
+    for (const auto &[addr, strClass, cpName, iFamily, cpText] : aRows) {
+        EXPECT_STREQ(cpName, addr.GetFamilyName());
+        EXPECT_EQ(iFamily, addr.GetFamily());
+        EXPECT_STREQ(cpText, addr.AsStringPort().c_str());
+        EXPECT_THROW_MSG(addr.Set(nullptr, 16), clXSocketAddr,
+                         strClass + "::Set(): spNewAddr == NULL");
+        EXPECT_THROW_MSG(addr.Set(addr.GetSockAddr(), addr.GetSize() - 1), clXSocketAddr,
+                         strClass + "::Set(): size mismatch");
     }
 }
 
