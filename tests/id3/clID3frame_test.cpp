@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace std::string_literals;
@@ -77,13 +78,11 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
 TEST(clID3frame, FaultsLeaveTheCallersCursor)
 {
     const std::string strLeft = "(): not enough data left";
-    const struct {
-        uint8_t uMajor;
-        std::string strBytes;
-        std::string strMessage;
-    } aRows[] = {
+    const std::tuple<uint8_t, std::string, std::string> aRows[] = {
         {4, "TIT2\0\0\0\x80\0\0x"s, "clID3base::SS2Int32(): invalid data"},
         {4, "TIT2\0\0\0\2\0\0x"s, "clID3frame::clID3frame(): insufficient data"},
+        {3, "TIT2\0\0\0"s, "clID3base::ReadDWord" + strLeft},
+        {2, "TT2\0\0"s, "clID3base::ReadWord24" + strLeft},
         {3, "TIT2\xFF\xFF\xFF\xFF\0\0x"s, "clID3frame3::clID3frame3(): insufficient data"},
         {2, "TT2\0\0\2x"s, "clID3frame2::clID3frame2(): insufficient data"},
         // A text of size 0 takes the first byte of the next frame for its encoding.
@@ -94,12 +93,12 @@ TEST(clID3frame, FaultsLeaveTheCallersCursor)
         {3, "APIC\0\0\0\5\0\0\0a\0\3b\0"s, "clID3frame3::clID3frame3(): header size mismatch"},
         {2, "PIC\0\0\6\0PNG\3b\0"s, "clID3frame2::clID3frame2(): header size mismatch"},
     };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
-        const std::vector<uint8_t> bytes(row.strBytes.begin(), row.strBytes.end());
+    for (const auto &[uMajor, strBytes, strMessage] : aRows) {
+        SCOPED_TRACE(strMessage);
+        const std::vector<uint8_t> bytes(strBytes.begin(), strBytes.end());
         const uint8_t *cpCursor = bytes.data();
         uint64_t uRemaining = bytes.size();
-        EXPECT_THROW_MSG(Read(row.uMajor, cpCursor, uRemaining), clXID3tag, row.strMessage);
+        EXPECT_THROW_MSG(Read(uMajor, cpCursor, uRemaining), clXID3tag, strMessage);
         EXPECT_EQ(bytes.data(), cpCursor);
         EXPECT_EQ(bytes.size(), uRemaining);
     }

@@ -6,6 +6,7 @@
 #include "tests/support/ID3Builder.h"
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -68,11 +69,7 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
     const std::string strParse = "clID3tag::Parse(): ";
     const ID3Builder full = FullTag(4);
     const ID3Builder extended = ID3Builder().Flags(0x40);
-    const struct {
-        ID3Builder builder;
-        size_t sizeFrames;
-        std::string strMessage;
-    } aRows[] = {
+    const std::tuple<ID3Builder, size_t, std::string> aRows[] = {
         {ID3Builder(full).SetByte(2, '2'), 0, strParse + "not an ID3v2 tag"},
         {ID3Builder(full).Truncate(9), 0, "clID3base::ReadSS4(): not enough data left"},
         // Too new, or unsynchronised.
@@ -90,16 +87,16 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
         {ID3Builder(extended).Bytes("\0\0\0\7\1\x20\4"s), 0, strParse + "CRC32 size != 5"},
         {ID3Builder(extended).Bytes("\0\0\0\7\1\x10\0"s), 0, strParse + "restrictions size != 1"},
     };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
+    for (const auto &[builder, sizeFrames, strMessage] : aRows) {
+        SCOPED_TRACE(testing::PrintToString(builder.Build()));
         // What an earlier parse has left is gone, what a failing one has read stays.
         Tag tag(FullTag(2));
-        if (row.strMessage.empty()) {
-            tag.Parse(row.builder);
+        if (strMessage.empty()) {
+            tag.Parse(builder);
         } else {
-            EXPECT_THROW_MSG(tag.Parse(row.builder), clXID3tag, row.strMessage);
+            EXPECT_THROW_MSG(tag.Parse(builder), clXID3tag, strMessage);
         }
-        EXPECT_EQ(row.sizeFrames, tag.mapFrames.size());
+        EXPECT_EQ(sizeFrames, tag.mapFrames.size());
     }
 }
 
@@ -113,27 +110,24 @@ TEST(clID3tag, TheInputMayLieInAFrameOfTheSameTag)
 
 TEST(clID3tag, FieldsTakeTheFirstFrameOfTheFirstId)
 {
-    // The text of a frame is its id and its place among the frames.
-    const struct {
-        uint8_t uMajor;
-        std::vector<const char *> ids;
-        const char *cpTitleComposerPerformerAlbum;
-    } aRows[] = {
+    // The text of a frame is its id and its place among the frames; expected are title, composer,
+    // performer and album.
+    const std::tuple<uint8_t, std::vector<const char *>, const char *> aRows[] = {
         {4, {"TALB", "TIT2", "TIT2", "TALB"}, "TIT21,,,TALB0"},
         {4, {"TPE3", "TPE1", "TPE2"}, ",TPE11,TPE22,"},
         {4, {"TPE3", "TPE2", "TCOM"}, ",TCOM2,TPE21,"},
         {2, {"TP3", "TP2", "TP1", "TT2", "TAL"}, "TT23,TP12,TP21,TAL4"},
     };
-    for (const auto &row : aRows) {
-        ID3Builder builder(row.uMajor);
+    for (const auto &[uMajor, ids, cpFields] : aRows) {
+        ID3Builder builder(uMajor);
         int iPlace = 0;
-        for (const char *cpId : row.ids) {
+        for (const char *cpId : ids) {
             builder.Text(cpId, cpId + std::to_string(iPlace++));
         }
         const Tag tag(builder);
         const clString strFields = tag.GetTitle() + "," + tag.GetComposer() + "," +
                                    tag.GetPerformer() + "," + tag.GetAlbum();
-        EXPECT_STREQ(row.cpTitleComposerPerformerAlbum, strFields.c_str());
+        EXPECT_STREQ(cpFields, strFields.c_str());
     }
 }
 
