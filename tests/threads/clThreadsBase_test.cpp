@@ -51,21 +51,7 @@ protected:
 
 } // namespace
 
-TEST(clThreadsBase, NumbersBelongToOneThreadEach)
-{
-    const Body fnBody = [](void *pArg) { return pArg; };
-    clProbeThreads threads;
-    threads.pBody = &fnBody;
-    int aiArgs[3] = {};
-    for (int &iArg : aiArgs) {
-        EXPECT_EQ(&iArg - aiArgs, threads.Create(&iArg, false));
-    }
-    for (const int i : {1, 2, 0}) {
-        EXPECT_EQ(&aiArgs[i], threads.Wait(i));
-    }
-}
-
-TEST(clThreadsBase, DetachedThreadsHaveNoNumberAndPrioritiesAreTheSystemsToRefuse)
+TEST(clThreadsBase, NumbersBelongToOneThreadEachAndToNoDetachedOne)
 {
     clSemaphore semDone;
     const Body fnBody = [&](void *pArg) {
@@ -79,6 +65,14 @@ TEST(clThreadsBase, DetachedThreadsHaveNoNumberAndPrioritiesAreTheSystemsToRefus
     EXPECT_TRUE(threads.mapThreads.empty());
     EXPECT_EQ(nullptr, threads.Wait(0));
     threads.Cancel(0);
+    int aiArgs[3] = {};
+    for (int &iArg : aiArgs) {
+        EXPECT_EQ(&iArg - aiArgs, threads.Create(&iArg, false));
+    }
+    for (const int i : {1, 2, 0}) {
+        EXPECT_EQ(&aiArgs[i], threads.Wait(i));
+    }
+    // Priorities are the system's to refuse.
     EXPECT_TRUE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 0));
     EXPECT_FALSE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 1));
 }
