@@ -5,8 +5,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include <gtest/gtest.h>
-
 static_assert(sizeof(clDSPAlloc) == 32, "code compiled against the header relies on its layout");
 
 TEST(clAlignedAlloc, BlocksAreAlignedExactAndCopied)

@@ -6,8 +6,6 @@
 #include <stdexcept>
 #include <string>
 
-#include <gtest/gtest.h>
-
 // The sanitizers end the process at an allocation that malloc() would merely refuse, unless these
 // functions say otherwise; the tests of this room want the refusal.
 // NOLINTBEGIN(bugprone-reserved-identifier)

@@ -8,8 +8,6 @@
 #include <string>
 #include <type_traits>
 
-#include <gtest/gtest.h>
-
 static_assert(std::is_base_of_v<clXDSD, clXDSDIFF> && std::is_base_of_v<clXDSD, clXDSF>);
 static_assert(!std::is_base_of_v<clXDSDIFF, clXDSF> && !std::is_base_of_v<clXThread, clXThreads>);
 static_assert(sizeof(clXSocketError) == sizeof(clException), "a class adds only its type");

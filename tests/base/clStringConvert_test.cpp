@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 namespace
 {
 

@@ -9,8 +9,6 @@
 #include <thread>
 #include <tuple>
 
-#include <gtest/gtest.h>
-
 namespace
 {
 
@@ -101,7 +99,6 @@ TEST(clString, PartsOutsideTheTextAreRefused)
 {
     const std::tuple<const char *, unsigned, unsigned, std::string> aRefused[] = {
         {"abc", 1, 3, "(uIdx + uCount) > sizeStr"},
-        {"abc", MAX, 1, "uIdx >= sizeStr"},
         {"", 0, 0, "uIdx >= sizeStr"},
     };
     for (const auto &[cpText, uIdx, uCount, strReason] : aRefused) {

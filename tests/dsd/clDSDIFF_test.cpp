@@ -8,8 +8,6 @@
 #include <numeric>
 #include <utility>
 
-#include <gtest/gtest.h>
-
 using B = DSDIFFBuilder;
 
 TEST(clDSDIFF, ReadRawTakesWholeFramesOnly)

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <utility>
 
-#include <gtest/gtest.h>
-
 namespace
 {
 

@@ -9,8 +9,6 @@
 #include <functional>
 #include <utility>
 
-#include <gtest/gtest.h>
-
 using B = DSFBuilder;
 
 TEST(clDSF, CreateFillsInWhatIsNotGiven)
