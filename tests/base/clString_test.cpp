@@ -55,6 +55,7 @@ TEST(clString, SetSizeIChangesAllOrNothing)
 {
     clString str("unchanged");
     const clString strShared(str);
+    EXPECT_EQ(1024U, clString(nullptr, 1000, 0).sizeAlloc);
     EXPECT_THROW_MSG(clString("x", SIZE_MAX, 0), clXString,
                      "clString::SetSizeI(): clAlloc::SetSize(): lAllocSize < 0");
     EXPECT_THROW_MSG(str.SetSizeI(-1), clXString,

@@ -108,6 +108,7 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         {B().Trailing(TitleTag("trailing")).Build(), "trailing"},
         {B().After(B::Chunk("ID3 ", corrupt)).Build(), ""},
         {B().After(B::Chunk("ID3 ", {})).Build(), ""},
+        {B().Trailing(corrupt).Build(), ""},
         {B().Trailing(B::Text("ID")).Build(), ""},
         {cut.Build(), "cut"},
     };

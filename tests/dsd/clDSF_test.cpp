@@ -68,6 +68,7 @@ TEST(clDSF, FindsTheTagBehindTheData)
         {tagged.Stream()->ClaimSize(0), "abc"},
         {tagged.Stream()->NotSeekable(), ""},
         {B().Trailing({'I', 'D'}).Stream(), ""},
+        {B().Trailing({'x', 'y', 'z', 'z'}).Stream(), ""},
         // A size announced without the bytes, and one that wraps.
         {B().Trailing(TitleTag(strLong)).Patch(12, hugeFile).Stream()->ClaimSize(0), strLong},
         {B(tagged).Patch(84, hugeData).Stream(), ""},

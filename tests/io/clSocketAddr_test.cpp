@@ -70,6 +70,7 @@ TEST(clSocketAddr, CopiesAndTheBaseStandAlone)
     EXPECT_STREQ("::1:80", addr.AsStringPort().c_str());
     const std::string strPort = addr.AsHostNamePort().c_str();
     EXPECT_EQ(std::string(addr.AsHostName().c_str()) + ":80", strPort);
+    EXPECT_NE(":80", strPort) << "whatever the resolver calls it";
     struct : clSocketAddr {
     } none;
     none.Set(addr.GetSockAddr(), addr.GetSize());
