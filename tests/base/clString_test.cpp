@@ -73,6 +73,7 @@ TEST(clString, ComparisonsStayInsideTheText)
 {
     const clString str("abcDE");
     EXPECT_EQ(0, str.CaseCompareRange("de", 3, 2));
+    EXPECT_TRUE(str.CaseBeginsWith("ABc"));
     EXPECT_THROW_MSG(str.CompareRange("c", 5, 1), clXString,
                      "clString::CompareRange(): uiIdx + uiLen > sizeStr");
     EXPECT_THROW_MSG(str.CaseCompareRange("c", 0, 6), clXString,
