@@ -72,6 +72,7 @@ TEST(clThreadsBase, NumbersBelongToOneThreadEachAndToNoDetachedOne)
     for (const int i : {1, 2, 0}) {
         EXPECT_EQ(&aiArgs[i], threads.Wait(i));
     }
+    EXPECT_TRUE(threads.mapThreads.empty());
     // Priorities are the system's to refuse.
     EXPECT_TRUE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 0));
     EXPECT_FALSE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 1));
