@@ -16,12 +16,6 @@ namespace
 
 std::filesystem::path pathRoot;
 
-bytes_t operator+(bytes_t bytes, const bytes_t &more)
-{
-    Append(bytes, more);
-    return bytes;
-}
-
 void Save(const std::string &strDoor, const std::string &strName, const bytes_t &bytes)
 {
     std::filesystem::create_directories(pathRoot / strDoor);

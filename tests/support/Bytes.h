@@ -12,6 +12,12 @@ inline void Append(bytes_t &bytes, const bytes_t &more)
     bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
+inline bytes_t operator+(bytes_t bytes, const bytes_t &more)
+{
+    Append(bytes, more);
+    return bytes;
+}
+
 /** What stands from a place on, or so much of it. */
 template <class T>
 std::vector<T> Part(const std::vector<T> &all, size_t sizeFrom, size_t sizeMost = SIZE_MAX)

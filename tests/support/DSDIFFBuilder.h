@@ -17,8 +17,7 @@ inline bytes_t Pattern(size_t sizeBytes)
     return bytes;
 }
 
-/** Builds DSDIFF files in memory: as made a plain stereo file, and whatever is asked for beyond
- * that. */
+/** Builds DSDIFF files in memory: a plain stereo file, and whatever is asked for beyond that. */
 class DSDIFFBuilder
 {
 public:
@@ -30,13 +29,7 @@ public:
 
     static bytes_t HugeChunk(const std::string &strId, const bytes_t &data, uint64_t uSize)
     {
-        bytes_t chunk(strId.begin(), strId.end());
-        Append(chunk, Number(uSize, 8));
-        Append(chunk, data);
-        if (data.size() % 2 != 0) {
-            chunk.push_back(0);
-        }
-        return chunk;
+        return Text(strId) + Number(uSize, 8) + data + bytes_t(data.size() % 2);
     }
 
     /** A number with its highest byte first. */
@@ -56,8 +49,7 @@ public:
     /** 0: no such sub-chunk. */
     DSDIFFBuilder &Rate(uint32_t uRate)
     {
-        rate = uRate == 0 ? bytes_t() : Chunk("FS  ", Number(uRate, 4));
-        return *this;
+        return Set(rate, uRate == 0 ? bytes_t() : Chunk("FS  ", Number(uRate, 4)));
     }
 
     /** None: no such sub-chunk. */
@@ -67,8 +59,7 @@ public:
         for (const std::string &strId : ids) {
             Append(data, Text(strId));
         }
-        channels = ids.empty() ? bytes_t() : Chunk("CHNL", data);
-        return *this;
+        return Set(channels, ids.empty() ? bytes_t() : Chunk("CHNL", data));
     }
 
     /** As many channels as asked for, in the order that they are delivered in. */
@@ -82,84 +73,57 @@ public:
             {"MLFT", "MRGT", "LS  ", "RS  "},
             {"MLFT", "MRGT", "C   ", "LS  ", "RS  "},
             {"MLFT", "MRGT", "C   ", "LFE ", "LS  ", "RS  "}};
-        if (sizeCount < IDS.size()) {
-            return Channels(IDS[sizeCount]);
-        }
-        return Channels(std::vector<std::string>(sizeCount, "C001"));
+        return Channels(sizeCount < IDS.size() ? IDS[sizeCount]
+                                               : std::vector<std::string>(sizeCount, "C001"));
     }
 
     /** Empty: no such sub-chunk. */
     DSDIFFBuilder &Compression(const std::string &strType)
     {
-        bytes_t data = Text(strType);
-        Append(data, Text("\x0Enot compressed"));
-        data.push_back(0);
-        compression = strType.empty() ? bytes_t() : Chunk("CMPR", data);
-        return *this;
+        const bytes_t data = Text(strType + "\x0Enot compressed") + bytes_t{0};
+        return Set(compression, strType.empty() ? bytes_t() : Chunk("CMPR", data));
     }
 
     /** One more property sub-chunk, in front of the others or behind them. */
     DSDIFFBuilder &SubChunk(const bytes_t &chunk, bool bFirst = false)
     {
-        Append(bFirst ? firstSubChunks : lastSubChunks, chunk);
-        return *this;
+        bytes_t &subChunks = bFirst ? firstSubChunks : lastSubChunks;
+        return Set(subChunks, subChunks + chunk);
     }
 
-    /** One more chunk in front of the sound data. */
-    DSDIFFBuilder &Before(const bytes_t &chunk)
-    {
-        Append(before, chunk);
-        return *this;
-    }
+    /** One more chunk in front of the sound data, or behind it. */
+    DSDIFFBuilder &Before(const bytes_t &chunk) { return Set(before, before + chunk); }
+    DSDIFFBuilder &After(const bytes_t &chunk) { return Set(after, after + chunk); }
 
     DSDIFFBuilder &Sound(const bytes_t &data, int64_t lSize = -1)
     {
-        sound = Chunk("DSD ", data, lSize);
-        return *this;
+        return Set(sound, Chunk("DSD ", data, lSize));
     }
 
-    DSDIFFBuilder &NoSound()
-    {
-        sound.clear();
-        return *this;
-    }
-
-    /** One more chunk behind the sound data. */
-    DSDIFFBuilder &After(const bytes_t &chunk)
-    {
-        Append(after, chunk);
-        return *this;
-    }
+    DSDIFFBuilder &NoSound() { return Set(sound, {}); }
 
     /** Bytes behind the form. */
-    DSDIFFBuilder &Trailing(const bytes_t &bytes)
-    {
-        trailing = bytes;
-        return *this;
-    }
+    DSDIFFBuilder &Trailing(const bytes_t &bytes) { return Set(trailing, bytes); }
 
     bytes_t Build() const
     {
-        bytes_t property = Text("SND ");
-        for (const bytes_t *pPart :
-             {&firstSubChunks, &rate, &channels, &compression, &lastSubChunks}) {
-            Append(property, *pPart);
-        }
-        bytes_t form = Text("DSD ");
-        Append(form, Chunk("FVER", Number(0x01050000, 4)));
-        Append(form, Chunk("PROP", property));
-        for (const bytes_t *pPart : {&before, &sound, &after}) {
-            Append(form, *pPart);
-        }
-        bytes_t file = Chunk("FRM8", form);
-        Append(file, trailing);
-        return file;
+        const bytes_t property =
+            Text("SND ") + firstSubChunks + rate + channels + compression + lastSubChunks;
+        return Chunk("FRM8", Text("DSD ") + Chunk("FVER", Number(0x01050000, 4)) +
+                                 Chunk("PROP", property) + before + sound + after) +
+               trailing;
     }
 
     /** The file as a stream; the caller owns it. */
     MemoryStream *Stream() const { return new MemoryStream(Build()); }
 
 private:
+    DSDIFFBuilder &Set(bytes_t &part, const bytes_t &bytes)
+    {
+        part = bytes;
+        return *this;
+    }
+
     bytes_t rate, channels, compression, firstSubChunks, lastSubChunks;
     bytes_t before, sound = Chunk("DSD ", Pattern(16)), after, trailing;
 };

@@ -3,53 +3,34 @@
 #include "tests/support/Bytes.h"
 #include "tests/support/MemoryStream.h"
 
+#include <map>
 #include <string>
 
-/** Builds DSF files in memory: as made one group of stereo blocks, and whatever is asked for beyond
- * that. */
+/** Builds DSF files in memory: one group of stereo blocks, and whatever is asked for beyond it. */
 class DSFBuilder
 {
 public:
     DSFBuilder &Channels(uint32_t uCount, uint32_t uType)
     {
-        uChannels = uCount;
-        uChannelType = uType;
-        return *this;
+        return Set(uChannels, uCount).Set(uChannelType, uType);
     }
 
-    DSFBuilder &BlockSize(uint32_t uSize)
-    {
-        uBlockSize = uSize;
-        return *this;
-    }
+    DSFBuilder &BlockSize(uint32_t uSize) { return Set(uBlockSize, uSize); }
+    DSFBuilder &BitsPerSample(uint32_t uBits) { return Set(uBitsPerSample, uBits); }
 
-    DSFBuilder &BitsPerSample(uint32_t uBits)
-    {
-        uBitsPerSample = uBits;
-        return *this;
-    }
-
-    /** Block groups as they stand in the file, and the count of samples per channel that is sound.
-     */
+    /** Block groups as they stand in the file, and the samples of each channel that are sound. */
     DSFBuilder &Data(const bytes_t &bytes, uint64_t uSampleCount)
     {
-        data = bytes;
-        uSamples = uSampleCount;
-        return *this;
+        return Set(data, bytes).Set(uSamples, uSampleCount);
     }
 
     /** Bytes behind the data chunk. */
-    DSFBuilder &Trailing(const bytes_t &bytes)
-    {
-        trailing = bytes;
-        return *this;
-    }
+    DSFBuilder &Trailing(const bytes_t &bytes) { return Set(trailing, bytes); }
 
     /** Replaces bytes of the finished file. */
     DSFBuilder &Patch(size_t sizeOffset, const bytes_t &bytes)
     {
-        patches.emplace_back(sizeOffset, bytes);
-        return *this;
+        return Set(patches[sizeOffset], bytes);
     }
 
     /** A number with its lowest byte first. */
@@ -64,27 +45,15 @@ public:
 
     bytes_t Build() const
     {
-        bytes_t file;
-        const auto Put = [&](const std::string &strId, uint64_t uSize) {
-            file.insert(file.end(), strId.begin(), strId.end());
-            Append(file, Number(uSize, 8));
-        };
-        Put("DSD ", 28);
-        Append(file, Number(92 + data.size() + trailing.size(), 8));
-        Append(file, Number(0, 8));
-        Put("fmt ", 52);
+        bytes_t file = Chunk("DSD ", 28) + Number(92 + data.size() + trailing.size(), 8) +
+                       Number(0, 8) + Chunk("fmt ", 52);
         for (const uint32_t uField : {1U, 0U, uChannelType, uChannels, 2822400U, uBitsPerSample}) {
             Append(file, Number(uField, 4));
         }
-        Append(file, Number(uSamples, 8));
-        Append(file, Number(uBlockSize, 4));
-        Append(file, Number(0, 4));
-        Put("data", 12 + data.size());
-        Append(file, data);
-        Append(file, trailing);
-        for (const auto &patch : patches) {
-            std::copy(patch.second.begin(), patch.second.end(),
-                      file.begin() + static_cast<ptrdiff_t>(patch.first));
+        Append(file, Number(uSamples, 8) + Number(uBlockSize, 4) + Number(0, 4) +
+                         Chunk("data", 12 + data.size()) + data + trailing);
+        for (const auto &[sizeOffset, bytes] : patches) {
+            std::copy(bytes.begin(), bytes.end(), &file[sizeOffset]);
         }
         return file;
     }
@@ -93,6 +62,18 @@ public:
     MemoryStream *Stream() const { return new MemoryStream(Build()); }
 
 private:
+    static bytes_t Chunk(const std::string &strId, uint64_t uSize)
+    {
+        return bytes_t(strId.begin(), strId.end()) + Number(uSize, 8);
+    }
+
+    template <class T>
+    DSFBuilder &Set(T &field, const T &value)
+    {
+        field = value;
+        return *this;
+    }
+
     uint32_t uChannels = 2;
     uint32_t uChannelType = 2;
     uint32_t uBlockSize = 4096;
@@ -100,5 +81,5 @@ private:
     uint64_t uSamples = 4096 * 8;
     bytes_t data = bytes_t(8192, 0x69);
     bytes_t trailing;
-    std::vector<std::pair<size_t, bytes_t>> patches;
+    std::map<size_t, bytes_t> patches;
 };

@@ -30,9 +30,8 @@ inline bytes_t ExpectedDSF(const bytes_t &sound, uint32_t uChannels, uint32_t uR
     bytes_t data(sizeGroups * BLOCK * uChannels, 0);
     for (size_t i = 0; i < sizeFrames * uChannels; ++i) {
         const size_t sizeFrame = i / uChannels;
-        const size_t sizeGroup = sizeFrame / BLOCK;
-        data[(sizeGroup * uChannels + i % uChannels) * BLOCK + sizeFrame % BLOCK] =
-            Reversed(sound[i]);
+        const size_t sizeBlock = sizeFrame / BLOCK * uChannels + i % uChannels;
+        data[sizeBlock * BLOCK + sizeFrame % BLOCK] = Reversed(sound[i]);
     }
     DSFBuilder builder;
     builder.Channels(uChannels, auTypes[uChannels])

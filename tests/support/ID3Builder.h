@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 /**
@@ -16,18 +16,10 @@ public:
     explicit ID3Builder(uint8_t uMajor = 4) : strVersion{char(uMajor), 0} {}
 
     /** Header flags; bit 4 adds the footer. */
-    ID3Builder &Flags(int iBits)
-    {
-        iFlags |= iBits;
-        return *this;
-    }
+    ID3Builder &Flags(int iBits) { return Set(iFlags, iFlags | iBits); }
 
     /** Whatever may stand between frames or behind them. */
-    ID3Builder &Bytes(const std::string &strBytes)
-    {
-        strBody += strBytes;
-        return *this;
-    }
+    ID3Builder &Bytes(const std::string &strBytes) { return Set(strBody, strBody + strBytes); }
 
     /** A frame with its body as it is, as URLs are too. */
     ID3Builder &Frame(const std::string &strId, const std::string &strFrame)
@@ -43,18 +35,10 @@ public:
     }
 
     /** Replaces a byte of the finished tag, counted from its end when the offset is negative. */
-    ID3Builder &SetByte(int64_t lOffset, uint8_t uValue)
-    {
-        patches.emplace_back(lOffset, uValue);
-        return *this;
-    }
+    ID3Builder &SetByte(int64_t lOffset, uint8_t uValue) { return Set(patches[lOffset], uValue); }
 
     /** Cuts the finished tag. */
-    ID3Builder &Truncate(size_t sizeLimit)
-    {
-        sizeMax = sizeLimit;
-        return *this;
-    }
+    ID3Builder &Truncate(size_t sizeLimit) { return Set(sizeMax, sizeLimit); }
 
     std::vector<uint8_t> Build() const
     {
@@ -70,6 +54,13 @@ public:
     }
 
 private:
+    template <class T>
+    ID3Builder &Set(T &field, const T &value)
+    {
+        field = value;
+        return *this;
+    }
+
     // An integer, highest byte first, with so many bits to the byte.
     static std::string Int(size_t sizeValue, int iBytes, int iBits)
     {
@@ -83,7 +74,7 @@ private:
     std::string strVersion, strBody;
     int iFlags = 0;
     size_t sizeMax = SIZE_MAX;
-    std::vector<std::pair<int64_t, uint8_t>> patches;
+    std::map<int64_t, uint8_t> patches;
 };
 
 /** A tag of a title alone. */

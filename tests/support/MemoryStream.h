@@ -14,9 +14,7 @@
 /**
  * A stream over bytes in memory, for tests of what reads from one. As made it behaves like a local
  * file; the setters make it answer like another kind of source, or a bad one. They return the
- * stream, so that one can be made and handed over in an expression:
- *
- *     reader.OpenMeta((new MemoryStream(bytes))->ShortReads(3)->Remote());
+ * stream, so that one can be made and handed over in an expression.
  */
 class MemoryStream : public clStreamReader
 {
@@ -34,40 +32,22 @@ public:
     std::weak_ptr<const void> Life() const { return spLife; }
 
     /** Seek then answers as a stream that cannot; Skip and Tell work on. */
-    MemoryStream *NotSeekable()
-    {
-        bSeekable = false;
-        return this;
-    }
+    MemoryStream *NotSeekable() { return Set(bSeekable, false); }
 
-    MemoryStream *Remote()
-    {
-        bRemote = true;
-        return this;
-    }
+    MemoryStream *Remote() { return Set(bRemote, true); }
 
     /** What GetSize says, whatever the content is. 0: the size is not known. */
-    MemoryStream *ClaimSize(int64_t lClaimed)
-    {
-        lSize = lClaimed;
-        return this;
-    }
+    MemoryStream *ClaimSize(int64_t lClaimed) { return Set(lSize, lClaimed); }
 
     /** A read delivers sizeMost bytes at most. */
-    MemoryStream *ShortReads(size_t sizeMost)
-    {
-        sizeLargestRead = sizeMost;
-        return this;
-    }
+    MemoryStream *ShortReads(size_t sizeMost) { return Set(sizeLargestRead, sizeMost); }
 
     /** The uNth call of a kind, counted from 1, throws an X with this text and does nothing. */
     template <class X>
     MemoryStream *FailAt(call_t call, unsigned uNth, const char *cpText)
     {
-        failingCall = call;
-        uUntilFailure = uNth;
         spFailure = std::make_exception_ptr(X(cpText));
-        return this;
+        return Set(failingCall, call)->Set(uUntilFailure, uNth);
     }
 
     void Close() override { Count(CALL_CLOSE); }
@@ -97,6 +77,13 @@ public:
     bool IsSeekable() override { return bSeekable; }
 
 private:
+    template <class T>
+    MemoryStream *Set(T &member, T value)
+    {
+        member = value;
+        return this;
+    }
+
     void Count(call_t call)
     {
         if (call == failingCall && --uUntilFailure == 0) {
