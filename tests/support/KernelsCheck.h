@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -34,33 +35,33 @@ inline std::string FindWrongKernel(const kernels_run_t &run, const std::vector<u
     buffer_t source(run.sizeSrcOffset + sizeBytes);
     std::copy_n(noise.begin(), sizeBytes, source.begin() + static_cast<long>(run.sizeSrcOffset));
     const uint8_t *cpSrc = source.data() + run.sizeSrcOffset;
-    const size_t sizePlaced = run.sizeFrames * run.uPlaces;
 
     const auto Results = [&](const Kernels::set_t &set) {
-        const size_t sizeDest = run.sizeDestOffset + std::max(sizeBytes, sizePlaced) + 2 * GUARD;
-        std::vector<buffer_t> results(5, buffer_t(sizeDest, 0xA7));
-        const auto Dest = [&](size_t i) { return &results[i][run.sizeDestOffset + GUARD]; };
-        set.fnReverseBits(Dest(0), cpSrc, sizeBytes);
-        std::copy_n(cpSrc, sizeBytes, Dest(1));
-        set.fnReverseBits(Dest(1), Dest(1), sizeBytes);
-        std::vector<uint8_t *> apRuns;
+        std::map<std::string, buffer_t> results;
+        const auto Dest = [&](const char *cpName) {
+            const size_t sizeDest = std::max(sizeBytes, run.sizeFrames * run.uPlaces) + 2 * GUARD;
+            buffer_t &dest = results[cpName] = buffer_t(run.sizeDestOffset + sizeDest, 0xA7);
+            return &dest[run.sizeDestOffset + GUARD];
+        };
+        set.fnReverseBits(Dest("ReverseBits"), cpSrc, sizeBytes);
+        uint8_t *const cpInPlace = Dest("ReverseBits in place");
+        std::copy_n(cpSrc, sizeBytes, cpInPlace);
+        set.fnReverseBits(cpInPlace, cpInPlace, sizeBytes);
+        std::vector<uint8_t *> apRuns(run.uChannels, Dest("Deinterleave"));
         for (uint32_t uChIdx = 0; uChIdx < run.uChannels; ++uChIdx) {
-            apRuns.push_back(Dest(2) + uChIdx * run.sizeFrames);
+            apRuns[uChIdx] += uChIdx * run.sizeFrames;
         }
         set.fnDeinterleave(apRuns.data(), cpSrc, run.sizeFrames, run.uChannels, run.bReverse);
-        set.fnInterleave(Dest(3), cpSrc, run.sizeFrames, run.uChannels, run.bReverse);
-        set.fnPlaceChannels(Dest(4), cpSrc, run.sizeFrames, run.auTable.data(), run.uPlaces,
-                            run.uChannels, 0x96);
+        set.fnInterleave(Dest("Interleave"), cpSrc, run.sizeFrames, run.uChannels, run.bReverse);
+        set.fnPlaceChannels(Dest("PlaceChannels"), cpSrc, run.sizeFrames, run.auTable.data(),
+                            run.uPlaces, run.uChannels, 0x96);
         return results;
     };
-    const std::vector<buffer_t> truth = Results(Kernels::SCALAR);
+    const auto truth = Results(Kernels::SCALAR);
     for (const Kernels::set_t *pSet : Kernels::GetSets()) {
-        const std::vector<buffer_t> results = Results(*pSet);
-        for (size_t i = 0; i < truth.size(); ++i) {
-            if (results[i] != truth[i]) {
-                const char *const acpNames[] = {"ReverseBits", "ReverseBits in place",
-                                                "Deinterleave", "Interleave", "PlaceChannels"};
-                return std::string(pSet->cpName) + ' ' + acpNames[i];
+        for (const auto &[strName, result] : Results(*pSet)) {
+            if (result != truth.at(strName)) {
+                return pSet->cpName + (' ' + strName);
             }
         }
     }

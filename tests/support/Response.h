@@ -3,6 +3,7 @@
 #include "tests/support/DSDIFFBuilder.h"
 
 #include <cmath>
+#include <complex>
 #include <numbers>
 #include <vector>
 
@@ -39,12 +40,10 @@ std::vector<double> MeasureResponse(const F &Decode, size_t sizeTaps = 960)
 /** What a filter leaves of a frequency, in dB. @param dFrequency as a part of the one-bit rate */
 inline double Magnitude(const std::vector<double> &aResponse, double dFrequency)
 {
-    double dReal = 0.0;
-    double dImaginary = 0.0;
+    std::complex<double> sum = 0.0;
     for (size_t i = 0; i < aResponse.size(); ++i) {
-        const double dAngle = 2.0 * std::numbers::pi * dFrequency * static_cast<double>(i);
-        dReal += aResponse[i] * std::cos(dAngle);
-        dImaginary += aResponse[i] * std::sin(dAngle);
+        const double dTurns = dFrequency * static_cast<double>(i);
+        sum += aResponse[i] * std::polar(1.0, 2.0 * std::numbers::pi * dTurns);
     }
-    return 10.0 * std::log10(dReal * dReal + dImaginary * dImaginary + 1e-40);
+    return 10.0 * std::log10(std::norm(sum) + 1e-40);
 }

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -122,23 +123,19 @@ private:
     void Serve(int iSockH, const ServerAnswer &answer)
     {
         std::string &strRequest = requests.emplace_back();
-        char aPiece[4096];
-        while (strRequest.find("\r\n\r\n") == std::string::npos && Wait(iSockH, POLLIN)) {
-            const ssize_t lRead = recv(iSockH, aPiece, sizeof(aPiece), 0);
-            if (lRead <= 0) {
-                break;
-            }
-            strRequest.append(aPiece, static_cast<size_t>(lRead));
+        char c = 0;
+        while (!strRequest.ends_with("\r\n\r\n") && Wait(iSockH, POLLIN) &&
+               recv(iSockH, &c, 1, 0) == 1) {
+            strRequest += c;
         }
-        size_t sizeSent = 0;
-        while (sizeSent < answer.strBytes.size() && Wait(iSockH, POLLOUT)) {
+        std::string_view left = answer.strBytes;
+        while (!left.empty() && Wait(iSockH, POLLOUT)) {
             const ssize_t lSent =
-                send(iSockH, answer.strBytes.data() + sizeSent, answer.strBytes.size() - sizeSent,
-                     MSG_DONTWAIT | MSG_NOSIGNAL);
+                send(iSockH, left.data(), left.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
             if (lSent < 0) {
                 return;
             }
-            sizeSent += static_cast<size_t>(lSent);
+            left.remove_prefix(static_cast<size_t>(lSent));
         }
         if (answer.end == ServerAnswer::RESET) {
             const linger now = {1, 0};

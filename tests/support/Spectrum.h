@@ -4,11 +4,12 @@
 #include <complex>
 #include <cstddef>
 #include <numbers>
+#include <valarray>
 #include <vector>
 
 // What is in a signal, for tests and benchmarks that judge one by its spectrum.
 
-using spectrum_t = std::vector<std::complex<double>>;
+using spectrum_t = std::valarray<std::complex<double>>;
 
 /** The Fourier transform in place; the length is a power of two. */
 inline void Transform(spectrum_t &aData)
@@ -17,12 +18,8 @@ inline void Transform(spectrum_t &aData)
     if (sizeHalf == 0) {
         return;
     }
-    spectrum_t aEven(sizeHalf);
-    spectrum_t aOdd(sizeHalf);
-    for (size_t u = 0; u < sizeHalf; u++) {
-        aEven[u] = aData[2 * u];
-        aOdd[u] = aData[2 * u + 1];
-    }
+    spectrum_t aEven = aData[std::slice(0, sizeHalf, 2)];
+    spectrum_t aOdd = aData[std::slice(1, sizeHalf, 2)];
     Transform(aEven);
     Transform(aOdd);
     const double dTurn = -std::numbers::pi / static_cast<double>(sizeHalf);

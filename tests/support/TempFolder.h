@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -22,7 +21,7 @@ public:
     {
         strFolder = (std::filesystem::temp_directory_path() / "vantrel-XXXXXX").string();
         if (mkdtemp(strFolder.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), "mkdtemp " + strFolder);
+            throw std::system_error(errno, std::generic_category(), "mkdtemp");
         }
     }
 
@@ -41,28 +40,22 @@ public:
     /** Makes or replaces a file and returns its path. */
     std::string Write(const std::string &strName, const std::vector<uint8_t> &content) const
     {
-        std::ofstream stream(Path(strName), std::ios::binary | std::ios::trunc);
-        if (!content.empty()) {
-            stream.write(reinterpret_cast<const char *>(content.data()),
-                         static_cast<std::streamsize>(content.size()));
-        }
+        std::ofstream stream(Path(strName), std::ios::binary);
+        stream.exceptions(std::ios::failbit | std::ios::badbit);
+        stream.write(reinterpret_cast<const char *>(content.data()),
+                     static_cast<std::streamsize>(content.size()));
         stream.close();
-        if (!stream) {
-            throw std::runtime_error("cannot write " + Path(strName));
-        }
         return Path(strName);
     }
 
     /** The whole content of a file in the folder. */
     std::vector<uint8_t> Read(const std::string &strName) const
     {
-        std::ifstream stream(Path(strName), std::ios::binary | std::ios::ate);
-        std::vector<uint8_t> content(stream ? static_cast<size_t>(stream.tellg()) : 0);
-        stream.seekg(0);
-        if (!stream.read(reinterpret_cast<char *>(content.data()),
-                         static_cast<std::streamsize>(content.size()))) {
-            throw std::runtime_error("cannot read " + Path(strName));
-        }
+        std::ifstream stream(Path(strName), std::ios::binary);
+        stream.exceptions(std::ios::failbit | std::ios::badbit);
+        std::vector<uint8_t> content(std::filesystem::file_size(Path(strName)));
+        stream.read(reinterpret_cast<char *>(content.data()),
+                    static_cast<std::streamsize>(content.size()));
         return content;
     }
 
