@@ -1,44 +1,44 @@
 #pragma once
 
 #include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/DSFModel.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/TempFolder.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <functional>
+#include <utility>
 
 #include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+/** The exit status of the program and what it said on standard error, behind its banner. */
+using said_t = std::pair<int, std::string>;
 
 /** The program as its users see it, in a folder of its own. */
 class vantrel : public testing::Test
 {
 protected:
-    /** Runs the program and takes the banner off its standard error. */
-    static run_t Run(std::vector<std::string> args,
-                     const std::function<void(pid_t)> &fnStarted = nullptr)
+    static said_t Run(
+        std::vector<std::string> args, const meanwhile_t &fnMeanwhile = [](pid_t) {})
     {
+        static const std::string BANNER =
+            "Vantrel v1.2.2\nConverts DSDIFF files into DSF files, bit for bit.\n";
         args.insert(args.begin(), PROGRAM);
-        run_t run = RunProgram(args, fnStarted);
-        EXPECT_EQ(0U, run.strErr.find("Vantrel v1.2.2\n")) << run.strErr;
+        const run_t run = RunProgram(args, fnMeanwhile);
         EXPECT_EQ("", run.strOut);
-        const size_t sizeFirst = run.strErr.find('\n');
-        run.strErr.erase(0, run.strErr.find('\n', sizeFirst + 1) + 1);
-        return run;
+        EXPECT_TRUE(run.strErr.starts_with(BANNER)) << run.strErr;
+        return {run.iStatus, run.strErr.substr(std::min(BANNER.size(), run.strErr.size()))};
     }
 
-    run_t Convert(const DSDIFFBuilder &builder, const std::string &strTag = "")
+    said_t Convert(const DSDIFFBuilder &builder)
     {
         folder.Write("in.dff", builder.Build());
-        std::vector<std::string> args = {folder.Path("in.dff"), folder.Path("out.dsf")};
-        if (!strTag.empty()) {
-            args.push_back(strTag);
-        }
-        return Run(args);
+        return Run({strIn, strOut});
     }
 
-    bool HasOutput() const { return std::filesystem::exists(folder.Path("out.dsf")); }
+    bytes_t Output() const { return folder.Read("out.dsf"); }
+    bool HasOutput() const { return fs::exists(strOut); }
 
     /**
      * Writes a file that announces uSound bytes of sound and has a hole in their place.
@@ -50,7 +50,7 @@ protected:
         const uint64_t uStart = file.size();
         const bytes_t size = DSDIFFBuilder::Number(uStart - 12 + uSound, 8);
         std::copy(size.begin(), size.end(), file.begin() + 4);
-        std::filesystem::resize_file(folder.Write("in.dff", file), uStart + uSound);
+        fs::resize_file(folder.Write("in.dff", file), uStart + uSound);
         return uStart;
     }
 
@@ -58,22 +58,24 @@ protected:
     void WaitForOutput() const
     {
         std::error_code none;
-        while (!HasOutput() || std::filesystem::file_size(folder.Path("out.dsf"), none) <= 92) {
+        while (!HasOutput() || fs::file_size(strOut, none) <= 92) {
             usleep(1000);
         }
     }
 
-    /** Expects a header that says: not finished. */
+    /** Cuts the output to its header and expects that it says: not finished. */
     void ExpectProvisional() const
     {
-        char aHeader[92] = {};
-        std::ifstream(folder.Path("out.dsf")).read(aHeader, sizeof(aHeader));
-        EXPECT_EQ("DSD ", std::string(aHeader, 4));
-        EXPECT_EQ(std::string(16, '\0'), std::string(aHeader + 12, 16)) << "size, tag pointer";
-        EXPECT_EQ(std::string(8, '\0'), std::string(aHeader + 64, 8)) << "sample count";
+        fs::resize_file(strOut, 92);
+        const bytes_t header = Output();
+        EXPECT_EQ(DSDIFFBuilder::Text("DSD "), Part(header, 0, 4));
+        EXPECT_EQ(bytes_t(16), Part(header, 12, 16)) << "size, tag pointer";
+        EXPECT_EQ(bytes_t(8), Part(header, 64, 8)) << "sample count";
     }
 
     static inline const std::string PROGRAM = VANTREL_PROGRAM;
 
     const TempFolder folder;
+    const std::string strIn = folder.Path("in.dff");
+    const std::string strOut = folder.Path("out.dsf");
 };

@@ -1,20 +1,10 @@
 // The program as its users see it: arguments, exit status, both outputs and the files.
 
-#include "tests/support/DSDIFFBuilder.h"
-#include "tests/support/DSFModel.h"
 #include "tests/support/VantrelTest.h"
 
-#include <filesystem>
-
-#include <sys/stat.h>
-
-namespace
-{
+#include <numeric>
 
 using B = DSDIFFBuilder;
-namespace fs = std::filesystem;
-
-} // namespace
 
 TEST_F(vantrel, ConvertsEveryLengthAroundItsBlocks)
 {
@@ -25,10 +15,8 @@ TEST_F(vantrel, ConvertsEveryLengthAroundItsBlocks)
             SCOPED_TRACE(testing::Message()
                          << uChannels << " channels, " << sizeFrames << " bytes each");
             const bytes_t sound = Pattern(sizeFrames * uChannels);
-            const run_t run = Convert(B().ChannelCount(uChannels).Rate(5644800).Sound(sound));
-            EXPECT_EQ("", run.strErr);
-            EXPECT_EQ(0, run.iStatus);
-            EXPECT_TRUE(ExpectedDSF(sound, uChannels, 5644800) == folder.Read("out.dsf"));
+            EXPECT_EQ(said_t(), Convert(B().ChannelCount(uChannels).Rate(5644800).Sound(sound)));
+            EXPECT_TRUE(ExpectedDSF(sound, uChannels, 5644800) == Output());
         }
     }
 }
@@ -50,107 +38,74 @@ TEST_F(vantrel, PutsChannelsIntoTheStandardOrder)
     for (const auto &row : aRows) {
         SCOPED_TRACE(testing::PrintToString(row.ids));
         bytes_t frame(row.ids.size());
-        for (size_t i = 0; i < frame.size(); ++i) {
-            frame[i] = static_cast<uint8_t>(i);
-        }
-        const run_t run = Convert(B().Channels(row.ids).Sound(frame));
-        EXPECT_EQ(row.cpWarning, run.strErr);
-        EXPECT_EQ(0, run.iStatus);
-        EXPECT_EQ(ExpectedDSF(row.expected, static_cast<uint32_t>(frame.size()), 2822400),
-                  folder.Read("out.dsf"));
+        std::iota(frame.begin(), frame.end(), uint8_t{0});
+        EXPECT_EQ(said_t(0, row.cpWarning), Convert(B().Channels(row.ids).Sound(frame)));
+        const auto uChannels = static_cast<uint32_t>(frame.size());
+        EXPECT_EQ(ExpectedDSF(row.expected, uChannels, 2822400), Output());
     }
 }
 
 TEST_F(vantrel, SaysHowItIsCalled)
 {
-    for (const std::vector<std::string> &args :
-         {std::vector<std::string>{}, std::vector<std::string>{folder.Path("in.dff")}}) {
-        const run_t run = Run(args);
-        EXPECT_EQ(PROGRAM + " <infile> <outfile> [tagfile]\n", run.strErr);
-        EXPECT_EQ(1, run.iStatus);
-    }
+    const said_t usage(1, PROGRAM + " <infile> <outfile> [tagfile]\n");
+    EXPECT_EQ(usage, Run({}));
+    EXPECT_EQ(usage, Run({strIn}));
     EXPECT_TRUE(fs::is_empty(folder.Path("")));
 }
 
 TEST_F(vantrel, AppendsTheTagAsItIs)
 {
     const bytes_t sound = Pattern(10);
+    folder.Write("in.dff", B().Sound(sound).Build());
     for (const size_t sizeTag : {0U, 10U, 1U << 20}) {
         SCOPED_TRACE(sizeTag);
         const bytes_t tag = Pattern(sizeTag);
-        const run_t run = Convert(B().Sound(sound), folder.Write("tag", tag));
-        EXPECT_EQ("", run.strErr);
-        EXPECT_EQ(0, run.iStatus);
-        EXPECT_EQ(ExpectedDSF(sound, 2, 2822400, &tag), folder.Read("out.dsf"));
+        EXPECT_EQ(said_t(), Run({strIn, strOut, folder.Write("tag", tag)}));
+        EXPECT_EQ(ExpectedDSF(sound, 2, 2822400, &tag), Output());
     }
 }
 
 TEST_F(vantrel, LeavesAProvisionalHeaderWithoutItsTag)
 {
-    const struct {
-        std::string strTag;
-        const char *cpError;
-    } aRows[] = {
-        {folder.Path("none"), "exception: clFileIO::Open(): open(): No such file or directory\n"},
-        {folder.Path("."), "exception: clFileIO::Read(): read(): Is a directory\n"},
-    };
-    for (const auto &row : aRows) {
-        const run_t run = Convert(B(), row.strTag);
-        EXPECT_EQ(row.cpError, run.strErr);
-        EXPECT_EQ(1, run.iStatus);
-        EXPECT_EQ(92U + 8192U, fs::file_size(folder.Path("out.dsf"))) << "the sound is converted";
-        ExpectProvisional();
-    }
+    folder.Write("in.dff", B().Build());
+    EXPECT_EQ(said_t(1, "exception: clFileIO::Read(): read(): Is a directory\n"),
+              Run({strIn, strOut, folder.Path(".")}));
+    EXPECT_EQ(92U + 8192U, fs::file_size(strOut)) << "the sound is converted";
+    ExpectProvisional();
 }
 
 TEST_F(vantrel, RefusesBeforeTheOutputIsMade)
 {
-    const std::string strFifo = folder.Path("fifo");
-    ASSERT_EQ(0, mkfifo(strFifo.c_str(), 0600));
-    const struct {
-        B builder;
-        std::string strTag;
-        int iStatus;
-        const char *cpError;
-    } aRows[] = {
-        {B().Compression("DST "), "", 2, "error: input file is compressed\n"},
-        {B().ChannelCount(0), "", 1, "error: input file has 0 channels, a DSF file takes 1 to 6\n"},
-        {B().ChannelCount(7), "", 1, "error: input file has 7 channels, a DSF file takes 1 to 6\n"},
-        {B().NoSound(), "", 1, "exception: clDSDIFFDataChunk::ReadRaw(): no data\n"},
-        {B().Compression(""), "", 1,
-         "exception: clDSDIFFPropChunk::GetCompression(): unknown compression\n"},
-        {B().SubChunk(B::Chunk("LSCO", {})), "", 1,
-         "exception: clDSDIFF::OpenMeta(): clDSDIFFFormChunk::Read(): clDSDIFFPropChunk::Read(): "
-         "size mismatch, chunk 'LSCO'\n"},
-        {B(), strFifo, 1, "error: the tag file is no regular file\n"},
+    const std::pair<B, said_t> aRows[] = {
+        {B().Compression("DST "), {2, "error: input file is compressed\n"}},
+        {B().ChannelCount(0), {1, "error: input file has 0 channels, a DSF file takes 1 to 6\n"}},
+        {B().ChannelCount(7), {1, "error: input file has 7 channels, a DSF file takes 1 to 6\n"}},
+        {B().NoSound(), {1, "exception: clDSDIFFDataChunk::ReadRaw(): no data\n"}},
+        {B().Compression(""),
+         {1, "exception: clDSDIFFPropChunk::GetCompression(): unknown compression\n"}},
     };
-    for (const auto &row : aRows) {
-        const run_t run = Convert(row.builder, row.strTag);
-        EXPECT_EQ(row.cpError, run.strErr);
-        EXPECT_EQ(row.iStatus, run.iStatus);
-        EXPECT_FALSE(HasOutput()) << row.cpError;
+    for (const auto &[builder, said] : aRows) {
+        EXPECT_EQ(said, Convert(builder));
+        EXPECT_FALSE(HasOutput()) << said.second;
     }
-    const run_t run = Run({folder.Path("none"), folder.Path("out.dsf")});
-    EXPECT_EQ("exception: clStreamReaderFile::clStreamReaderFile(): clFileIO::Open(): open(): "
-              "No such file or directory\n",
-              run.strErr);
-    EXPECT_EQ(1, run.iStatus);
+    EXPECT_EQ(said_t(1, "error: the tag file is no regular file\n"),
+              Run({strIn, strOut, "/dev/null"}));
+    EXPECT_EQ(said_t(1, "exception: clStreamReaderFile::clStreamReaderFile(): clFileIO::Open(): "
+                        "open(): No such file or directory\n"),
+              Run({folder.Path("none"), strOut}));
     EXPECT_FALSE(HasOutput());
 }
 
 TEST_F(vantrel, NeverOverwritesWhatItReads)
 {
     const bytes_t input = B().Build();
-    const std::string strIn = folder.Write("in.dff", input);
+    folder.Write("in.dff", input);
     const std::string strTag = folder.Write("tag", Pattern(30));
     fs::create_symlink("in.dff", folder.Path("symlink"));
     fs::create_hard_link(strIn, folder.Path("hardlink"));
     fs::create_directory(folder.Path("sub"));
     const std::string strSame = "error: input and output are the same file\n";
-    const struct {
-        std::vector<std::string> args;
-        std::string strError;
-    } aRows[] = {
+    const std::pair<std::vector<std::string>, std::string> aRows[] = {
         {{strIn, strIn}, strSame},
         {{strIn, folder.Path("symlink")}, strSame},
         {{strIn, folder.Path("hardlink")}, strSame},
@@ -159,11 +114,8 @@ TEST_F(vantrel, NeverOverwritesWhatItReads)
         {{"file://" + strIn, strIn}, strSame},
         {{strIn, strTag, strTag}, "error: tag file and output are the same file\n"},
     };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(row.args[1]);
-        const run_t run = Run(row.args);
-        EXPECT_EQ(row.strError, run.strErr);
-        EXPECT_EQ(1, run.iStatus);
+    for (const auto &[args, strError] : aRows) {
+        EXPECT_EQ(said_t(1, strError), Run(args)) << args[1];
         EXPECT_EQ(input, folder.Read("in.dff"));
         EXPECT_EQ(Pattern(30), folder.Read("tag"));
     }
@@ -174,28 +126,18 @@ TEST_F(vantrel, ConvertsWhatIsThereAndWarns)
     const struct {
         B builder;
         size_t sizeSound;
-        uint32_t uRate;
         const char *cpWarning;
     } aRows[] = {
-        {B().Sound(Pattern(20), 30), 20, 2822400,
-         "warning: read 20 of 30 announced bytes of sound data\n"},
-        {B().Sound(Pattern(20), 21), 20, 2822400,
-         "warning: read 20 of 21 announced bytes of sound data\n"},
-        {B().Sound(Pattern(13)), 12, 2822400,
+        {B().Sound(Pattern(20), 21), 20, "warning: read 20 of 21 announced bytes of sound data\n"},
+        {B().Sound(Pattern(13)), 12,
          "warning: read 13 of 13 announced bytes of sound data, the last 1 of them no whole frame "
          "and left out\n"},
-        {B().Sound(Pattern(1)), 0, 2822400,
-         "warning: read 1 of 1 announced bytes of sound data, the last 1 of them no whole frame "
-         "and left out\n"},
-        {B().Rate(0).Sound(Pattern(20)), 20, 2822400,
+        {B().Rate(0).Sound(Pattern(20)), 20,
          "warning: input file names no sample rate, 2822400 Hz assumed\n"},
     };
     for (const auto &row : aRows) {
-        SCOPED_TRACE(row.cpWarning);
-        const run_t run = Convert(row.builder);
-        EXPECT_EQ(row.cpWarning, run.strErr);
-        EXPECT_EQ(0, run.iStatus);
-        EXPECT_EQ(ExpectedDSF(Pattern(row.sizeSound), 2, row.uRate), folder.Read("out.dsf"));
+        EXPECT_EQ(said_t(0, row.cpWarning), Convert(row.builder));
+        EXPECT_EQ(ExpectedDSF(Pattern(row.sizeSound), 2, 2822400), Output()) << row.cpWarning;
     }
 }
 
@@ -203,8 +145,8 @@ TEST_F(vantrel, KeepsItsMessagesOutOfTheOutput)
 {
     // Started without standard descriptors, the output file must not become one of them.
     folder.Write("in.dff", B().Sound(Pattern(20), 30).Build());
-    const run_t run = RunProgram({"/bin/sh", "-c", "exec \"$0\" \"$1\" \"$2\" <&- >&- 2>&-",
-                                  PROGRAM, folder.Path("in.dff"), folder.Path("out.dsf")});
+    const run_t run = RunProgram(
+        {"/bin/sh", "-c", "exec \"$0\" \"$1\" \"$2\" <&- >&- 2>&-", PROGRAM, strIn, strOut});
     EXPECT_EQ(0, run.iStatus);
-    EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), folder.Read("out.dsf"));
+    EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), Output());
 }
