@@ -39,13 +39,16 @@ bool Fails(const char *cpCall)
     return true;
 }
 
+bool IsHit()
+{
+    return uCalls >= tlsFailure.uNth;
+}
+
 bool Shortens(size_t &size)
 {
-    if (tlsFailure.iError != failure_t::SHORT) {
-        return false;
-    }
-    size = (size + 1) / 2;
-    return true;
+    const bool bShort = tlsFailure.iError == failure_t::SHORT;
+    size = bShort ? (size + 1) / 2 : size;
+    return bShort;
 }
 
 } // namespace
@@ -55,13 +58,11 @@ bool Shortens(size_t &size)
 // NOLINTBEGIN(performance-no-int-to-ptr): iconv_open() has such a value for its error.
 
 #define WRAP(type, name, parameters, body)                                                         \
-    extern "C" {                                                                                   \
-    type __real_##name parameters;                                                                 \
-    type __wrap_##name parameters;                                                                 \
+    extern "C" type __real_##name parameters;                                                      \
+    extern "C" type __wrap_##name parameters;                                                      \
     type __wrap_##name parameters                                                                  \
     {                                                                                              \
         body                                                                                       \
-    }                                                                                              \
     }
 
 // A call that does not happen when it fails; what it returns then may be errno.
@@ -128,22 +129,24 @@ CALL(int, pthread_create, errno, (pthread_t *p, const pthread_attr_t *q, void *(
 // F_GETFD only asks whether a descriptor is open.
 WRAP(int, fcntl, (int i, int j, long l), return j != F_GETFD && Fails("fcntl") ? -1 : __real_fcntl(i, j, l);)
 
-#define OPERATOR_NEW(name)                                                                         \
-    void *operator name(size_t size)                                                               \
-    {                                                                                              \
-        void *const p = __wrap_malloc(size);                                                       \
-        return p != nullptr ? p : throw std::bad_alloc();                                          \
-    }
-#define OPERATOR_DELETE(name, parameters)                                                          \
-    void operator name parameters noexcept { __wrap_free(p); }
-
-OPERATOR_NEW(new)
-OPERATOR_NEW(new[])
-OPERATOR_DELETE(delete, (void *p))
-OPERATOR_DELETE(delete, (void *p, size_t))
-OPERATOR_DELETE(delete[], (void *p))
-OPERATOR_DELETE(delete[], (void *p, size_t))
 // clang-format on
+
+// Those of arrays go through these.
+void *operator new(size_t size)
+{
+    void *const p = __wrap_malloc(size);
+    return p != nullptr ? p : throw std::bad_alloc();
+}
+
+void operator delete(void *p) noexcept
+{
+    __wrap_free(p);
+}
+
+void operator delete(void *p, size_t) noexcept
+{
+    __wrap_free(p);
+}
 
 // There in builds that count coverage: a child has to write down its own, added to that of others.
 extern "C" void __llvm_profile_set_filename(const char *) __attribute__((weak));
@@ -160,11 +163,6 @@ FailureGuard::~FailureGuard()
     tlsFailure.cpCall = nullptr;
 }
 
-bool FailureGuard::IsHit()
-{
-    return uCalls >= tlsFailure.uNth;
-}
-
 outcome_t RunForked(const failure_t &failure, const std::function<int()> &function)
 {
     static outcome_t *const pOutcome = static_cast<outcome_t *>(mmap(
@@ -177,7 +175,7 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
         dup2(__real_open("/dev/null", O_WRONLY, 0), STDOUT_FILENO);
         alarm(30);
         std::set_terminate([] {
-            pOutcome->bHit = FailureGuard::IsHit();
+            pOutcome->bHit = IsHit();
             pOutcome->bTerminated = true;
             _exit(EXIT_FAILURE);
         });
@@ -187,7 +185,7 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
             const FailureGuard guard(failure);
             // What leaves it ends the child, which must not go on as a test.
             iStatus = [&]() noexcept { return function(); }();
-            pOutcome->bHit = FailureGuard::IsHit();
+            pOutcome->bHit = IsHit();
         }
         pOutcome->lHeld = lHeld - lBefore;
         const char *const cpCounts = std::getenv("VANTREL_CHILD_COUNTS");

@@ -27,9 +27,6 @@ public:
     FailureGuard(const FailureGuard &) = delete;
     FailureGuard &operator=(const FailureGuard &) = delete;
     ~FailureGuard();
-
-    /** Whether it has come to the call that was to fail. */
-    static bool IsHit();
 };
 
 /** What became of a function that ran in a process of its own. */
