@@ -19,10 +19,8 @@ constexpr size_t LENGTH = 1 << 14;
 
 uint64_t Number(const std::string &strBytes, size_t sizeOffset, size_t sizeBytes)
 {
-    uint64_t uValue = 0;
-    for (size_t i = sizeBytes; i-- > 0;) {
-        uValue = uValue << 8 | static_cast<uint8_t>(strBytes.at(sizeOffset + i));
-    }
+    uint64_t uValue = 0; // its lowest byte first, as in the file
+    strBytes.copy(reinterpret_cast<char *>(&uValue), sizeBytes, sizeOffset);
     return uValue;
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <numeric>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,8 +16,6 @@ namespace
 
 // A power of two; one bin is 10.8 Hz wide at 64 x 44.1 kHz.
 constexpr size_t LENGTH = 1 << 18;
-// Left out at the start, until the loop has settled.
-constexpr size_t SETTLING = 1 << 12;
 
 double Tone(double dLevel, size_t uBin, size_t uSample)
 {
@@ -26,27 +25,14 @@ double Tone(double dLevel, size_t uBin, size_t uSample)
            std::sin(2.0 * std::numbers::pi * static_cast<double>(uTurn) / LENGTH);
 }
 
-// What the bits show of a loop in good order: their mean follows the input, and they change often.
-struct bit_account {
-    double dMean = 0.0;
-    size_t sizeLongest = 0;
-};
-
 template <class F>
-bit_account Feed(clModulator &modulator, size_t sizeSamples, F input)
+std::vector<double> Feed(clModulator &modulator, size_t sizeSamples, F input)
 {
-    bit_account account;
-    size_t sizeAlike = 0;
-    bool bBefore = false;
+    std::vector<double> bits(sizeSamples);
     for (size_t u = 0; u < sizeSamples; u++) {
-        const bool bOne = modulator.Next(input(u));
-        sizeAlike = bOne == bBefore ? sizeAlike + 1 : 1;
-        bBefore = bOne;
-        account.sizeLongest = std::max(account.sizeLongest, sizeAlike);
-        account.dMean += bOne ? 1.0 : -1.0;
+        bits[u] = modulator.Next(input(u)) ? 1.0 : -1.0;
     }
-    account.dMean /= static_cast<double>(sizeSamples);
-    return account;
+    return bits;
 }
 
 } // namespace
@@ -62,11 +48,9 @@ TEST(clModulator, TonesKeepTheirLevelAboveLittleNoise)
     for (const auto &row : aRows) {
         SCOPED_TRACE(testing::Message() << row.dLevel << " dB in bin " << row.uBin);
         clModulator modulator;
-        Feed(modulator, SETTLING, [&](size_t u) { return Tone(row.dLevel, row.uBin, u); });
-        std::vector<double> aSamples(LENGTH);
-        for (size_t u = 0; u < LENGTH; u++) {
-            aSamples[u] = modulator.Next(Tone(row.dLevel, row.uBin, SETTLING + u)) ? 1.0 : -1.0;
-        }
+        const auto Input = [&](size_t u) { return Tone(row.dLevel, row.uBin, u); };
+        Feed(modulator, LENGTH, Input); // until the loop has settled
+        const auto aSamples = Feed(modulator, LENGTH, Input);
         const tone_t tone = MeasureTone(aSamples, row.uBin, 1857); // 20 Hz to 20 kHz
         EXPECT_NEAR(row.dLevel, tone.dLevel, 0.001);
         EXPECT_GE(tone.dRatio, row.dRatio);
@@ -92,9 +76,13 @@ TEST(clModulator, OverloadIsForgotten)
         Feed(modulator, 500, [](size_t) { return 0.0; });
 
         for (const double dLevel : {0.0, -0.5}) {
-            const auto account = Feed(modulator, 10000, [dLevel](size_t) { return dLevel; });
-            EXPECT_NEAR(dLevel, account.dMean, 0.002);
-            EXPECT_LE(account.sizeLongest, dLevel == 0.0 ? 4U : 16U);
+            // A loop in good order: the mean follows the input, and the bits change often.
+            const auto bits = Feed(modulator, 10000, [dLevel](size_t) { return dLevel; });
+            EXPECT_NEAR(dLevel, std::accumulate(bits.begin(), bits.end(), 0.0) / 10000, 0.002);
+            for (const double dBit : {1.0, -1.0}) {
+                const int iTooMany = dLevel == 0.0 ? 5 : 17;
+                EXPECT_EQ(0, bits.end() - std::search_n(bits.begin(), bits.end(), iTooMany, dBit));
+            }
         }
     }
 }
