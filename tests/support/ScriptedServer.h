@@ -37,7 +37,7 @@ inline int ListenLocally(uint16_t &uPort)
     socklen_t size = sizeof(addr);
     auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
     const int iListenH = socket(AF_INET, SOCK_STREAM, 0);
-    if (bind(iListenH, spAddr, size) != 0 || listen(iListenH, 8) != 0 ||
+    if (bind(iListenH, spAddr, size) != 0 || listen(iListenH, SOMAXCONN) != 0 ||
         getsockname(iListenH, spAddr, &size) != 0) {
         close(iListenH);
         throw std::runtime_error("the server cannot have its port");
