@@ -50,7 +50,6 @@ inline int ListenLocally(uint16_t &uPort)
 struct ServerAnswer {
     enum end_t {
         CLOSE,  ///< orderly, once everything is sent
-        RESET,  ///< so that the client sees a connection reset behind the bytes
         SILENCE ///< holds the connection until the client closes it
     };
 
@@ -137,10 +136,7 @@ private:
             }
             left.remove_prefix(static_cast<size_t>(lSent));
         }
-        if (answer.end == ServerAnswer::RESET) {
-            const linger now = {1, 0};
-            setsockopt(iSockH, SOL_SOCKET, SO_LINGER, &now, sizeof(now));
-        } else if (answer.end == ServerAnswer::SILENCE) {
+        if (answer.end == ServerAnswer::SILENCE) {
             Wait(iSockH, POLLIN);
         }
     }

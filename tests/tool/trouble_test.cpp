@@ -5,6 +5,7 @@
 #include <csignal>
 #include <tuple>
 
+#include <sys/mount.h>
 #include <sys/resource.h>
 
 TEST_F(vantrel, ReportsAFileThatCannotGrow)
@@ -27,6 +28,25 @@ TEST_F(vantrel, ReportsAFileThatCannotGrow)
     ExpectProvisional();
 }
 
+TEST_F(vantrel, ReportsAFullDiskAndOneThatCannotBeWritten)
+{
+    folder.Write("in.dff", DSDIFFBuilder().Sound(Pattern(1 << 20)).Build());
+    const std::string strDisk = folder.Path("disk");
+    fs::create_directory(strDisk);
+    fs::create_symlink("disk/out.dsf", strOut);
+    if (mount("tmpfs", strDisk.c_str(), "tmpfs", 0, "size=128k") != 0) {
+        GTEST_SKIP() << "mounting is not allowed";
+    }
+    EXPECT_EQ(said_t(1, "exception: clFileIO::Write(): write(): No space left on device\n"),
+              Run({strIn, strOut}));
+    ExpectProvisional();
+    EXPECT_EQ(0, mount(nullptr, strDisk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+    EXPECT_EQ(said_t(1, "exception: clDSF::Create(): clFileIO::Open(): open(): Read-only file "
+                        "system\n"),
+              Run({strIn, strOut}));
+    umount2(strDisk.c_str(), MNT_DETACH);
+}
+
 TEST_F(vantrel, RefusesFilesOfTheWrongKind)
 {
     folder.Write("in.dff", DSDIFFBuilder().Build());
@@ -37,6 +57,7 @@ TEST_F(vantrel, RefusesFilesOfTheWrongKind)
         {strIn, folder.Path("in.dff/out.dsf"), strOpen + "Not a directory\n"},
         {strIn, folder.Path(""), strOpen + "Is a directory\n"},
         {folder.Path(""), strOut, strRead + "clFileIO::Read(): read(): Is a directory\n"},
+        {"/dev/null", strOut, strRead + "id != 'FRM8'\n"},
         {"/dev/zero", strOut, strRead + "id != 'FRM8'\n"},
     };
     for (const auto &[strFrom, strTo, strError] : aRows) {

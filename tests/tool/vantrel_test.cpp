@@ -68,10 +68,15 @@ TEST_F(vantrel, AppendsTheTagAsItIs)
 TEST_F(vantrel, LeavesAProvisionalHeaderWithoutItsTag)
 {
     folder.Write("in.dff", B().Build());
-    EXPECT_EQ(said_t(1, "exception: clFileIO::Read(): read(): Is a directory\n"),
-              Run({strIn, strOut, folder.Path(".")}));
-    EXPECT_EQ(92U + 8192U, fs::file_size(strOut)) << "the sound is converted";
-    ExpectProvisional();
+    const std::pair<const char *, const char *> aRows[] = {
+        {"none", "exception: clFileIO::Open(): open(): No such file or directory\n"},
+        {".", "exception: clFileIO::Read(): read(): Is a directory\n"},
+    };
+    for (const auto &[cpTag, cpError] : aRows) {
+        EXPECT_EQ(said_t(1, cpError), Run({strIn, strOut, folder.Path(cpTag)}));
+        EXPECT_EQ(92U + 8192U, fs::file_size(strOut)) << "the sound is converted";
+        ExpectProvisional();
+    }
 }
 
 TEST_F(vantrel, RefusesBeforeTheOutputIsMade)
