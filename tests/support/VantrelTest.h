@@ -58,7 +58,8 @@ protected:
     void WaitForOutput() const
     {
         std::error_code none;
-        while (!HasOutput() || fs::file_size(strOut, none) <= 92) {
+        // Half a minute at most, so that a program that does not start is a failure, not a hang.
+        for (int i = 0; i < 30000 && (!HasOutput() || fs::file_size(strOut, none) <= 92); ++i) {
             usleep(1000);
         }
     }
