@@ -15,6 +15,7 @@ using source_t = clDecoder::source_t;
 constexpr uint64_t MIN_STRETCH = 4 * clDecimator::CHUNK;
 constexpr uint64_t STRETCHES_PER_PART = 16;
 
+// Rounded up.
 constexpr uint64_t Quotient(uint64_t uDividend, uint64_t uDivisor)
 {
     return (uDividend + uDivisor - 1) / uDivisor;

@@ -8,7 +8,9 @@
 namespace
 {
 
-using judge = vantrel;
+class judge : public vantrel, public testing::WithParamInterface<size_t>
+{
+};
 
 constexpr size_t BLOCK = 4096;
 
@@ -37,17 +39,16 @@ bytes_t Interleaved(const bytes_t &runs, size_t sizeChannels)
 
 } // namespace
 
-TEST_F(judge, FindsTheSameBitsInBothFiles)
+TEST_P(judge, FindsTheSameBitsInBothFiles)
 {
     if (RunProgram({"ffmpeg", "-version"}).iStatus != 0) {
         GTEST_SKIP() << "FFmpeg is not installed";
     }
-    for (size_t sizeChannels = 1; sizeChannels <= 6; ++sizeChannels) {
-        for (const size_t sizeFrames : {size_t{0}, size_t{1}, BLOCK - 1, BLOCK, BLOCK + 1,
-                                        64 * BLOCK - 1, 64 * BLOCK, 64 * BLOCK + 1}) {
-            const uint32_t uRate = 2822400U << (sizeFrames + sizeChannels) % 4;
-            SCOPED_TRACE(testing::Message() << sizeChannels << " channels, " << sizeFrames
-                                            << " bytes each, " << uRate << " Hz");
+    const size_t sizeChannels = GetParam();
+    for (const size_t sizeFrames : {size_t{0}, size_t{1}, BLOCK - 1, BLOCK, BLOCK + 1,
+                                    64 * BLOCK - 1, 64 * BLOCK, 64 * BLOCK + 1}) {
+        for (const uint32_t uRate : {2822400U, 5644800U, 11289600U, 22579200U}) {
+            SCOPED_TRACE(testing::Message() << sizeFrames << " bytes each, " << uRate << " Hz");
             const bytes_t sound = Pattern(sizeFrames * sizeChannels);
             ASSERT_EQ(said_t(),
                       Convert(DSDIFFBuilder().ChannelCount(sizeChannels).Rate(uRate).Sound(sound)));
@@ -57,3 +58,5 @@ TEST_F(judge, FindsTheSameBitsInBothFiles)
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Channels, judge, testing::Range(size_t{1}, size_t{7}));
