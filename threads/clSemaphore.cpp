@@ -26,6 +26,17 @@ void clSemaphore::Wait()
     }
 }
 
+bool clSemaphore::TryWait()
+{
+    if (sem_trywait(&sem) == 0) {
+        return true;
+    }
+    if (errno != EAGAIN) {
+        throw clException("clSemaphore::TryWait(): sem_trywait()", errno);
+    }
+    return false;
+}
+
 void clSemaphore::Post()
 {
     if (sem_post(&sem) < 0) {

@@ -27,6 +27,9 @@ public:
      */
     void Wait();
 
+    /** Takes one if the count is above 0. @return whether it did */
+    bool TryWait();
+
     /** Adds one. @throws clException when the count is at its limit; it stays there */
     void Post();
 

@@ -53,6 +53,16 @@ public:
     void ThreadPoolSubmit(long lThreads, void **ppArgs);
 
     /**
+     * The first half of ThreadPoolSubmit, for a caller that has work of its own: returns while the
+     * jobs run. The table of arguments is borrowed for the call alone. ThreadPoolWait has to
+     * follow before anything else.
+     */
+    void ThreadPoolStart(long lThreads, void **ppArgs);
+
+    /** The second half of ThreadPoolSubmit: returns when all jobs of the batch have returned. */
+    void ThreadPoolWait();
+
+    /**
      * Ends all workers, each after the job it is at, and returns when the last one has let go of
      * the pool; neither a signal nor a cancellation breaks this off. Nothing happens without
      * workers.

@@ -55,6 +55,27 @@ TEST(clThreadPool, FirstWorkersTakeTheJobsWithTheirArguments)
     }
 }
 
+TEST(clThreadPool, CallerWorksBesideTheJobs)
+{
+    clProbePool pool;
+    pool.ThreadPoolCreate(2);
+    clSemaphore semRunning;
+    clSemaphore semGo;
+    pool.fnJob = [&](long, void *) {
+        semRunning.Post();
+        semGo.Wait();
+    };
+    pool.ThreadPoolStart(2, nullptr);
+    semRunning.Wait();
+    semRunning.Wait();
+    EXPECT_FALSE(semRunning.TryWait());
+    semGo.Post();
+    semGo.Post();
+    pool.ThreadPoolWait();
+    EXPECT_FALSE(semGo.TryWait());
+    pool.ExpectWorking();
+}
+
 TEST(clThreadPool, RefusesWhatItCannotRun)
 {
     const std::string strPrefix =
