@@ -6,7 +6,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 
 class clDecoder;
@@ -68,13 +67,14 @@ public:
      * when it throws
      * @param uSetting the largest decoded read to come, in decoded samples over all channels: reads
      * up to it allocate nothing. Larger ones work too
-     * @param uSelect  the number of workers; 0, or more than there are channels, is one for each
-     * channel. A batch too short to be worth dividing is left to one of them
+     * @param uSelect  the number of workers, the thread that reads being one of them; 0, or more
+     * than there are channels, is one for each channel. A read too short to be worth dividing is
+     * left to fewer
      * @param bFirst   doubles the amplitude: all ones give +2.0
      * @param bSecond  takes the delay out: the first sample, and that after a seek, stands for the
      * position itself, and at the end the reads go on until the delayed samples are delivered too.
      * After a seek only 14 samples differ then
-     * @param bThird   decodes without vector instructions, to the same doubles
+     * @param bThird   filters without vector instructions, to the same doubles
      */
     virtual void Open(clStreamReader *pStream, uint64_t uSetting = 0, uint32_t uSelect = 0,
                       bool bFirst = false, bool bSecond = false, bool bThird = false) = 0;
@@ -151,22 +151,27 @@ public:
     uint64_t Flush(double *pBuffer, uint64_t uSize);
 
 protected:
-    /** Bytes that a decoded read has fetched: runs of one channel each, one of every channel in
-     * turn. */
-    struct fetched_t {
-        const uint8_t *cpBytes = nullptr;
-        /** Per channel. */
-        uint64_t uBytes = 0;
+    /** What decoded reads are made of: runs of one channel each, one of every channel in turn. */
+    struct feed_t {
+        /** Position in the file. */
+        uint64_t uPosition = 0;
+        /** Bytes per channel from there on, as the file announces them, rounded up. */
+        uint64_t uLeft = 0;
         /** Bytes in a run. */
         uint64_t uRun = 1;
         bool bLsbFirst = false;
-        /** Positions in the file before and after. */
-        uint64_t uStart = 0;
-        uint64_t uEnd = 0;
     };
 
-    /** Fetches up to so many bytes per channel, less only at the end. */
-    using fetch_t = std::function<fetched_t(uint64_t uBytes)>;
+    virtual feed_t GetFeed() const;
+
+    /**
+     * Fetches the next bytes, and moves on behind them.
+     *
+     * @param pDest  room for uBytes of each channel
+     * @param uBytes per channel; whole runs, or all that is left
+     * @return bytes per channel fetched; less than uBytes only at the end
+     */
+    virtual uint64_t Fetch(uint8_t *pDest, uint64_t uBytes);
 
     /** How the channels lie in the frames of a decoded read. */
     struct places_t {
@@ -180,12 +185,8 @@ protected:
     /** Whether ConfigureHook has prepared decoding as many channels as there are now. */
     bool IsDecoding() const;
 
-    /** Memory for the bytes of a fetch, valid until the next. */
-    uint8_t *GetFetchBuffer(uint64_t uBytes);
-
     /** The common part of the decoded reads. @return frames delivered */
-    uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places,
-                    const fetch_t &fetch);
+    uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places);
 
     /** Lets the next decoded read begin with silence before it, as after a seek. */
     void RestartDecoding() noexcept;
@@ -242,8 +243,12 @@ protected:
 
 private:
     void EndDecoding();
-    uint64_t RunJobs(double *pBuffer);
-    uint64_t Drain(double *pBuffer, uint64_t uFrames);
+    uint8_t *GetFetchBuffer(uint64_t uBytes);
+    uint64_t GetWhole(uint64_t uBytes) const noexcept;
+    void StartJobs(uint64_t uBytes);
+    void FetchRest(uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece);
+    uint64_t FinishJobs();
+    uint64_t Drain(uint64_t uFrames);
 
     /** Null unless the file can be decoded. */
     std::unique_ptr<clDecoder> pDecoder;
@@ -256,4 +261,7 @@ private:
     /** Decoded samples of each channel to be left out, and of the delay those delivered. */
     uint64_t uSkip = 0;
     uint64_t uDrained = 0;
+
+    /** Workers of the pool that have a job in this batch. */
+    uint32_t uHelpers = 0;
 };

@@ -16,6 +16,15 @@ namespace
 
 constexpr uint32_t DELAY = clDecimatorDesign::DELAY;
 
+// Bytes per channel that are fetched at a time: few enough for the helpers to start soon, enough to
+// be worth a call of the system. Whole runs and whole decoded samples.
+constexpr uint64_t GetPiece(uint64_t uRun)
+{
+    constexpr uint64_t AT_LEAST = 16384;
+    const uint64_t uUnit = 2 * uRun;
+    return (AT_LEAST + uUnit - 1) / uUnit * uUnit;
+}
+
 /**
  * Keeps signals and cancellations from the calling thread, and signals from the threads it starts.
  * Either would break off the wait for a batch, whose jobs go on writing into the caller's buffer; a
@@ -50,10 +59,10 @@ private:
 
 } // namespace
 
-void clDSD::ThreadPoolJob(long lThreadIdx, void *pArg)
+void clDSD::ThreadPoolJob(long lThreadIdx, void *)
 {
     if (pDecoder) {
-        pDecoder->Run(static_cast<uint32_t>(lThreadIdx), static_cast<double *>(pArg));
+        pDecoder->Run(static_cast<uint32_t>(lThreadIdx));
     }
 }
 
@@ -88,7 +97,8 @@ void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool
         RestartDecoding();
 
         const clUndisturbed undisturbed;
-        ThreadPoolCreate(static_cast<long>(uJobs));
+        // The thread that reads is a worker itself.
+        ThreadPoolCreate(static_cast<long>(uJobs) - 1);
     } catch (...) {
         EndDecoding();
         throw;
@@ -115,7 +125,8 @@ uint64_t clDSD::Flush(double *pBuffer, uint64_t uSize)
     if (target.bSilence) {
         std::fill_n(pBuffer, uFrames * target.uPlaces, 0.0);
     }
-    return Drain(pBuffer, uFrames) * target.uPlaces;
+    pDecoder->target.pFrames = pBuffer;
+    return Drain(uFrames) * target.uPlaces;
 }
 
 bool clDSD::IsDecoding() const
@@ -123,22 +134,23 @@ bool clDSD::IsDecoding() const
     return pDecoder && pDecoder->GetChannels() == GetChannels();
 }
 
-uint8_t *clDSD::GetFetchBuffer(uint64_t uBytes)
+clDSD::feed_t clDSD::GetFeed() const
 {
-    // Kept for all smaller reads: a player's are not all of one size.
-    if (uBytes > static_cast<uint64_t>(allocFetch.GetSize())) {
-        allocFetch.SetSize(static_cast<int64_t>(uBytes));
-    }
-    return static_cast<uint8_t *>(allocFetch.GetPtr());
+    return {};
 }
 
-uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places,
-                       const fetch_t &fetch)
+uint64_t clDSD::Fetch(uint8_t *, uint64_t)
+{
+    return 0;
+}
+
+uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places)
 {
     if (uFrames == 0) {
         return 0;
     }
     clDecoder::target_t &target = pDecoder->target;
+    target.pFrames = pBuffer;
     target.uPlaces = places.uPlaces;
     target.bSilence = places.bSilence;
     for (uint32_t i = 0; i < GetChannels(); ++i) {
@@ -156,24 +168,28 @@ uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places
     const uint64_t uWanted =
         bDecimate ? std::min(uFrames, std::numeric_limits<uint64_t>::max() / 2) * 2 : uFrames / 8;
     for (;;) {
-        const fetched_t fetched = fetch(uWanted);
-        // Half a decoded sample at the end is none.
-        const uint64_t uBytes = bDecimate ? fetched.uBytes / 2 * 2 : fetched.uBytes;
-        if (uBytes == 0) {
+        const feed_t feed = GetFeed();
+        const uint64_t uNow = std::min(uWanted, feed.uLeft);
+        const uint64_t uPiece = GetPiece(feed.uRun);
+        uint8_t *const pBytes = GetFetchBuffer(uNow * GetChannels());
+        const uint64_t uFetched = uNow == 0 ? 0 : Fetch(pBytes, std::min(uNow, uPiece));
+        if (GetWhole(uFetched) == 0) {
             break;
         }
-        if (uDrained != 0 || fetched.uStart != uFetchEnd) {
+        if (uDrained != 0 || feed.uPosition != uFetchEnd) {
             RestartDecoding();
         }
-        uFetchEnd = fetched.uEnd;
-        pDecoder->source = {fetched.cpBytes, uBytes, fetched.uRun, fetched.bLsbFirst};
+        pDecoder->source = {pBytes, uNow, feed.uRun, feed.bLsbFirst};
+        StartJobs(GetWhole(uFetched));
+        FetchRest(pBytes, uFetched, uPiece);
+        const uint64_t uDone = FinishJobs();
+        uFetchEnd = GetFeed().uPosition;
         // All that was fetched may have gone into the delay; that is not the end.
-        const uint64_t uDone = RunJobs(pBuffer);
         if (uDone != 0) {
             return uDone;
         }
     }
-    return bWithoutDelay ? Drain(pBuffer, uFrames) : 0;
+    return bWithoutDelay ? Drain(uFrames) : 0;
 }
 
 void clDSD::RestartDecoding() noexcept
@@ -198,25 +214,73 @@ void clDSD::EndDecoding()
     bWithoutDelay = false;
 }
 
-// One batch. @return frames delivered
-uint64_t clDSD::RunJobs(double *pBuffer)
+uint8_t *clDSD::GetFetchBuffer(uint64_t uBytes)
 {
-    const uint64_t uFrames = pDecoder->source.uBytes * 8 / GetDivisor();
-    pDecoder->target.uSkip = std::min(uSkip, uFrames);
+    // Kept for all smaller reads: a player's are not all of one size.
+    if (uBytes > static_cast<uint64_t>(allocFetch.GetSize())) {
+        allocFetch.SetSize(static_cast<int64_t>(uBytes));
+    }
+    return static_cast<uint8_t *>(allocFetch.GetPtr());
+}
+
+// Half a decoded sample at the end is none.
+uint64_t clDSD::GetWhole(uint64_t uBytes) const noexcept
+{
+    return bDecimate ? uBytes / 2 * 2 : uBytes;
+}
+
+// Begins a batch of which so many bytes per channel are there.
+void clDSD::StartJobs(uint64_t uBytes)
+{
+    pDecoder->target.uSkip = uSkip;
     pDecoder->bDecimate = bDecimate;
     pDecoder->dGain = IsDoubled() ? 2.0 * dGain : dGain;
-    uSkip -= pDecoder->target.uSkip;
+    uHelpers = pDecoder->Start() - 1;
+    pDecoder->Supply(uBytes);
+    if (uHelpers != 0) {
+        ThreadPoolStart(uHelpers, nullptr);
+    }
+}
 
-    std::array<void *, MAX_CHANNELS> apArgs;
-    apArgs.fill(pBuffer);
+// Fetches what is still missing of the batch, while the helpers decode what is there.
+void clDSD::FetchRest(uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece)
+{
+    try {
+        while (uFetched % uPiece == 0 && uFetched < pDecoder->source.uBytes) {
+            const uint64_t uNow = std::min(uPiece, pDecoder->source.uBytes - uFetched);
+            const uint64_t uMore = Fetch(pBytes + uFetched * GetChannels(), uNow);
+            uFetched += uMore;
+            pDecoder->Supply(GetWhole(uFetched));
+            if (uMore < uNow) {
+                break;
+            }
+        }
+    } catch (...) {
+        // A cancellation comes by here, too. The helpers work in memory that is the caller's.
+        FinishJobs();
+        RestartDecoding();
+        throw;
+    }
+}
+
+// Takes part in the batch until it is done. @return frames delivered
+uint64_t clDSD::FinishJobs()
+{
     const clUndisturbed undisturbed;
-    ThreadPoolSubmit(static_cast<long>(pDecoder->Start()), apArgs.data());
-    pDecoder->Finish();
-    return uFrames - pDecoder->target.uSkip;
+    pDecoder->EndSupply();
+    // The last part: its bytes came last and are in this processor's cache.
+    pDecoder->Run(uHelpers);
+    if (uHelpers != 0) {
+        ThreadPoolWait();
+    }
+    const uint64_t uFrames = pDecoder->Finish() * 8 / GetDivisor();
+    const uint64_t uLeftOut = std::min(uSkip, uFrames);
+    uSkip -= uLeftOut;
+    return uFrames - uLeftOut;
 }
 
 // The samples that are late, by decoding the silence behind the audio. @return frames delivered
-uint64_t clDSD::Drain(double *pBuffer, uint64_t uFrames)
+uint64_t clDSD::Drain(uint64_t uFrames)
 {
     std::array<uint8_t, size_t{2} * DELAY * MAX_CHANNELS> aIdle;
     const uint64_t uCount = std::min<uint64_t>(uFrames + uSkip, DELAY - uDrained);
@@ -226,5 +290,6 @@ uint64_t clDSD::Drain(double *pBuffer, uint64_t uFrames)
     aIdle.fill(IDLE_PATTERN);
     pDecoder->source = {aIdle.data(), 2 * uCount, 1, false};
     uDrained += uCount;
-    return RunJobs(pBuffer);
+    StartJobs(2 * uCount);
+    return FinishJobs();
 }

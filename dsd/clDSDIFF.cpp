@@ -290,32 +290,33 @@ uint64_t clDSDIFF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_
     if (!IsDecoding()) {
         throw clXDSDIFF("clDSDIFF::Read(): not opened for decoding");
     }
-    return Decode(pBuffer, uFrames, places, [this](uint64_t uBytes) { return Fetch(uBytes); });
+    return Decode(pBuffer, uFrames, places);
+}
+
+clDSD::feed_t clDSDIFF::GetFeed() const
+{
+    const clDSDIFFDataChunk &data = form.chunkData;
+    feed_t feed;
+    feed.uPosition = data.GetReadPos();
+    feed.uLeft = (data.uSize - std::min(feed.uPosition, data.uSize)) / GetChannels();
+    return feed;
 }
 
 // A stream that delivers less than asked is asked again: a piece of a decoded sample could not be
 // kept for the next read.
-clDSD::fetched_t clDSDIFF::Fetch(uint64_t uBytes)
+uint64_t clDSDIFF::Fetch(uint8_t *pDest, uint64_t uBytes)
 {
-    clDSDIFFDataChunk &data = form.chunkData;
     const uint32_t uChannels = GetChannels();
-    fetched_t fetched;
-    fetched.uStart = data.GetReadPos();
-    const uint64_t uLeft = data.uSize - std::min(fetched.uStart, data.uSize);
-    const uint64_t uWanted = std::min(uBytes, uLeft / uChannels) * uChannels;
-    uint8_t *pBytes = GetFetchBuffer(uWanted);
+    const uint64_t uWanted = uBytes * uChannels;
     uint64_t uRead = 0;
     while (uRead < uWanted) {
-        const uint64_t uMore = data.ReadRaw(pBytes + uRead, uWanted - uRead);
+        const uint64_t uMore = form.chunkData.ReadRaw(pDest + uRead, uWanted - uRead);
         if (uMore == 0) {
             break;
         }
         uRead += uMore;
     }
-    fetched.cpBytes = pBytes;
-    fetched.uBytes = uRead / uChannels;
-    fetched.uEnd = data.GetReadPos();
-    return fetched;
+    return uRead / uChannels;
 }
 
 uint8_t *clDSDIFF::RawBuffer(uint64_t uBytes)

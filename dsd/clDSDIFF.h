@@ -95,7 +95,8 @@ private:
     uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
     uint8_t *RawBuffer(uint64_t uBytes);
     uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places);
-    fetched_t Fetch(uint64_t uBytes);
+    feed_t GetFeed() const override;
+    uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
 
     clAlignedAlloc allocRaw;
     uint64_t uLastCount = 0;

@@ -160,7 +160,8 @@ private:
     void OpenStream(clStreamReader *pStreamReader);
     void ReadTag(uint64_t uFileSize);
     uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places);
-    fetched_t Fetch(uint64_t uBytes);
+    feed_t GetFeed() const override;
+    uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
     void CheckReading(const char *cpMessage) const;
     void CheckWriting(const char *cpMessage) const;
     uint8_t *WorkBuffer(uint64_t uSize);

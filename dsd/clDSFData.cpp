@@ -287,22 +287,29 @@ uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &
     if (!IsDecoding()) {
         throw clXDSF("clDSF::Read(): not opened for decoding");
     }
-    return Decode(pBuffer, uFrames, places, [this](uint64_t uBytes) { return Fetch(uBytes); });
+    return Decode(pBuffer, uFrames, places);
 }
 
-clDSD::fetched_t clDSF::Fetch(uint64_t uBytes)
+clDSD::feed_t clDSF::GetFeed() const
 {
     const uint32_t uChannels = GetChannels();
-    const uint64_t uBlockSize = GetBlockSize();
-    fetched_t fetched;
-    fetched.uStart = uDataPos;
-    const uint64_t uLeft = GetDataCapacity() - uDataPos;
-    const uint64_t uWanted = uBytes > uLeft / uChannels ? uLeft : uBytes * uChannels;
-    if (uWanted == 0) {
-        return fetched;
+    feed_t feed;
+    feed.uPosition = uDataPos;
+    feed.uLeft = (GetDataCapacity() - uDataPos) / uChannels;
+    // The last group may be cut off anywhere.
+    if ((GetDataCapacity() - uDataPos) % uChannels != 0) {
+        ++feed.uLeft;
     }
-    uint8_t *pBytes = GetFetchBuffer(uWanted);
-    const uint64_t uRead = pStream->ReadFully(pBytes, static_cast<size_t>(uWanted));
+    feed.uRun = GetBlockSize();
+    feed.bLsbFirst = !bMsbFirst;
+    return feed;
+}
+
+uint64_t clDSF::Fetch(uint8_t *pDest, uint64_t uBytes)
+{
+    const uint64_t uBlockSize = GetBlockSize();
+    const uint64_t uWanted = std::min(uBytes * GetChannels(), GetDataCapacity() - uDataPos);
+    const uint64_t uRead = pStream->ReadFully(pDest, static_cast<size_t>(uWanted));
     uDataPos += uRead;
 
     // A group that the stream ends in holds of every channel what it holds of the last.
@@ -316,12 +323,7 @@ clDSD::fetched_t clDSF::Fetch(uint64_t uBytes)
     }
     uSamples = std::min(uSamples, GetLength() - uSamplePos);
     uSamplePos += uSamples;
-    fetched.cpBytes = pBytes;
-    fetched.uBytes = uSamples / 8;
-    fetched.uRun = uBlockSize;
-    fetched.bLsbFirst = !bMsbFirst;
-    fetched.uEnd = uDataPos;
-    return fetched;
+    return uSamples / 8;
 }
 
 uint64_t clDSF::SeekBytes(uint64_t uBytes, const char *cpMessage)

@@ -10,10 +10,14 @@ namespace
 
 using source_t = clDecoder::source_t;
 
-// Each stretch has to be led up to, and another worker woken: few and long ones, but enough of them
-// to even out what one worker is behind.
+// Each stretch has to be led up to: a part is taken in long ones at first, then in shorter ones, so
+// that little is left to wait for at the end.
 constexpr uint64_t MIN_STRETCH = 4 * clDecimator::CHUNK;
-constexpr uint64_t STRETCHES_PER_PART = 16;
+constexpr uint64_t MAX_STRETCH = 64 * clDecimator::CHUNK;
+constexpr uint64_t SHARE_OF_REST = 4;
+
+// In the supply: there may be more.
+constexpr uint64_t MORE = uint64_t{1} << 63;
 
 // Rounded up.
 constexpr uint64_t Quotient(uint64_t uDividend, uint64_t uDivisor)
@@ -21,29 +25,30 @@ constexpr uint64_t Quotient(uint64_t uDividend, uint64_t uDivisor)
     return (uDividend + uDivisor - 1) / uDivisor;
 }
 
-// Bytes of one channel from byte uFrom on, the earliest sample in the highest bit.
-void Gather(uint8_t *pDest, size_t sizeCount, const source_t &source, uint64_t uFrom,
-            uint32_t uChIdx, size_t sizeChannels) noexcept
+// Bytes of each channel from byte uFrom on, the earliest sample in the highest bit.
+void Gather(uint8_t *const *ppDest, size_t sizeCount, const source_t &source, uint64_t uFrom,
+            uint32_t uChannels) noexcept
 {
     if (source.uRun == 1) {
-        const uint8_t *cpBytes = source.cpBytes + uFrom * sizeChannels + uChIdx;
-        for (size_t i = 0; i < sizeCount; ++i) {
-            pDest[i] = cpBytes[i * sizeChannels];
-        }
-    } else {
-        for (size_t i = 0; i < sizeCount;) {
-            const uint64_t uGroup = (uFrom + i) / source.uRun;
-            const uint64_t uInRun = (uFrom + i) % source.uRun;
-            const size_t sizePart =
-                static_cast<size_t>(std::min<uint64_t>(sizeCount - i, source.uRun - uInRun));
-            std::memcpy(pDest + i,
-                        source.cpBytes + (uGroup * sizeChannels + uChIdx) * source.uRun + uInRun,
-                        sizePart);
-            i += sizePart;
-        }
+        Kernels::Deinterleave(ppDest, source.cpBytes + uFrom * uChannels, sizeCount, uChannels,
+                              source.bLsbFirst);
+        return;
     }
-    if (source.bLsbFirst) {
-        Kernels::ReverseBits(pDest, pDest, sizeCount);
+    for (size_t i = 0; i < sizeCount;) {
+        const uint64_t uGroup = (uFrom + i) / source.uRun;
+        const uint64_t uInRun = (uFrom + i) % source.uRun;
+        const size_t sizePart =
+            static_cast<size_t>(std::min<uint64_t>(sizeCount - i, source.uRun - uInRun));
+        for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+            const uint8_t *cpPart =
+                source.cpBytes + (uGroup * uChannels + uChIdx) * source.uRun + uInRun;
+            if (source.bLsbFirst) {
+                Kernels::ReverseBits(ppDest[uChIdx] + i, cpPart, sizePart);
+            } else {
+                std::memcpy(ppDest[uChIdx] + i, cpPart, sizePart);
+            }
+        }
+        i += sizePart;
     }
 }
 
@@ -74,102 +79,153 @@ void clDecoder::Reset() noexcept
 
 uint32_t clDecoder::Start() noexcept
 {
-    constexpr uint64_t CHUNK = clDecimator::CHUNK;
-    uPart = source.uBytes;
-    uStretch = source.uBytes;
-    if (uMaxJobs > 1) {
-        uStretch = Quotient(source.uBytes, uMaxJobs * STRETCHES_PER_PART * CHUNK) * CHUNK;
-        uStretch = std::max(uStretch, MIN_STRETCH);
-        uPart = Quotient(Quotient(source.uBytes, uStretch), uMaxJobs) * uStretch;
-    }
+    uPart = std::max(Quotient(source.uBytes, uMaxJobs * clDecimator::CHUNK) * clDecimator::CHUNK,
+                     MIN_STRETCH);
     uJobs = static_cast<uint32_t>(Quotient(source.uBytes, uPart));
-    for (uint32_t uJob = 0; uJob < uJobs; ++uJob) {
-        auNext[uJob] = uJob * uPart;
+    for (uint32_t uOf = 0; uOf < uJobs; ++uOf) {
+        auNext[uOf] = uOf * uPart;
     }
+    uSupply = MORE;
     return uJobs;
 }
 
-void clDecoder::Run(uint32_t uJob, double *pDest) noexcept
+void clDecoder::Supply(uint64_t uBytes) noexcept
+{
+    uSupply = uBytes | MORE;
+    uSupply.notify_all();
+}
+
+void clDecoder::EndSupply() noexcept
+{
+    uSupply &= ~MORE;
+    uSupply.notify_all();
+}
+
+void clDecoder::Run(uint32_t uJob) noexcept
 {
     clDecimator *pSet = &aDecimators[size_t{uJob} * uChannels];
+    uint64_t uDone = UINT64_MAX;
     for (uint32_t i = 0; i < uJobs; ++i) {
-        const uint64_t uOf = (uJob + i) % uJobs;
-        const uint64_t uEnd = std::min((uOf + 1) * uPart, source.uBytes);
         uint64_t uFrom;
-        while ((uFrom = auNext[uOf].fetch_add(uStretch)) < uEnd) {
-            const uint64_t uTo = std::min(uFrom + uStretch, uEnd);
-            if (bDecimate) {
-                Decode(pSet, uFrom, uTo, pDest);
-            } else {
-                Unfold(uFrom, uTo, pDest);
+        while (const uint64_t uBytes = Take((uJob + i) % uJobs, uFrom)) {
+            const uint64_t uEnd = Await(uFrom + uBytes);
+            if (uEnd <= uFrom) {
+                break;
             }
+            if (bDecimate) {
+                Decode(pSet, uFrom, uEnd, uFrom != uDone);
+            } else {
+                Unfold(uFrom, uEnd);
+            }
+            uDone = uEnd;
         }
     }
 }
 
-void clDecoder::Finish() noexcept
+// The next stretch of a part. @return its bytes, 0 when there is none left
+uint64_t clDecoder::Take(uint32_t uOf, uint64_t &uFrom) noexcept
 {
-    const size_t sizeNew =
-        static_cast<size_t>(std::min<uint64_t>(source.uBytes, clDecimator::MEMORY));
+    const uint64_t uEnd = std::min((uOf + 1) * uPart, source.uBytes);
+    uint64_t uBytes;
+    uFrom = auNext[uOf];
+    do {
+        if (uFrom >= uEnd) {
+            return 0;
+        }
+        const uint64_t uChunks = (uEnd - uFrom) / SHARE_OF_REST / clDecimator::CHUNK;
+        uBytes = std::clamp(uChunks * clDecimator::CHUNK, MIN_STRETCH, MAX_STRETCH);
+        uBytes = std::min(uBytes, uEnd - uFrom);
+    } while (!auNext[uOf].compare_exchange_weak(uFrom, uFrom + uBytes));
+    return uBytes;
+}
+
+uint64_t clDecoder::Finish() noexcept
+{
+    const uint64_t uBytes = uSupply;
+    const size_t sizeNew = static_cast<size_t>(std::min<uint64_t>(uBytes, clDecimator::MEMORY));
+    std::array<uint8_t *, MAX_CHANNELS> apNew{};
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         uint8_t *pBytes = aHistory[uChIdx].data();
         std::memmove(pBytes, pBytes + sizeNew, clDecimator::MEMORY - sizeNew);
-        Gather(pBytes + clDecimator::MEMORY - sizeNew, sizeNew, source, source.uBytes - sizeNew,
-               uChIdx, uChannels);
+        apNew[uChIdx] = pBytes + clDecimator::MEMORY - sizeNew;
     }
+    Gather(apNew.data(), sizeNew, source, uBytes - sizeNew, uChannels);
+    return uBytes;
 }
 
-void clDecoder::Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd, double *pDest) noexcept
+// Waits until the source holds so many bytes, or no more come. @return how many of these it holds
+uint64_t clDecoder::Await(uint64_t uBytes) const noexcept
+{
+    uint64_t uThere;
+    while (((uThere = uSupply) & MORE) != 0 && (uThere & ~MORE) < uBytes) {
+        uSupply.wait(uThere);
+    }
+    return std::min(uThere & ~MORE, uBytes);
+}
+
+void clDecoder::Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd,
+                       bool bLeadUp) const noexcept
 {
     constexpr uint64_t CHUNK = clDecimator::CHUNK;
     // The samples that are wanted; what leads up to them is decoded for the filters alone.
     const uint64_t uFirst = std::max(uFrom / 2, target.uSkip);
+    std::array<uint8_t *, MAX_CHANNELS> apInput{};
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
-        if (target.auPlaces[uChIdx] == NO_PLACE) {
-            continue;
-        }
+        apInput[uChIdx] = pSet[uChIdx].GetInput();
+    }
+    if (bLeadUp) {
         if (uFrom == 0) {
-            std::copy(aHistory[uChIdx].begin(), aHistory[uChIdx].end(), pSet[uChIdx].GetInput());
+            for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+                std::copy(aHistory[uChIdx].begin(), aHistory[uChIdx].end(), apInput[uChIdx]);
+            }
         } else {
-            Gather(pSet[uChIdx].GetInput(), clDecimator::MEMORY, source,
-                   uFrom - clDecimator::MEMORY, uChIdx, uChannels);
+            Gather(apInput.data(), clDecimator::MEMORY, source, uFrom - clDecimator::MEMORY,
+                   uChannels);
         }
-        pSet[uChIdx].Decode(clDecimator::MEMORY, dGain);
+        for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+            pSet[uChIdx].Decode(clDecimator::MEMORY, dGain);
+        }
     }
     while (uFrom < uEnd) {
         const size_t sizeBytes = static_cast<size_t>(std::min(CHUNK, uEnd - uFrom));
         const uint64_t uSample = uFrom / 2;
+        Gather(apInput.data(), sizeBytes, source, uFrom, uChannels);
         // All channels in turn, so that each frame is written while it is in the cache.
         for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
             if (target.auPlaces[uChIdx] == NO_PLACE) {
                 continue;
             }
-            Gather(pSet[uChIdx].GetInput(), sizeBytes, source, uFrom, uChIdx, uChannels);
             const double *pSamples = pSet[uChIdx].Decode(sizeBytes, dGain);
+            double *pPlace = target.pFrames + target.auPlaces[uChIdx];
             for (uint64_t i = std::max(uFirst, uSample); i < uSample + sizeBytes / 2; ++i) {
-                pDest[(i - target.uSkip) * target.uPlaces + target.auPlaces[uChIdx]] =
-                    pSamples[i - uSample];
+                pPlace[(i - target.uSkip) * target.uPlaces] = pSamples[i - uSample];
             }
         }
         uFrom += sizeBytes;
     }
 }
 
-void clDecoder::Unfold(uint64_t uFrom, uint64_t uEnd, double *pDest) const noexcept
+void clDecoder::Unfold(uint64_t uFrom, uint64_t uEnd) const noexcept
 {
     const double dOne = dGain * clDecimatorDesign::FULL_SCALE;
+    std::array<std::array<uint8_t, clDecimator::CHUNK>, MAX_CHANNELS> aBytes;
+    std::array<uint8_t *, MAX_CHANNELS> apBytes{};
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
-        if (target.auPlaces[uChIdx] == NO_PLACE) {
-            continue;
-        }
-        uint8_t aBytes[clDecimator::CHUNK];
-        for (uint64_t uByte = uFrom; uByte < uEnd; uByte += sizeof(aBytes)) {
-            const uint64_t uCount = std::min<uint64_t>(sizeof(aBytes), uEnd - uByte);
-            Gather(aBytes, static_cast<size_t>(uCount), source, uByte, uChIdx, uChannels);
-            double *pTo = pDest + uByte * 8 * target.uPlaces + target.auPlaces[uChIdx];
+        apBytes[uChIdx] = aBytes[uChIdx].data();
+    }
+    while (uFrom < uEnd) {
+        const uint64_t uCount = std::min<uint64_t>(clDecimator::CHUNK, uEnd - uFrom);
+        Gather(apBytes.data(), static_cast<size_t>(uCount), source, uFrom, uChannels);
+        for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
+            if (target.auPlaces[uChIdx] == NO_PLACE) {
+                continue;
+            }
+            double *pTo = target.pFrames + uFrom * 8 * target.uPlaces + target.auPlaces[uChIdx];
             for (uint64_t i = 0; i < uCount * 8; ++i) {
-                pTo[i * target.uPlaces] = (aBytes[i / 8] >> (7 - i % 8) & 1) != 0 ? dOne : -dOne;
+                pTo[i * target.uPlaces] =
+                    (aBytes[uChIdx][i / 8] >> (7 - i % 8) & 1) != 0 ? dOne : -dOne;
             }
         }
+        uFrom += uCount;
     }
 }

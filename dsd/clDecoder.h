@@ -11,10 +11,11 @@
  * What clDSD decodes with: decimators, the bytes to decode and where the samples go.
  *
  * Its jobs may run at the same time. Each has a part of the batch, in time, and goes through it in
- * stretches, all channels of one after another: so what it writes stays in its processor's cache
- * from batch to batch. When it is done it helps the others with theirs. All else belongs to the one
- * thread that sets up the batch and waits for it.
+ * stretches, all channels of one after another, waiting where the bytes are not there yet; what it
+ * writes stays near its processor from batch to batch. When it is done it helps the others with
+ * theirs. All else belongs to the one thread that sets up the batch, supplies it and waits for it.
  */
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): it keeps the processors apart.
 class clDecoder
 {
 public:
@@ -24,7 +25,7 @@ public:
     /** The place of a channel whose samples go nowhere. */
     static constexpr uint32_t NO_PLACE = UINT32_MAX;
 
-    /** Whole decoded samples of bytes: runs of one channel each, one of every channel in turn. */
+    /** Bytes, or the room for them: runs of one channel each, one of every channel in turn. */
     struct source_t {
         const uint8_t *cpBytes = nullptr;
         uint64_t uBytes = 0; // per channel
@@ -34,6 +35,7 @@ public:
 
     /** Frames of samples, and the place in the frame of each channel. */
     struct target_t {
+        double *pFrames = nullptr;
         uint32_t uPlaces = 0;
         std::array<uint32_t, MAX_CHANNELS> auPlaces{};
         bool bSilence = false; // other places are silent, not left alone
@@ -57,14 +59,23 @@ public:
     /** Forgets all bytes seen; what comes next follows upon silence. */
     void Reset() noexcept;
 
-    /** Divides the batch. @return its jobs: each from 0 on has to run once */
+    /** Begins the batch. @return its jobs: each from 0 on has to run once */
     uint32_t Start() noexcept;
 
-    /** The work of one job. */
-    void Run(uint32_t uJob, double *pDest) noexcept;
+    /** The source holds so many bytes per channel now, whole decoded samples. */
+    void Supply(uint64_t uBytes) noexcept;
 
-    /** Keeps what the next batch looks back at; after the last job. */
-    void Finish() noexcept;
+    /** The source will not hold more: the jobs return when they are through with what there is. */
+    void EndSupply() noexcept;
+
+    /** The work of one job. */
+    void Run(uint32_t uJob) noexcept;
+
+    /**
+     * Keeps what the next batch looks back at; after the last job.
+     * @return bytes per channel of the batch
+     */
+    uint64_t Finish() noexcept;
 
     // The batch; not empty, set before Start.
     source_t source;
@@ -73,8 +84,10 @@ public:
     double dGain = 1.0;    // 1/32 makes full scale 1.0
 
 private:
-    void Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd, double *pDest) noexcept;
-    void Unfold(uint64_t uFrom, uint64_t uEnd, double *pDest) const noexcept;
+    uint64_t Take(uint32_t uOf, uint64_t &uFrom) noexcept;
+    uint64_t Await(uint64_t uBytes) const noexcept;
+    void Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd, bool bLeadUp) const noexcept;
+    void Unfold(uint64_t uFrom, uint64_t uEnd) const noexcept;
 
     uint32_t uChannels;
     uint32_t uMaxJobs;
@@ -83,10 +96,14 @@ private:
     /** The last bytes of each channel before the batch, the earliest sample in the highest bit. */
     std::array<std::array<uint8_t, clDecimator::MEMORY>, MAX_CHANNELS> aHistory;
 
-    // Bytes per channel.
-    uint64_t uPart = 0;
-    uint64_t uStretch = 0;
-    /** Where the next stretch of each part begins. */
-    std::array<std::atomic<uint64_t>, MAX_CHANNELS> auNext{};
     uint32_t uJobs = 0;
+    /** Bytes per channel of a part. */
+    uint64_t uPart = 0;
+
+    // What the jobs change lies apart from what they only read, by a pair of cache lines.
+
+    /** Where the next stretch of each part begins. */
+    alignas(128) std::array<std::atomic<uint64_t>, MAX_CHANNELS> auNext{};
+    /** Bytes per channel that are there, and whether there may be more. */
+    std::atomic<uint64_t> uSupply{0};
 };

@@ -23,8 +23,8 @@ void DecodeFile(const char *cpInput, const char *cpOutput)
     std::unique_ptr<clStreamReader> spStream(CreateStreamReader(cpInput));
     const std::unique_ptr<clDSD> spFile = MakeReader(*spStream);
 
-    // Open starts one worker per channel, which decode while Read waits; Close or the destructor
-    // ends them. From here on the stream belongs to the reader.
+    // One worker per channel decodes: this thread in Read, and others that Open starts and Close or
+    // the destructor ends. From here on the stream belongs to the reader.
     constexpr bool DOUBLE_AMPLITUDE = false;
     constexpr bool WITHOUT_DELAY = true;
     spFile->Open(spStream.release(), 0, 0, DOUBLE_AMPLITUDE, WITHOUT_DELAY);
@@ -33,7 +33,7 @@ void DecodeFile(const char *cpInput, const char *cpOutput)
         throw std::runtime_error("the file does not say how to play it");
     }
 
-    // Reads are whole blocks, which both formats take. Sixteen make waking the workers cheap.
+    // Reads are whole blocks, which both formats take. Sixteen are worth sharing among workers.
     const uint64_t uBlock = std::max(spFile->GetBlockSamples(), 1U);
     std::vector<double> aSamples(16 * uBlock * uChannels);
 

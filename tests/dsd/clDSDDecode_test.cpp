@@ -5,13 +5,17 @@
 #include "tests/support/DecodeHelpers.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/Response.h"
+#include "threads/clSemaphore.h"
 
 #include <cstring>
 #include <random>
+#include <thread>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 namespace
 {
@@ -255,6 +259,78 @@ TEST_P(decode, SignalsDoNotBreakABatchOff)
     EXPECT_EQ(2 * (64 * BLOCK + DELAY), all.size());
 }
 
+TEST_P(decode, FailureWhileWorkersDecodeEndsTheReadAlone)
+{
+    const bytes_t sound = Pattern(2 * 32 * BLOCK);
+    MemoryStream *pStream = MakeStream(GetParam(), sound, 2);
+    spFile->Open(pStream);
+    samples_t expected(2 * 16 * BLOCK);
+    ASSERT_EQ(expected.size(), spFile->Read(expected.data(), expected.size()));
+    samples_t out(expected.size());
+    for (const unsigned uPiece : {1U, 2U, 4U}) {
+        spFile->SeekFrame(0);
+        pStream->FailAt<std::runtime_error>(MemoryStream::CALL_READ, uPiece, "lost");
+        EXPECT_THROW_MSG(spFile->Read(out.data(), out.size()), std::runtime_error, "lost");
+        spFile->SeekFrame(0);
+        ASSERT_EQ(out.size(), spFile->Read(out.data(), out.size()));
+        EXPECT_TRUE(Same(expected, out));
+    }
+}
+
+namespace
+{
+
+/** Says when it is asked for the bytes at a place, and never delivers them. */
+class clStallingStream : public MemoryStream
+{
+public:
+    using MemoryStream::MemoryStream;
+
+    ssize_t Read(void *pBuffer, size_t sizeBuffer) override
+    {
+        if (Tell() < lStallAt) {
+            return MemoryStream::Read(pBuffer, sizeBuffer);
+        }
+        semStalled.Post();
+        for (;;) {
+            pause();
+        }
+    }
+
+    off_t lStallAt = 0;
+    clSemaphore semStalled;
+};
+
+} // namespace
+
+TEST(clDSD, ThreadCancelledInAReadLeavesNoWorkerBehind)
+{
+    const bytes_t file = DSDIFFBuilder().Sound(Pattern(2 * 32 * BLOCK)).Build();
+    auto *pStream = new clStallingStream(file);
+    pStream->lStallAt = static_cast<off_t>(file.size());
+    clDSDIFF reader;
+    reader.Open(pStream);
+    samples_t expected(2 * 16 * BLOCK);
+    ASSERT_EQ(expected.size(), reader.Read(expected.data(), expected.size()));
+
+    pStream->lStallAt = 70000;
+    reader.SeekFrame(0);
+    // Its buffer goes with the thread.
+    std::thread thread([&] {
+        samples_t out(expected.size());
+        reader.Read(out.data(), out.size());
+    });
+    pStream->semStalled.Wait();
+    pthread_cancel(thread.native_handle());
+    thread.join();
+
+    pStream->lStallAt = static_cast<off_t>(file.size());
+    reader.SeekFrame(0);
+    samples_t out(expected.size());
+    ASSERT_EQ(out.size(), reader.Read(out.data(), out.size()));
+    EXPECT_TRUE(Same(expected, out));
+}
+
 // One sound, and every way to it.
 TEST(clDSD, DecodesToTheSameBitsEveryWay)
 {
@@ -278,7 +354,7 @@ TEST(clDSD, DecodesToTheSameBitsEveryWay)
             const auto format = iWay % 2 == 0 ? FORMAT_DSDIFF : FORMAT_DSF;
             const uint32_t uBlock = 2 * Any(1, Any(1, 3000));
             MemoryStream *pStream = nullptr;
-            uint32_t uRead = Any(1, Any(1, 9000));
+            uint32_t uRead = Any(1, Any(1, 30000));
             if (format == FORMAT_DSDIFF) {
                 pStream = MakeStream(format, sound, uChannels);
             } else {
@@ -297,7 +373,7 @@ TEST(clDSD, DecodesToTheSameBitsEveryWay)
                               .BitsPerSample(bMsbFirst ? 8 : 1)
                               .Data(data, sizeBytes * 8)
                               .Stream();
-                uRead = uBlock / 2 * Any(1, 9000 / uBlock + 1);
+                uRead = uBlock / 2 * Any(1, 60000 / uBlock + 1);
             }
             pStream->ShortReads(Any(1, 5000));
             const uint32_t uWorkers = Any(0, 7);
