@@ -29,9 +29,15 @@ private:
     static constexpr size_t BYTES = OUTPUT + CHUNK / 2;
 
 public:
-    /** Bytes of the memory, which is aligned as doubles are; whole cache lines. */
+    /**
+     * Alignment of the memory. Whole pages, as processors load ahead, but not beyond a page: two
+     * decimators that run at the same time would take each other's cache lines away.
+     */
+    static constexpr size_t WORK_ALIGNMENT = 4096;
+    /** Bytes of the memory. */
     static constexpr size_t WORK_SIZE =
-        (BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK + 63) / 64 * 64;
+        (BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK + WORK_ALIGNMENT - 1) /
+        WORK_ALIGNMENT * WORK_ALIGNMENT;
 
     /** @param pWork WORK_SIZE bytes */
     clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels) noexcept;

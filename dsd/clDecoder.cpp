@@ -63,8 +63,9 @@ clDecoder::clDecoder(uint32_t uChannelCount, uint32_t uJobCount, void *const *pp
     clDecimatorDesign::Get(); // computed here, where it may run out of memory, not in a job
     for (uint32_t uSet = 0; uSet < uMaxJobs; ++uSet) {
         for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
-            aDecimators.emplace_back(static_cast<uint8_t *>(ppWork[uChIdx]) + GetWorkSize(uSet),
-                                     kernels);
+            auto *pWork = static_cast<uint8_t *>(ppWork[uChIdx]) + uSet * clDecimator::WORK_SIZE;
+            pWork += -reinterpret_cast<uintptr_t>(pWork) % clDecimator::WORK_ALIGNMENT;
+            aDecimators.emplace_back(pWork, kernels);
         }
     }
     Reset();

@@ -51,7 +51,7 @@ public:
 
     static constexpr size_t GetWorkSize(uint32_t uJobs) noexcept
     {
-        return uJobs * clDecimator::WORK_SIZE;
+        return uJobs * clDecimator::WORK_SIZE + clDecimator::WORK_ALIGNMENT;
     }
 
     uint32_t GetChannels() const noexcept { return uChannels; }
