@@ -155,13 +155,14 @@ protected:
     struct feed_t {
         /** Position in the file. */
         uint64_t uPosition = 0;
-        /** Bytes per channel from there on, as the file announces them, rounded up. */
+        /** Bytes per channel from there on, at most, as the file announces them. */
         uint64_t uLeft = 0;
         /** Bytes in a run. */
         uint64_t uRun = 1;
         bool bLsbFirst = false;
     };
 
+    /** What the next fetch finds. */
     virtual feed_t GetFeed() const;
 
     /**
@@ -243,7 +244,7 @@ protected:
 
 private:
     void EndDecoding();
-    uint8_t *GetFetchBuffer(uint64_t uBytes);
+    uint8_t *GetFetchBuffer(uint64_t uTimes, uint32_t uEach);
     uint64_t GetWhole(uint64_t uBytes) const noexcept;
     void StartJobs(uint64_t uBytes);
     void FetchRest(uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece);

@@ -82,10 +82,7 @@ void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool
         for (uint32_t i = 0; i < uChannels; ++i) {
             apWork[i] = aWork[i].SetSize(static_cast<int64_t>(clDecoder::GetWorkSize(uJobs)));
         }
-        // What leaves 64 bits becomes a size that no buffer can have.
-        const uint64_t uBytesPerSample = std::max(GetDivisor() / 8, 1U);
-        GetFetchBuffer(uSetting > INT64_MAX / uBytesPerSample ? UINT64_MAX
-                                                              : uSetting * uBytesPerSample);
+        GetFetchBuffer(uSetting, std::max(GetDivisor() / 8, 1U));
 
         pDecoder = std::make_unique<clDecoder>(uChannels, uJobs, apWork.data(),
                                                bThird ? DecimatorKernels::SCALAR
@@ -171,7 +168,7 @@ uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places
         const feed_t feed = GetFeed();
         const uint64_t uNow = std::min(uWanted, feed.uLeft);
         const uint64_t uPiece = GetPiece(feed.uRun);
-        uint8_t *const pBytes = GetFetchBuffer(uNow * GetChannels());
+        uint8_t *const pBytes = GetFetchBuffer(uNow, GetChannels());
         const uint64_t uFetched = uNow == 0 ? 0 : Fetch(pBytes, std::min(uNow, uPiece));
         if (GetWhole(uFetched) == 0) {
             break;
@@ -214,8 +211,11 @@ void clDSD::EndDecoding()
     bWithoutDelay = false;
 }
 
-uint8_t *clDSD::GetFetchBuffer(uint64_t uBytes)
+// Memory for so many times so many bytes.
+uint8_t *clDSD::GetFetchBuffer(uint64_t uTimes, uint32_t uEach)
 {
+    // What leaves 63 bits becomes a size that no buffer can have.
+    const uint64_t uBytes = uTimes > INT64_MAX / uEach ? UINT64_MAX : uTimes * uEach;
     // Kept for all smaller reads: a player's are not all of one size.
     if (uBytes > static_cast<uint64_t>(allocFetch.GetSize())) {
         allocFetch.SetSize(static_cast<int64_t>(uBytes));

@@ -36,9 +36,9 @@ void *StartRoutine(void *pPool)
 }
 
 /**
- * Stays awake for some fifty microseconds before it sleeps. Where batches follow each other closely
- * most of them begin and end within that, and waking a thread, on a virtual processor all the more,
- * takes longer than that. Who else wants the processor gets it.
+ * Stays awake for less than a tenth of a millisecond before it sleeps. Where batches follow each
+ * other closely most waits are over by then, and waking a thread can take as long, on a virtual
+ * processor above all. Who else wants the processor gets it.
  */
 void WaitAwake(clSemaphore &sem)
 {
