@@ -10,7 +10,7 @@ namespace
 
 using source_t = clDecoder::source_t;
 
-// Each stretch has to be led up to: a part is taken in long ones at first, but none that has to wait
+// Each stretch has to be led up to: a part is taken in long ones at first, though none that waits
 // for many bytes, then in shorter ones, so that little is left to wait for at the end.
 constexpr uint64_t MIN_STRETCH = 4 * clDecimator::CHUNK;
 constexpr uint64_t MAX_STRETCH = 16 * clDecimator::CHUNK;
