@@ -6,6 +6,7 @@
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFModel.h"
 
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -30,6 +31,13 @@ inline MemoryStream *MakeStream(format_t format, const bytes_t &sound, uint32_t 
         return DSDIFFBuilder().ChannelCount(uChannels).Sound(sound).Stream();
     }
     return new MemoryStream(ExpectedDSF(sound, uChannels, 2822400));
+}
+
+/** Bit for bit: == would take two zeros for one. */
+inline bool Same(const samples_t &a, const samples_t &b)
+{
+    return a.size() == b.size() &&
+           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
 }
 
 /** All samples of an open file from where it stands, without those of Flush. */
