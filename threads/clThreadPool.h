@@ -56,10 +56,16 @@ public:
      * The first half of ThreadPoolSubmit, for a caller that has work of its own: returns while the
      * jobs run. The table of arguments is borrowed for the call alone. ThreadPoolWait has to
      * follow before anything else.
+     *
+     * @throws clXThreadPool when lThreads is below 1 or more than there are workers; nothing runs
      */
     void ThreadPoolStart(long lThreads, void **ppArgs);
 
-    /** The second half of ThreadPoolSubmit: returns when all jobs of the batch have returned. */
+    /**
+     * The second half of ThreadPoolSubmit: returns when all jobs of the batch have returned.
+     *
+     * @throws clException when a signal handler interrupts the wait, as ThreadPoolSubmit does
+     */
     void ThreadPoolWait();
 
     /**
