@@ -30,9 +30,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Formats, decode, testing::Values(FORMAT_DSDIFF, FORMAT_DSF),
-                         [](const auto &row) {
-                             return row.param == FORMAT_DSDIFF ? "DSDIFF" : "DSF";
-                         });
+                         FormatName<testing::TestParamInfo<format_t>>);
 
 } // namespace
 

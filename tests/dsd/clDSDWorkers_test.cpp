@@ -26,9 +26,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Formats, decodeWorkers, testing::Values(FORMAT_DSDIFF, FORMAT_DSF),
-                         [](const auto &row) {
-                             return row.param == FORMAT_DSDIFF ? "DSDIFF" : "DSF";
-                         });
+                         FormatName<testing::TestParamInfo<format_t>>);
 
 /** Says when it is asked for the bytes at a place, and never delivers them. */
 class clStallingStream : public MemoryStream

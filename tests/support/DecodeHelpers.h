@@ -8,11 +8,19 @@
 
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 // Files of a given sound, one byte of every channel in turn, for tests of the decoded reads.
 
 enum format_t { FORMAT_DSDIFF, FORMAT_DSF };
+
+/** The end of the name of a test that runs with each format. */
+template <class Row>
+std::string FormatName(const Row &row)
+{
+    return row.param == FORMAT_DSDIFF ? "DSDIFF" : "DSF";
+}
 
 using samples_t = std::vector<double>;
 
