@@ -71,12 +71,22 @@ bool IsSameFile(const char *cpPathA, const char *cpPathB)
            statA.st_ino == statB.st_ino;
 }
 
-// Whether a file exists whose size is not what can be read from it.
+// Whether a file exists whose size is not what can be read from it. The null device has nothing to
+// read and says so: it is an empty tag.
 bool IsSpecialFile(const char *cpPath)
 {
     struct stat statFile = {};
-    return Look(cpPath, statFile) && !S_ISREG(statFile.st_mode) && !S_ISDIR(statFile.st_mode);
+    return Look(cpPath, statFile) && !S_ISREG(statFile.st_mode) && !S_ISDIR(statFile.st_mode) &&
+           !IsSameFile(cpPath, "/dev/null");
 }
+
+// Whether the tag would be read from the file that is being written.
+bool IsTagTheOutput(const char *cpTag, const char *cpOutput)
+{
+    return cpTag != nullptr && IsSameFile(cpTag, cpOutput);
+}
+
+constexpr char TAG_IS_OUTPUT[] = "tag file and output are the same file";
 
 // What is found wrong with the names alone; null when nothing is.
 const char *FindNameFault(const char *cpInput, const char *cpOutput, const char *cpTag)
@@ -85,8 +95,8 @@ const char *FindNameFault(const char *cpInput, const char *cpOutput, const char 
     if (IsSameFile(clStreamReaderFile::PathOf(strInput).c_str(), cpOutput)) {
         return "input and output are the same file";
     }
-    if (cpTag != nullptr && IsSameFile(cpTag, cpOutput)) {
-        return "tag file and output are the same file";
+    if (IsTagTheOutput(cpTag, cpOutput)) {
+        return TAG_IS_OUTPUT;
     }
     if (cpTag != nullptr && IsSpecialFile(cpTag)) {
         return "the tag file is no regular file";
@@ -211,6 +221,10 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
     }
 
     writer.Create(cpOutput, reader.GetSampleRate(), uChannels);
+    // A name that led to no file before may be that of the output now.
+    if (IsTagTheOutput(cpTag, cpOutput)) {
+        return Fail(TAG_IS_OUTPUT);
+    }
     if (reader.GetSampleRate() == 0) {
         std::fprintf(stderr, "warning: input file names no sample rate, %" PRIu32 " Hz assumed\n",
                      writer.GetSampleRate());
@@ -231,14 +245,15 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
 int main(int argc, char **argv)
 {
     HoldStandardDescriptors();
+    // The call that fails then says so, instead of a signal ending the process. Before the banner,
+    // whose reader may be gone already.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     std::fputs(BANNER, stderr);
     if (argc < 3) {
         std::fprintf(stderr, "%s <infile> <outfile> [tagfile]\n", argc > 0 ? argv[0] : "vantrel");
         return EXIT_FAILURE;
     }
-    // The call that fails then says so, instead of the process being killed without a word.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return Convert(argv[1], argv[2], argc > 3 ? argv[3] : nullptr);
     } catch (const std::exception &caught) {

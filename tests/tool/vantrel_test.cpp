@@ -63,6 +63,9 @@ TEST_F(vantrel, AppendsTheTagAsItIs)
         EXPECT_EQ(said_t(), Run({strIn, strOut, folder.Write("tag", tag)}));
         EXPECT_EQ(ExpectedDSF(sound, 2, 2822400, &tag), Output());
     }
+    const bytes_t none;
+    EXPECT_EQ(said_t(), Run({strIn, strOut, "/dev/null"}));
+    EXPECT_EQ(ExpectedDSF(sound, 2, 2822400, &none), Output());
 }
 
 TEST_F(vantrel, LeavesAProvisionalHeaderWithoutItsTag)
@@ -94,7 +97,7 @@ TEST_F(vantrel, RefusesBeforeTheOutputIsMade)
         EXPECT_FALSE(HasOutput()) << said.second;
     }
     EXPECT_EQ(said_t(1, "error: the tag file is no regular file\n"),
-              Run({strIn, strOut, "/dev/null"}));
+              Run({strIn, strOut, "/dev/zero"}));
     EXPECT_EQ(said_t(1, "exception: clStreamReaderFile::clStreamReaderFile(): clFileIO::Open(): "
                         "open(): No such file or directory\n"),
               Run({folder.Path("none"), strOut}));
@@ -124,6 +127,10 @@ TEST_F(vantrel, NeverOverwritesWhatItReads)
         EXPECT_EQ(input, folder.Read("in.dff"));
         EXPECT_EQ(Pattern(30), folder.Read("tag"));
     }
+    // The name leads to no file until the output is created.
+    EXPECT_EQ(said_t(1, "error: tag file and output are the same file\n"),
+              Run({strIn, strOut, strOut}));
+    ExpectProvisional();
 }
 
 TEST_F(vantrel, ConvertsWhatIsThereAndWarns)
@@ -152,6 +159,17 @@ TEST_F(vantrel, KeepsItsMessagesOutOfTheOutput)
     folder.Write("in.dff", B().Sound(Pattern(20), 30).Build());
     const run_t run = RunProgram(
         {"/bin/sh", "-c", "exec \"$0\" \"$1\" \"$2\" <&- >&- 2>&-", PROGRAM, strIn, strOut});
+    EXPECT_EQ(0, run.iStatus);
+    EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), Output());
+}
+
+TEST_F(vantrel, ConvertsWhenNobodyReadsItsMessages)
+{
+    // The pipe has no reader any more when the program writes its first line.
+    folder.Write("in.dff", B().Sound(Pattern(20)).Build());
+    const run_t run =
+        RunProgram({"/bin/bash", "-c", "exec 2> >(:); wait $!; exec \"$0\" \"$1\" \"$2\"", PROGRAM,
+                    strIn, strOut});
     EXPECT_EQ(0, run.iStatus);
     EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), Output());
 }
