@@ -1,8 +1,8 @@
 // How many times faster than real time a file in memory is decoded, and the two stages alone.
 
+#include "decode/clDecimator.h"
 #include "dsd/clDSDIFF.h"
 #include "dsd/clDSF.h"
-#include "dsd/clDecimator.h"
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFModel.h"
 

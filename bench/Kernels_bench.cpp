@@ -1,7 +1,7 @@
 // Bytes per second of the permutations, for every instruction set of this processor and every count
 // of channels, beside memcpy of as many bytes in the same run.
 
-#include "dsd/Kernels.h"
+#include "kernels/Kernels.h"
 
 #include <cstring>
 #include <string>

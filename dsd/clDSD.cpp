@@ -1,7 +1,7 @@
 #include "dsd/clDSD.h"
 
-#include "dsd/Kernels.h"
-#include "dsd/clDecoder.h"
+#include "decode/clDecoder.h"
+#include "kernels/Kernels.h"
 
 #include <numeric>
 

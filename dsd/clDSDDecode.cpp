@@ -1,6 +1,6 @@
 #include "base/clException.h"
+#include "decode/clDecoder.h"
 #include "dsd/clDSD.h"
-#include "dsd/clDecoder.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 #include "dsd/clDSDIFF.h"
 
 #include "base/clException.h"
-#include "dsd/Kernels.h"
 #include "io/clStreamReader.h"
+#include "kernels/Kernels.h"
 
 #include <algorithm>
 #include <limits>

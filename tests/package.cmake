@@ -19,7 +19,7 @@ foreach(installed bin/vantrel share/man/man1/vantrel.1 include/vantrel/dsd/clDSD
         message(FATAL_ERROR "${installed} was not installed")
     endif()
 endforeach()
-if(EXISTS ${scratch}/prefix/include/vantrel/dsd/Kernels.h)
+if(EXISTS ${scratch}/prefix/include/vantrel/kernels/Kernels.h)
     message(FATAL_ERROR "a private header was installed")
 endif()
 run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${CONSUMER_DIR} -B ${scratch}/build

@@ -1,7 +1,7 @@
 // The decoded reads of both formats, seen through the interface that they share.
 
 #include "base/clException.h"
-#include "dsd/DecimatorKernels.h"
+#include "decode/DecimatorKernels.h"
 #include "tests/support/DecodeHelpers.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/Response.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dsd/Kernels.h"
+#include "kernels/Kernels.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "dsd/clDecimator.h"
+#include "decode/clDecimator.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
-#include "dsd/Kernels.h"
+#include "kernels/Kernels.h"
 
-#include "dsd/KernelsVector.h"
+#include "kernels/KernelsVector.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "dsd/DecimatorKernels.h"
-#include "dsd/clDecimatorDesign.h"
+#include "decode/DecimatorKernels.h"
+#include "decode/clDecimatorDesign.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -3,7 +3,7 @@
 // Part of every processor of this kind, so no function needs an attribute for it.
 #define VANTREL_TARGET
 
-#include "dsd/KernelsVector.h"
+#include "kernels/KernelsVector.h"
 
 #include <arm_neon.h>
 

@@ -1,6 +1,6 @@
-#include "dsd/DecimatorKernels.h"
+#include "decode/DecimatorKernels.h"
 
-#include "dsd/clDecimatorDesign.h"
+#include "decode/clDecimatorDesign.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "dsd/Kernels.h"
+#include "kernels/Kernels.h"
 
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/KernelsCheck.h"

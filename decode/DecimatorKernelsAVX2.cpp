@@ -1,8 +1,8 @@
-#include "dsd/DecimatorKernels.h"
+#include "decode/DecimatorKernels.h"
 
 #if defined(__x86_64__)
 
-#include "dsd/clDecimatorDesign.h"
+#include "decode/clDecimatorDesign.h"
 
 #include <immintrin.h>
 

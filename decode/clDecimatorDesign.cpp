@@ -1,4 +1,4 @@
-#include "dsd/clDecimatorDesign.h"
+#include "decode/clDecimatorDesign.h"
 
 #include <cmath>
 #include <numbers>

@@ -2,7 +2,7 @@
 
 #define VANTREL_TARGET __attribute__((target("avx2")))
 
-#include "dsd/KernelsVector.h"
+#include "kernels/KernelsVector.h"
 
 #include <immintrin.h>
 

@@ -1,6 +1,6 @@
-#include "dsd/clDecoder.h"
+#include "decode/clDecoder.h"
 
-#include "dsd/Kernels.h"
+#include "kernels/Kernels.h"
 
 #include <algorithm>
 #include <cstring>

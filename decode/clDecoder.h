@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dsd/clDecimator.h"
+#include "decode/clDecimator.h"
 
 #include <array>
 #include <atomic>
