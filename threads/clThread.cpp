@@ -1,5 +1,6 @@
 #include "threads/clThread.h"
 
+#include "base/clCancelDelay.h"
 #include "base/clException.h"
 
 #include <cstdio>
@@ -46,8 +47,7 @@ clThread::~clThread() noexcept(false)
 {
     // A cancellation of the calling thread must not break off the join: the thread would go on
     // without its object.
-    int iState = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &iState);
+    const clCancelDelay delay;
     bEnding = true;
     try {
         if (bRunning) {
@@ -56,7 +56,6 @@ clThread::~clThread() noexcept(false)
         Wait();
     } catch (...) {
     }
-    pthread_setcancelstate(iState, nullptr);
 }
 
 void clThread::Create(void *pArg, bool bDetach)

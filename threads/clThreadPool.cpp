@@ -1,5 +1,6 @@
 #include "threads/clThreadPool.h"
 
+#include "base/clCancelDelay.h"
 #include "base/clException.h"
 
 #include <cerrno>
@@ -66,19 +67,6 @@ void WaitThrough(clSemaphore &sem)
         }
     }
 }
-
-/** Puts a cancellation of the calling thread off until the end of the block. */
-class clCancelDelay
-{
-public:
-    clCancelDelay() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &iState); }
-    clCancelDelay(const clCancelDelay &) = delete;
-    clCancelDelay &operator=(const clCancelDelay &) = delete;
-    ~clCancelDelay() { pthread_setcancelstate(iState, nullptr); }
-
-private:
-    int iState = PTHREAD_CANCEL_ENABLE;
-};
 
 } // namespace
 

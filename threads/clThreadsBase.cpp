@@ -1,5 +1,6 @@
 #include "threads/clThreadsBase.h"
 
+#include "base/clCancelDelay.h"
 #include "base/clException.h"
 
 #include <cstdio>
@@ -43,8 +44,7 @@ clThreadsBase::~clThreadsBase() noexcept(false)
 {
     // A cancellation of the calling thread must not break off a join: the thread would go on
     // without its object.
-    int iState = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &iState);
+    const clCancelDelay delay;
     bEnding = true;
     try {
         const clMutexLock lock(mtxThreads);
@@ -54,7 +54,6 @@ clThreadsBase::~clThreadsBase() noexcept(false)
         }
     } catch (...) {
     }
-    pthread_setcancelstate(iState, nullptr);
 }
 
 int clThreadsBase::Create(void *pArg, bool bDetach)
