@@ -5,8 +5,8 @@
 /**
  * Puts a cancellation of the calling thread off until the end of the block.
  *
- * Not for a thread that takes cancellations asynchronously: its next one would leave the
- * destructor.
+ * Not for a thread that takes cancellations asynchronously: one that is pending would leave the
+ * destructor, which ends the process.
  */
 class clCancelDelay
 {

@@ -1,6 +1,7 @@
 #include "io/clFileIO.h"
 
 #include "base/clException.h"
+#include "io/Descriptor.h"
 
 #include <cerrno>
 
@@ -103,8 +104,9 @@ void clFileIO::Close()
         munmap(pMapping, uSize);
     }
     mapMappings.clear();
-    if (close(iFileH) != 0) {
-        throw clXFileIO("clFileIO::Close(): close()", errno);
+    const int iError = CloseDescriptor(iFileH);
+    if (iError != 0) {
+        throw clXFileIO("clFileIO::Close(): close()", iError);
     }
     iFileH = -1;
     if (iUnlinkMark == UNLINK_ON_CLOSE && unlink(strFileName.c_str()) != 0) {

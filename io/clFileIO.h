@@ -12,7 +12,7 @@
  * Owns one POSIX file descriptor and the memory mappings made of it.
  *
  * One thread at a time. Every failure is a clXFileIO; where a system call failed, the system's text
- * is part of the message.
+ * is part of the message. Closing is no point where a thread can be cancelled.
  */
 class clFileIO
 {

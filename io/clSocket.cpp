@@ -2,6 +2,7 @@
 
 #include "base/clException.h"
 #include "base/clString.h"
+#include "io/Descriptor.h"
 #include "io/clSocketAddr.h"
 
 #include <algorithm>
@@ -87,7 +88,7 @@ clSocket &clSocket::operator=(const clSocket &source)
 clSocket::~clSocket() noexcept
 {
     if (bAutoClose && iSockH >= 0) {
-        ::close(iSockH);
+        CloseDescriptor(iSockH);
     }
 }
 
@@ -214,8 +215,9 @@ void clSocket::Close()
     // thread's file.
     const int iOldH = iSockH;
     iSockH = -1;
-    if (::close(iOldH) != 0) {
-        throw clXSocket("clSocket::Close(): close()", errno);
+    const int iError = CloseDescriptor(iOldH);
+    if (iError != 0) {
+        throw clXSocket("clSocket::Close(): close()", iError);
     }
 }
 

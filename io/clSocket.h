@@ -20,8 +20,8 @@ inline constexpr size_t SOCKETOP_READBUF_SIZE = 4096;
  *
  * One thread at a time. A call that fails throws clXSocket with the system's text. A peer that has
  * gone is such a failure too and never a signal. Counts of bytes may be short, as the system
- * returns them. Raw structures and options are passed on as they are, so their sizes are the
- * caller's word.
+ * returns them. Raw structures and options are passed on as they are; their sizes are not checked.
+ * Closing is no point where a thread can be cancelled.
  *
  * Waits are made with select(2): time-outs are milliseconds, a signal counts as a time-out, and a
  * closed descriptor or one from FD_SETSIZE on is refused with clXSocket.
