@@ -198,8 +198,12 @@ ssize_t clFileIO::Write(const void *pBuffer, size_t sizeBuffer)
         throw clXFileIO("clFileIO::Write(): write()", errno);
     }
     if (static_cast<size_t>(lWritten) != sizeBuffer) {
-        // A short write sets no error number; what it means for a file is that the room ran out.
-        throw clXFileIO("clFileIO::Write(): write()", ENOSPC);
+        // A short write sets no error number; the system names the cause when it refuses the rest.
+        // Without a signal: the exception is the report, and the first write has raised none.
+        const size_t sizeDone = static_cast<size_t>(lWritten);
+        const ssize_t lRest = WriteWithoutSignal(
+            iFileH, static_cast<const uint8_t *>(pBuffer) + sizeDone, sizeBuffer - sizeDone);
+        throw clXFileIO("clFileIO::Write(): write()", lRest < 0 ? errno : ENOSPC);
     }
     return lWritten;
 }

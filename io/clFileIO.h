@@ -91,7 +91,10 @@ public:
 
     /**
      * One write(2).
-     * @throws clXFileIO also when only a part was written, so that callers need not look for that
+     *
+     * @throws clXFileIO also when only a part was written, so that callers need not look for that.
+     * The rest is then written once to learn the cause, "No space left on device" when the system
+     * names none; the file and its position have moved by an unknown part of the bytes.
      */
     virtual ssize_t Write(const void *pBuffer, size_t sizeBuffer);
 

@@ -4,10 +4,12 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/TempFolder.h"
 
+#include <csignal>
 #include <tuple>
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -138,4 +140,22 @@ TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
     file.Close();
     EXPECT_FALSE(IsMapped(pSecond));
     EXPECT_THROW_MSG(file.Map(0, 1, READ, 0), clXFileIO, Says("Map(): mmap()", EBADF));
+}
+
+TEST(clFileIO, ShortWriteNamesWhatRefusedTheRest)
+{
+    constexpr off_t LIMIT = 1 << 20;
+    const TempFolder folder;
+    clFileIO file(folder.Write("file", {}).c_str(), READWRITE, 0);
+    file.Seek(clFileIO::SEEK_POINT_START, LIMIT - 1);
+    rlimit limit = {};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit limitOld = limit;
+    limit.rlim_cur = LIMIT;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    // Its default action would end the process.
+    std::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_THROW_MSG(file.Write("ab", 2), clXFileIO, Says("Write(): write()", EFBIG));
+    setrlimit(RLIMIT_FSIZE, &limitOld);
+    EXPECT_EQ(LIMIT, file.Size());
 }
