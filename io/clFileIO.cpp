@@ -33,9 +33,6 @@ clFileIO::clFileIO(const char *cpPath, access_t access, int iOptions) : clFileIO
 // NOLINTNEXTLINE(bugprone-exception-escape): the last word on whether all bytes arrived.
 clFileIO::~clFileIO() noexcept(false)
 {
-    if (iFileH < 0) {
-        return;
-    }
     try {
         clFileIO::Close();
     } catch (...) {
@@ -97,13 +94,14 @@ void clFileIO::Open(const char *cpPath, access_t access, int iOptions)
 
 void clFileIO::Close()
 {
-    if (iFileH < 0) {
-        return;
-    }
+    // Also without a descriptor: Detach leaves the mappings.
     for (const auto &[pMapping, uSize] : mapMappings) {
         munmap(pMapping, uSize);
     }
     mapMappings.clear();
+    if (iFileH < 0) {
+        return;
+    }
     const int iError = CloseDescriptor(iFileH);
     if (iError != 0) {
         throw clXFileIO("clFileIO::Close(): close()", iError);

@@ -61,7 +61,7 @@ public:
     virtual void Open(const char *cpPath, access_t access, int iOptions);
 
     /**
-     * Releases all mappings and closes the file; nothing happens on a closed object.
+     * Releases all mappings and closes the file; nothing happens when there is neither.
      * @throws clXFileIO when close(2) reports an error: the descriptor then stays held; or when a
      * file marked for deletion cannot be deleted: it is closed by then
      */
@@ -111,7 +111,8 @@ public:
 
     /**
      * Lets go of the descriptor without closing it, for destructors whose Close has failed: on
-     * Linux the descriptor is gone by then, and a second close(2) could hit another file.
+     * Linux the descriptor is gone by then, and a second close(2) could hit another file. Mappings
+     * stay valid and owned: Unmap, Close or the destructor ends them.
      */
     void Detach() noexcept { iFileH = -1; }
 

@@ -142,6 +142,28 @@ TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
     EXPECT_THROW_MSG(file.Map(0, 1, READ, 0), clXFileIO, Says("Map(): mmap()", EBADF));
 }
 
+TEST(clFileIO, DetachKeepsMappingsForCloseAndTheDestructor)
+{
+    const TempFolder folder;
+    const std::string strPath = folder.Write("file", {7});
+    void *pMapping = nullptr;
+    {
+        clProbeFile file;
+        for (const bool bClose : {true, false}) {
+            file.Open(strPath.c_str(), READ, 0);
+            pMapping = file.Map(0, 1, READ, 0);
+            close(file.iFileH);
+            file.Detach();
+            EXPECT_TRUE(IsMapped(pMapping));
+            if (bClose) {
+                file.Close();
+                EXPECT_FALSE(IsMapped(pMapping));
+            }
+        }
+    }
+    EXPECT_FALSE(IsMapped(pMapping));
+}
+
 TEST(clFileIO, ShortWriteNamesWhatRefusedTheRest)
 {
     constexpr off_t LIMIT = 1 << 20;
