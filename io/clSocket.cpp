@@ -235,7 +235,10 @@ ssize_t clSocket::Read(void *pBuffer, size_t sizeBuffer)
 ssize_t clSocket::Write(const void *pBuffer, size_t sizeBuffer)
 {
     // A write(2) in all but the signal that it would send when the peer is gone.
-    const ssize_t lResult = ::send(iSockH, pBuffer, sizeBuffer, MSG_NOSIGNAL);
+    ssize_t lResult = ::send(iSockH, pBuffer, sizeBuffer, MSG_NOSIGNAL);
+    if (lResult == -1 && errno == ENOTSOCK) {
+        lResult = WriteWithoutSignal(iSockH, pBuffer, sizeBuffer);
+    }
     if (lResult == -1) {
         throw clXSocket("clSocket::Write(): write()", errno);
     }

@@ -86,6 +86,7 @@ public:
 
     // ---- transfer ----
 
+    // Read and Write also take the descriptor of a pipe or a file in iSockH.
     ssize_t Read(void *pBuffer, size_t sizeBuffer);
     ssize_t Write(const void *pBuffer, size_t sizeBuffer);
     ssize_t Recv(void *pBuffer, size_t sizeBuffer, int iFlags);

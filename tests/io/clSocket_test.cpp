@@ -6,6 +6,7 @@
 #include "tests/support/ScriptedServer.h"
 #include "tests/support/TempFolder.h"
 
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
@@ -100,6 +101,43 @@ TEST(clSocket, FailingCallsNameThemselves)
                        {"SendTo(): sendto()", [&] { pair.near.SendTo("x", 1, 0, nullptr, 0); }},
                        {"SendMsg(): sendmsg()", [&] { pair.near.SendMsg(&message, 0); }},
                    });
+}
+
+TEST(clSocket, WriteTakesAPipeWhoseEndIsNoSignal)
+{
+    int aPipeH[2];
+    ASSERT_EQ(0, pipe(aPipeH));
+    clSocket near;
+    clSocket far;
+    far.iSockH = aPipeH[0];
+    near.iSockH = aPipeH[1];
+    char aText[4] = {};
+    EXPECT_EQ(3, near.Write("abc", 3));
+    EXPECT_EQ(0, near.Write(nullptr, 0));
+    EXPECT_EQ(3, far.Read(aText, 3));
+    EXPECT_STREQ("abc", aText);
+    far.Close();
+
+    std::signal(SIGPIPE, SIG_DFL);
+    const calls_t calls = {{"Write(): write()", [&] { near.Write("x", 1); }}};
+    ExpectFailures(EPIPE, calls);
+    sigset_t set;
+    pthread_sigmask(SIG_BLOCK, nullptr, &set);
+    EXPECT_FALSE(sigismember(&set, SIGPIPE));
+
+    // A signal that the caller keeps pending is not taken from it.
+    sigemptyset(&set);
+    sigaddset(&set, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    for (const bool bRaised : {false, true}) {
+        if (bRaised) {
+            raise(SIGPIPE);
+        }
+        ExpectFailures(EPIPE, calls);
+        const timespec now = {};
+        EXPECT_EQ(bRaised ? SIGPIPE : -1, sigtimedwait(&set, nullptr, &now));
+    }
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 TEST(clSocket, DescriptorsAreOwned)
