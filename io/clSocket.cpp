@@ -166,11 +166,7 @@ int clSocket::Accept(clSocketAddr **ppPeer, unsigned uTimeoutMs)
     clSocket sockPeer;
     sockPeer.iSockH = Accept(reinterpret_cast<sockaddr *>(&peer), &size, uTimeoutMs);
     if (sockPeer.iSockH >= 0) {
-        try {
-            *ppPeer = clSocketAddrDetect::GetAddr(reinterpret_cast<const sockaddr *>(&peer), size);
-        } catch (const clException &caught) {
-            WrapException<clXSocket>("clSocket::Accept(): ", caught);
-        }
+        *ppPeer = clSocketAddrDetect::GetAddr(reinterpret_cast<const sockaddr *>(&peer), size);
     }
     sockPeer.bAutoClose = false;
     return sockPeer.iSockH;

@@ -69,8 +69,8 @@ public:
      *                   null after a time-out or a failure. Null: the address is not wanted
      * @param uTimeoutMs 0 waits without limit
      * @return the connection's descriptor, owned by the caller; -1 after a time-out
-     * @throws clXSocket also when an address is wanted that has no class, as that of most local
-     *         peers; the connection is closed then
+     * @throws clXSocketAddr as clSocketAddrDetect when an address is wanted that has no class, that
+     *         of most local peers for example; the connection is closed then
      */
     int Accept(clSocketAddr **ppPeer = nullptr, unsigned uTimeoutMs = 0);
     int Accept(std::nullptr_t, unsigned uTimeoutMs = 0);

@@ -242,8 +242,8 @@ TEST(clSocket, AcceptTellsThePeerOrClosesIt)
     Socket caller(AF_LOCAL);
     caller.Connect(addr);
     const DescriptorCheck check;
-    EXPECT_THROW_MSG(local.Accept(&pPeer), clXSocket,
-                     "clSocket::Accept(): clSocketAddrDetect::GetAddr(): no match");
+    EXPECT_THROW_MSG(local.Accept(&pPeer), clXSocketAddr,
+                     "clSocketAddrDetect::GetAddr(): no match");
     EXPECT_EQ(nullptr, pPeer);
 }
 
