@@ -225,11 +225,12 @@ void clSocketAddrIPv4::Copy(const clSocketAddrIPv4 &source)
 
 void clSocketAddrIPv4::Set(const char *cpHost, uint16_t uPort)
 {
-    addrIPv4 = {AF_INET, htons(uPort), {}, {}};
+    sockaddr_in addrNew = {AF_INET, htons(uPort), {}, {}};
     if (cpHost == nullptr) {
+        addrIPv4 = addrNew;
         return;
     }
-    const int iParsed = inet_pton(AF_INET, cpHost, &addrIPv4.sin_addr);
+    const int iParsed = inet_pton(AF_INET, cpHost, &addrNew.sin_addr);
     if (iParsed < 0) {
         throw clXSocketAddr("clSocketAddrIPv4::Set(): inet_pton()", errno);
     }
@@ -238,8 +239,9 @@ void clSocketAddrIPv4::Set(const char *cpHost, uint16_t uPort)
         if (pList == nullptr) {
             throw clXSocketAddr("clSocketAddrIPv4::Set(): getaddrinfo()", errno);
         }
-        addrIPv4.sin_addr = reinterpret_cast<const sockaddr_in *>(pList->ai_addr)->sin_addr;
+        addrNew.sin_addr = reinterpret_cast<const sockaddr_in *>(pList->ai_addr)->sin_addr;
     }
+    addrIPv4 = addrNew;
 }
 
 // ---- clSocketAddrIPv6 ----
@@ -311,11 +313,12 @@ void clSocketAddrIPv6::Copy(const clSocketAddrIPv6 &source)
 
 void clSocketAddrIPv6::Set(const char *cpHost, uint16_t uPort)
 {
-    addrIPv6 = {AF_INET6, htons(uPort), 0, {}, 0};
+    sockaddr_in6 addrNew = {AF_INET6, htons(uPort), 0, {}, 0};
     if (cpHost == nullptr) {
+        addrIPv6 = addrNew;
         return;
     }
-    const int iParsed = inet_pton(AF_INET6, cpHost, &addrIPv6.sin6_addr);
+    const int iParsed = inet_pton(AF_INET6, cpHost, &addrNew.sin6_addr);
     if (iParsed < 0) {
         throw clXSocketAddr("clSocketAddrIPv6::Set(): inet_pton()", errno);
     }
@@ -326,9 +329,10 @@ void clSocketAddrIPv6::Set(const char *cpHost, uint16_t uPort)
         }
         // A link-local address is of no use without the interface that came with it.
         const auto *spFound = reinterpret_cast<const sockaddr_in6 *>(pList->ai_addr);
-        addrIPv6.sin6_addr = spFound->sin6_addr;
-        addrIPv6.sin6_scope_id = spFound->sin6_scope_id;
+        addrNew.sin6_addr = spFound->sin6_addr;
+        addrNew.sin6_scope_id = spFound->sin6_scope_id;
     }
+    addrIPv6 = addrNew;
 }
 
 // ---- clSocketAddrDetect ----

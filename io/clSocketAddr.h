@@ -90,9 +90,10 @@ public:
     /**
      * Takes a numeric address or else asks the resolver, whose first answer counts.
      *
-     * @param cpHost null is the wildcard address
+     * @param cpHost null is the wildcard address; written as static_cast<const char *>(nullptr),
+     *               since a bare nullptr fits the raw structure of the other Set as well
      * @param uPort  in host byte order
-     * @throws clXSocketAddr for a name the resolver does not know; the address is then the wildcard
+     * @throws clXSocketAddr for a name the resolver does not know; the address stays as it was
      */
     void Set(const char *cpHost, uint16_t uPort);
 

@@ -43,6 +43,21 @@ TEST(clSocketAddr, FamiliesDescribeAndGuardThemselves)
     }
 }
 
+// Otherwise a caller that goes on would bind to all interfaces.
+TEST(clSocketAddr, FailedSetKeepsTheOldAddress)
+{
+    clSocketAddrIPv4 addrIPv4;
+    clSocketAddrIPv6 addrIPv6;
+    addrIPv4.Set("127.0.0.1", 80);
+    addrIPv6.Set("::1", 80);
+    EXPECT_THROW(addrIPv4.Set("", 81), clXSocketAddr);
+    EXPECT_THROW(addrIPv6.Set("", 81), clXSocketAddr);
+    EXPECT_STREQ("127.0.0.1:80", addrIPv4.AsStringPort().c_str());
+    EXPECT_STREQ("::1:80", addrIPv6.AsStringPort().c_str());
+    addrIPv4.Set(static_cast<const char *>(nullptr), 81);
+    EXPECT_STREQ("0.0.0.0:81", addrIPv4.AsStringPort().c_str());
+}
+
 TEST(clSocketAddrDetect, ChoosesByTextOrSize)
 {
     EXPECT_EQ("127.0.0.1:0", Detect("127.0.0.1"));
