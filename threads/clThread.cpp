@@ -64,8 +64,12 @@ void clThread::Create(void *pArg, bool bDetach)
         throw clXThread("clThread::Create(): already running!");
     }
     std::unique_ptr<StartRecord> pStart(new StartRecord{this, pArg});
+    const pthread_t tidOld = tidThread;
     int iResult = pthread_create(&tidThread, nullptr, ThreadEntry, pStart.get());
     if (iResult != 0) {
+        // A failure leaves the handle undefined, and a thread that has ended may still want its
+        // Wait.
+        tidThread = tidOld;
         throw clXThread("clThread::Create(): pthread_create()", iResult);
     }
     static_cast<void>(pStart.release()); // The new thread deletes it.

@@ -37,8 +37,8 @@ public:
      * creating another before such a thread was waited for loses the first one for good.
      *
      * @param bDetach nobody will wait for the thread; its Execute has to end by returning
-     * @throws clXThread when a thread is running or none can be started; also when it cannot be
-     * detached, in which case it runs and can be waited for
+     * @throws clXThread when a thread is running; when none can be started, and the one before can
+     * still be waited for; when it cannot be detached, in which case it runs and can be waited for
      */
     void Create(void *pArg, bool bDetach);
 

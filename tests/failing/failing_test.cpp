@@ -365,7 +365,12 @@ namespace
 
 class clIdleThread : public clThread
 {
-    void *Execute(void *) override { return nullptr; }
+public:
+    clSemaphore semDone;
+
+private:
+    void *Execute(void *pArg) override { return pArg; }
+    void ThreadClean() override { semDone.Post(); }
 };
 
 class clIdleThreads : public clThreadsBase
@@ -430,4 +435,14 @@ TEST(failing_calls, SayWhichOneItWas)
     clThreadPool pool;
     EXPECT_FAILS(pool.ThreadPoolCreate(3), clXThreadPool, EAGAIN,
                  "clThreadPool::ThreadPoolCreate(): pthread_create(): ", 2);
+}
+
+TEST(failing_calls, ThreadThatEndedSurvivesAFailedCreation)
+{
+    clIdleThread thread;
+    thread.Create(&thread, false);
+    thread.semDone.Wait();
+    EXPECT_FAILS(thread.Create(nullptr, false), clXThread, EAGAIN,
+                 "clThread::Create(): pthread_create(): ");
+    EXPECT_EQ(&thread, thread.Wait());
 }

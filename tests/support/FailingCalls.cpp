@@ -125,7 +125,9 @@ CALL(int, pthread_mutex_init, errno, (pthread_mutex_t *p, const pthread_mutexatt
 CALL(int, pthread_mutex_lock, errno, (pthread_mutex_t *p), (p))
 CALL(int, pthread_detach, errno, (pthread_t t), (t))
 CALL(int, pthread_join, errno, (pthread_t t, void **p), (t, p))
-CALL(int, pthread_create, errno, (pthread_t *p, const pthread_attr_t *q, void *(*r)(void *), void *s), (p, q, r, s))
+// A failure may leave anything in the handle.
+CALL(int, pthread_create, (*p = pthread_self(), errno),
+     (pthread_t *p, const pthread_attr_t *q, void *(*r)(void *), void *s), (p, q, r, s))
 // F_GETFD only asks whether a descriptor is open.
 WRAP(int, fcntl, (int i, int j, long l), return j != F_GETFD && Fails("fcntl") ? -1 : __real_fcntl(i, j, l);)
 
