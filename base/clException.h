@@ -9,8 +9,8 @@
  * The text is "class::operation(): detail". A layer that passes a failure on puts its own prefix in
  * front (see WrapException), so the prefixes read from the outermost call inwards.
  *
- * Constructors, destructor and what() do not throw: running out of memory while a message is copied
- * ends the process.
+ * Constructors, also the copying one, destructor and what() do not throw: running out of memory
+ * while a message is copied ends the process.
  */
 class clException : public std::exception
 {
@@ -21,7 +21,7 @@ public:
     /** The text, ": " and the system's text for the error number, also for number 0. */
     clException(const char *cpMessage, int iErrorNumber) noexcept;
 
-    clException(const clException &) = default;
+    clException(const clException &) noexcept = default;
     clException &operator=(const clException &) = default;
     ~clException() noexcept override;
 

@@ -10,6 +10,7 @@
 
 static_assert(std::is_base_of_v<clXDSD, clXDSDIFF> && std::is_base_of_v<clXDSD, clXDSF>);
 static_assert(!std::is_base_of_v<clXDSDIFF, clXDSF> && !std::is_base_of_v<clXThread, clXThreads>);
+static_assert(std::is_nothrow_copy_constructible_v<clXSocketError>);
 static_assert(sizeof(clXSocketError) == sizeof(clException), "a class adds only its type");
 
 TEST(clException, NumberAddsTheSystemsText)
