@@ -22,7 +22,9 @@
  * to, and must not be null where nothing is said about it. A string that was moved from is copied
  * and stays usable.
  *
- * The destructor may throw because that of the shared clWeakAlloc does.
+ * The destructor may throw because that of the shared clWeakAlloc does. What holds a clString by
+ * value is then not nothrow-destructible either: a lambda with such a capture does not compile as
+ * the function of a std::thread or std::async. Capture a std::shared_ptr<clString> there.
  */
 class clString
 {

@@ -72,6 +72,9 @@ public:
      * Ends all workers, each after the job it is at, and returns when the last one has let go of
      * the pool; neither a signal nor a cancellation breaks this off. Nothing happens without
      * workers.
+     *
+     * Waits for ever when a job throws during this call and its worker is the last one to end: a
+     * worker that dies posts nothing.
      */
     void ThreadPoolDestroy();
 

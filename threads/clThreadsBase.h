@@ -58,6 +58,9 @@ public:
      * Ends a thread and forgets its number, so it cannot be waited for any more. A number that is
      * not recorded changes nothing.
      *
+     * The thread is neither joined nor detached: the system keeps its stack until a caller who
+     * knows its pthread_t does one of them after this call.
+     *
      * @throws clXThreads when the system refuses; the thread stays recorded
      */
     void Cancel(int iId);
