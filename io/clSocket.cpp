@@ -1,14 +1,12 @@
 #include "io/clSocket.h"
 
 #include "base/clException.h"
-#include "base/clString.h"
 #include "io/Descriptor.h"
 #include "io/clSocketAddr.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <stdexcept>
 
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -296,67 +294,6 @@ ssize_t clSocket::SendMsg(const msghdr *pMessage, int iFlags)
         throw clXSocket("clSocket::SendMsg(): sendmsg()", errno);
     }
     return lResult;
-}
-
-ssize_t clSocket::GetLine(clString &strLine, unsigned uTimeoutMs)
-{
-    strLine.Clear();
-    auto *const cpBuf = static_cast<char *>(allocReadBuf.SetSize(SOCKETOP_READBUF_SIZE));
-    std::memset(cpBuf, 0, SOCKETOP_READBUF_SIZE);
-    for (;;) {
-        if (uTimeoutMs == 0) {
-            WaitRead();
-        } else if (!WaitRead(uTimeoutMs)) {
-            return -1;
-        }
-        const ssize_t lPeeked = Recv(cpBuf, SOCKETOP_READBUF_SIZE - 1, MSG_PEEK);
-        if (lPeeked < 1) {
-            return lPeeked;
-        }
-        sizeRecvCount = static_cast<uint64_t>(lPeeked);
-        if (sizeRecvCount >= SOCKETOP_READBUF_SIZE) {
-            throw std::runtime_error("clSocket::GetLine(): sizeRecvCount >= SOCKETOP_READBUF_SIZE");
-        }
-        char *const cpEnd = cpBuf + sizeRecvCount;
-        char *const cpStop =
-            std::find_if(cpBuf, cpEnd, [](char c) { return c == '\n' || c == '\0'; });
-        std::replace(cpBuf, cpStop, '\r', '\0');
-        *cpStop = '\0';
-        strLine += cpBuf;
-
-        // The zeros are in the buffer only; what the socket still holds is taken from it unseen.
-        const bool bComplete = cpStop != cpEnd;
-        // All of that: what stayed behind would be read once more, as a line of its own.
-        auto sizeLeft = static_cast<size_t>(cpStop - cpBuf) + (bComplete ? 1 : 0);
-        while (sizeLeft != 0) {
-            const ssize_t lTaken = Recv(cpBuf, sizeLeft, 0);
-            if (lTaken < 1) {
-                return lTaken;
-            }
-            sizeLeft -= static_cast<size_t>(lTaken);
-        }
-        if (bComplete) {
-            return static_cast<ssize_t>(strLine.sizeStr);
-        }
-    }
-}
-
-ssize_t clSocket::SendLine(const char *cpText)
-{
-    return SendLine(clString(cpText));
-}
-
-ssize_t clSocket::SendLine(const clString &strText)
-{
-    clString strLine = strText;
-    if (strLine.Find('\n') == clString::NOT_FOUND) {
-        strLine += "\n";
-    }
-    const ssize_t lSent = Send(strLine.c_str(), strLine.sizeStr, 0);
-    if (static_cast<uint64_t>(lSent) != strLine.sizeStr) {
-        throw clXSocket("clSocket::SendLine(): short Send()");
-    }
-    return lSent;
 }
 
 // ---- state, options and addresses ----

@@ -109,6 +109,17 @@ public:
     ssize_t GetLine(clString &strLine, unsigned uTimeoutMs = 0);
 
     /**
+     * Appends the part of a line that has arrived, for callers that wait or limit the length
+     * themselves. Blocks when nothing has.
+     *
+     * @param strLine   receives what GetLine would keep of it
+     * @param bComplete whether the line ends with this part
+     * @return the bytes taken from the socket, which may be more than were appended; 0 when the
+     *         peer has closed
+     */
+    ssize_t GetLinePiece(clString &strLine, bool &bComplete);
+
+    /**
      * Sends a text, and a line feed behind it if there is none anywhere in it.
      * @return the bytes sent
      * @throws clXSocket also when not all of them were sent
