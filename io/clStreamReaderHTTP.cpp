@@ -172,11 +172,24 @@ const char *clStreamReaderHTTP::GetMimeType()
 uint32_t clStreamReaderHTTP::GetHead(const char *cpMethod, const char *cpHeaderName,
                                      const char *cpHeaderValue)
 {
+    Connect();
+    SendRequest(cpMethod, cpHeaderName, cpHeaderValue);
+    const uint32_t uCode = ReadStatus();
+    ReadHeaders();
+    return uCode;
+}
+
+void clStreamReaderHTTP::Connect()
+{
     sockConn.Create(pAddr->GetFamily(), SOCK_STREAM, 0);
     if (!sockConn.Connect(*pAddr, TIMEOUT_MS)) {
         throw clXStreamReader("clStreamReaderHTTP::GetHead(): clSocket::Connect()");
     }
+}
 
+void clStreamReaderHTTP::SendRequest(const char *cpMethod, const char *cpHeaderName,
+                                     const char *cpHeaderValue)
+{
     sockConn.SendLine(clString(cpMethod) + " " + strPath + " HTTP/1.1\r\n");
     sockConn.SendLine(clString("Host: ") + strHost + "\r\n");
     sockConn.SendLine("Connection: close\r\n");
@@ -186,7 +199,11 @@ uint32_t clStreamReaderHTTP::GetHead(const char *cpMethod, const char *cpHeaderN
         sockConn.SendLine(clString(cpHeaderName) + ": " + cpHeaderValue + "\r\n");
     }
     sockConn.SendLine("\r\n");
+}
 
+// Prints the status, and throws the reason when it is no success.
+uint32_t clStreamReaderHTTP::ReadStatus()
+{
     clString strLine;
     GetHeadLine(sockConn, strLine);
     strLine.Tok(" ", true); // the protocol, whatever it is
@@ -198,26 +215,36 @@ uint32_t clStreamReaderHTTP::GetHead(const char *cpMethod, const char *cpHeaderN
     if (uCode < 200 || uCode > 299) {
         throw clXStreamReader((clString("clStreamReaderHTTP::GetHead(): ") + strReason).c_str());
     }
+    return uCode;
+}
 
+// Stores and prints the headers, up to the empty line before the body.
+void clStreamReaderHTTP::ReadHeaders()
+{
     mapHeaders.clear();
     std::printf("Headers:\n");
+    clString strLine;
     while (GetHeadLine(sockConn, strLine) > 0) {
         clString strHeader = strLine.Tok(":", true);
         clString strValue = strLine.Tok("\r\n", false);
         strLine.TokEnd();
         strHeader.Clean();
         strValue.Clean();
-        mapHeaders[strHeader] = strValue;
-        if (strHeader.Compare("Content-Type") == 0) {
-            strContentType = strValue;
-        } else if (strHeader.Compare("Content-Length") == 0 && iSize == 0) {
-            // The answer to a range announces the length of its part; the resource's stays.
-            iSize = ContentLength(strValue);
-        }
+        StoreHeader(strHeader, strValue);
         std::printf("\t%s: %s\n", strHeader.c_str(), strValue.c_str());
     }
     std::printf("\n");
-    return uCode;
+}
+
+void clStreamReaderHTTP::StoreHeader(const clString &strHeader, const clString &strValue)
+{
+    mapHeaders[strHeader] = strValue;
+    if (strHeader.Compare("Content-Type") == 0) {
+        strContentType = strValue;
+    } else if (strHeader.Compare("Content-Length") == 0 && iSize == 0) {
+        // The answer to a range announces the length of its part; the resource's stays.
+        iSize = ContentLength(strValue);
+    }
 }
 
 off_t clStreamReaderHTTP::MakeRequest(off_t lPosition)

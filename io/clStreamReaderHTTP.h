@@ -104,4 +104,12 @@ protected:
     clSocket sockConn;
     /** The headers of the last answer; of a repeated one the last value. */
     std::map<clString, clString> mapHeaders;
+
+private:
+    // The steps of GetHead.
+    void Connect();
+    void SendRequest(const char *cpMethod, const char *cpHeaderName, const char *cpHeaderValue);
+    uint32_t ReadStatus();
+    void ReadHeaders();
+    void StoreHeader(const clString &strHeader, const clString &strValue);
 };
