@@ -4,6 +4,8 @@
 #include "base/clException.h"
 #include "io/clSocketAddr.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -14,6 +16,8 @@ namespace
 constexpr char URL_PREFIX[] = "http://";
 constexpr char USER_AGENT[] = "OrvendahlQuistmark/3";
 constexpr unsigned TIMEOUT_MS = 1000;
+// A server may have to fetch the file from slow storage before it answers.
+constexpr std::chrono::milliseconds HEAD_TIMEOUT{30000};
 constexpr off_t SKIP_SIZE = 65536;
 
 clString Decimal(uint64_t uValue)
@@ -24,14 +28,34 @@ clString Decimal(uint64_t uValue)
     return strValue;
 }
 
-// A server that stops in mid-head must not hold the reader for ever.
-ssize_t GetHeadLine(clSocket &sock, clString &strLine)
+// Waits for more of the head. A signal does not end the wait, and does not prolong it.
+void WaitForHead(clSocket &sock)
 {
-    const ssize_t lResult = sock.GetLine(strLine, TIMEOUT_MS);
-    if (lResult < 0) {
-        throw clXStreamReader("clStreamReaderHTTP::GetHead(): read timeout");
+    const auto deadline = std::chrono::steady_clock::now() + HEAD_TIMEOUT;
+    auto left = HEAD_TIMEOUT;
+    // The last look, with no time left, is for bytes that came while the process was stopped.
+    while (!sock.WaitRead(static_cast<unsigned>(left.count()))) {
+        if (left.count() == 0) {
+            throw clXStreamReader("clStreamReaderHTTP::GetHead(): read timeout");
+        }
+        left = std::max(std::chrono::ceil<std::chrono::milliseconds>(
+                            deadline - std::chrono::steady_clock::now()),
+                        std::chrono::milliseconds(0));
     }
-    return lResult;
+}
+
+// False for an empty line and when the server has closed; strLine may hold the start of one then.
+bool GetHeadLine(clSocket &sock, clString &strLine)
+{
+    strLine.Clear();
+    bool bComplete = false;
+    while (!bComplete) {
+        WaitForHead(sock);
+        if (sock.GetLinePiece(strLine, bComplete) < 1) {
+            return false;
+        }
+    }
+    return strLine.sizeStr != 0;
 }
 
 int64_t ContentLength(const clString &strValue)
@@ -224,7 +248,7 @@ void clStreamReaderHTTP::ReadHeaders()
     mapHeaders.clear();
     std::printf("Headers:\n");
     clString strLine;
-    while (GetHeadLine(sockConn, strLine) > 0) {
+    while (GetHeadLine(sockConn, strLine)) {
         clString strHeader = strLine.Tok(":", true);
         clString strValue = strLine.Tok("\r\n", false);
         strLine.TokEnd();

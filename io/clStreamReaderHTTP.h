@@ -74,8 +74,8 @@ public:
      * @param cpHeaderName, cpHeaderValue one more header; none when either is null
      * @return the status, 200 to 299
      * @throws clXStreamReader with the first word of the reason for any other status; when the
-     *         server does not connect, or falls silent, for a second; for an announced length
-     *         beyond what off_t holds
+     *         server does not connect for a second, or is silent for 30 seconds; for an announced
+     *         length beyond what off_t holds
      */
     uint32_t GetHead(const char *cpMethod, const char *cpHeaderName, const char *cpHeaderValue);
 

@@ -225,3 +225,12 @@ TEST(clStreamReaderHTTP, BodiesThatBreakOff)
     EXPECT_THROW_MSG(reader.Read(aBytes, 1), clXStreamReader,
                      "clStreamReaderHTTP::Read(): read timeout");
 }
+
+TEST(clStreamReaderHTTP, HeadsMayPauseForLongerThanBodies)
+{
+    const std::string strHead = Head("200 OK", "A: b\r\n");
+    ScriptedServer server(
+        {{strHead + "body", ServerAnswer::CLOSE, {{0, 1200}, {strHead.size() - 4, 1200}}}});
+    clProbe reader(server.Url("/"));
+    EXPECT_EQ("body", ReadAll(reader, 1000));
+}

@@ -53,8 +53,15 @@ struct ServerAnswer {
         SILENCE ///< holds the connection until the client closes it
     };
 
+    /** Sends nothing for a time before the byte at an offset. */
+    struct pause_t {
+        size_t sizeOffset;
+        int iMilliseconds;
+    };
+
     std::string strBytes;
     end_t end = CLOSE;
+    std::vector<pause_t> pauses = {}; ///< in the order of their offsets
 };
 
 /**
@@ -128,17 +135,35 @@ private:
             strRequest += c;
         }
         std::string_view left = answer.strBytes;
-        while (!left.empty() && Wait(iSockH, POLLOUT)) {
-            const ssize_t lSent =
-                send(iSockH, left.data(), left.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-            if (lSent < 0) {
+        for (const auto &[sizeOffset, iMilliseconds] : answer.pauses) {
+            const size_t sizePiece = sizeOffset - (answer.strBytes.size() - left.size());
+            if (!Send(iSockH, left.substr(0, sizePiece))) {
                 return;
             }
-            left.remove_prefix(static_cast<size_t>(lSent));
+            left.remove_prefix(sizePiece);
+            pollfd stop = {iStopH, POLLIN, 0};
+            poll(&stop, 1, iMilliseconds);
+        }
+        if (!Send(iSockH, left)) {
+            return;
         }
         if (answer.end == ServerAnswer::SILENCE) {
             Wait(iSockH, POLLIN);
         }
+    }
+
+    // False when the client has gone.
+    bool Send(int iSockH, std::string_view left) const
+    {
+        while (!left.empty() && Wait(iSockH, POLLOUT)) {
+            const ssize_t lSent =
+                send(iSockH, left.data(), left.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (lSent < 0) {
+                return false;
+            }
+            left.remove_prefix(static_cast<size_t>(lSent));
+        }
+        return true;
     }
 
     const std::vector<ServerAnswer> script;

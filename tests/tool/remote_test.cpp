@@ -83,6 +83,18 @@ TEST_F(remote, ProgramConvertsWhatItGetsAndNamesTheRest)
     EXPECT_TRUE(run.strErr.ends_with("\nexception: clStreamReaderHTTP::GetHead(): Not\n"));
 }
 
+TEST_F(remote, ProgramWaitsForServersThatFetchTheFileFirst)
+{
+    const bytes_t sound = Pattern(10000);
+    const std::string strHead = OK + std::string("A: b\r\nC: d\r\n\r\n");
+    ScriptedServer server({{strHead + Text(DSDIFFBuilder().Sound(sound).Build()),
+                            ServerAnswer::CLOSE,
+                            {{0, 2000}, {strHead.find("C:"), 1500}}}});
+    const run_t run = RunProgram({PROGRAM, server.Url("/a.dff"), strOut});
+    EXPECT_EQ(0, run.iStatus) << run.strErr;
+    EXPECT_TRUE(ExpectedDSF(sound, 2, 2822400) == Output());
+}
+
 TEST_F(remote, nginxServesWhatTheDiskHolds)
 {
     if (RunProgram({"nginx", "-v"}).iStatus != 0) {
