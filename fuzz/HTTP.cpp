@@ -17,6 +17,14 @@ namespace
 
 constexpr size_t READ_SIZE = 5000;
 
+constexpr size_t MAX_LINE_SIZE = 65536;
+constexpr size_t MAX_HEADER_LINES = 1000;
+
+struct clReader : clStreamReaderHTTP {
+    using clStreamReaderHTTP::clStreamReaderHTTP;
+    using clStreamReaderHTTP::mapHeaders;
+};
+
 // How a connection goes, in the first byte of its answer.
 enum manner_t : uint8_t { REFUSED = 1, PENDING = 2, GONE = 4, DRIBBLE = 8 };
 
@@ -91,7 +99,7 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
         }
     }
     Try([&] {
-        clStreamReaderHTTP reader(clString("http://127.0.0.1:1/a.dff?x=1"));
+        clReader reader(clString("http://127.0.0.1:1/a.dff?x=1"));
         std::vector<uint8_t> out(READ_SIZE);
         for (const char c : strSteps) {
             const int iStep = static_cast<uint8_t>(c);
@@ -117,6 +125,10 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
                 }
             });
             Touch(reader.GetMimeType(), std::strlen(reader.GetMimeType()));
+            Check(reader.mapHeaders.size() <= MAX_HEADER_LINES, "too many headers");
+            for (const auto &[strName, strValue] : reader.mapHeaders) {
+                Check(strName.sizeStr + strValue.sizeStr < MAX_LINE_SIZE, "header too long");
+            }
             Check(reader.GetSize() >= 0 && reader.Tell() >= 0, "negative size or position");
             Check(reader.IsEOF() == (reader.Tell() >= reader.GetSize()), "end in the middle");
         }

@@ -154,6 +154,13 @@ void SaveAnswers()
     const std::string strOk = "HTTP/1.1 200 OK\r\nContent-Type: a/b\r\nContent-Length: ";
     const std::string strWhole = strOk + "100\r\n\r\n" + std::string(100, 'b');
     const std::string strPart = "HTTP/1.1 206 Part\r\n\r\n" + std::string(90, 'b');
+    // Answers to refuse: a line that is too long and one that stays empty, too many lines.
+    const std::string strLong = strOk + "1\r\nA: " + std::string(66000, 'l');
+    const std::string strEmpty = strOk + "1\r\n" + std::string(66000, '\r');
+    std::string strMany = strOk + "1\r\n";
+    for (int i = 0; i < 1001; ++i) {
+        strMany += std::to_string(i) + ":\n";
+    }
     const std::string aAnswers[] = {'\0' + strWhole + "\f" + '\0' + strPart + "\f" + '\0' +
                                         strWhole,
                                     '\x18' + strWhole + "\f" + '\x1A' + strPart,
@@ -164,7 +171,12 @@ void SaveAnswers()
                                     '\0' + strOk + "18446744073709551615\r\n\r\n",
                                     '\0' + strOk + std::string(9000, '1') + "\r\n\r\n",
                                     '\0' + strOk + "-1\r\n:\r\n: x\r\nA:b:c\r\n\n\r\r\n\r\n",
-                                    '\0' + strOk + std::string(50, '\0') + "\n\n"};
+                                    '\0' + strOk + std::string(50, '\0') + "\n\n",
+                                    '\0' + strLong + "\r\n\r\n",
+                                    '\0' + strEmpty + "\n\n",
+                                    '\0' + strMany + "\n",
+                                    '\0' + strWhole + "\f" + '\0' + strMany + "\n",
+                                    '\0' + std::string("HTTP/1.1 200 \33[2J\x9B\r\n\r\n")};
     for (const std::string &strAnswer : aAnswers) {
         Save("HTTP", std::to_string(&strAnswer - &aAnswers[0]),
              DSDIFFBuilder::Text(strAnswer + "\5\5\12\33\5\3\5\13\5\11\12"));

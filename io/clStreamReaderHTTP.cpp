@@ -18,6 +18,8 @@ constexpr char USER_AGENT[] = "OrvendahlQuistmark/3";
 constexpr unsigned TIMEOUT_MS = 1000;
 // A server may have to fetch the file from slow storage before it answers.
 constexpr std::chrono::milliseconds HEAD_TIMEOUT{30000};
+constexpr ssize_t MAX_LINE_SIZE = 65536; // with its end
+constexpr unsigned MAX_HEADER_LINES = 1000;
 constexpr off_t SKIP_SIZE = 65536;
 
 clString Decimal(uint64_t uValue)
@@ -48,14 +50,43 @@ void WaitForHead(clSocket &sock)
 bool GetHeadLine(clSocket &sock, clString &strLine)
 {
     strLine.Clear();
+    // What was taken counts, since a line may be long and its text empty.
+    ssize_t lSize = 0;
     bool bComplete = false;
     while (!bComplete) {
         WaitForHead(sock);
-        if (sock.GetLinePiece(strLine, bComplete) < 1) {
+        const ssize_t lTaken = sock.GetLinePiece(strLine, bComplete);
+        if (lTaken < 1) {
             return false;
+        }
+        lSize += lTaken;
+        if (lSize > MAX_LINE_SIZE) {
+            throw clXStreamReader(
+                "clStreamReaderHTTP::GetHead(): header line longer than 65536 bytes");
         }
     }
     return strLine.sizeStr != 0;
+}
+
+// The text with a question mark for every control character but the tab, so that a server cannot
+// send commands to a terminal. Bytes from 0x80 to 0x9F are controls outside UTF-8, where they
+// continue characters.
+clString Printable(clString str)
+{
+    unsigned uContinuations = 0;
+    for (size_t i = 0; i < str.sizeStr; ++i) {
+        const auto uByte = static_cast<uint8_t>(str.at(i));
+        if (uContinuations != 0 && uByte >= 0x80 && uByte < 0xC0) {
+            --uContinuations;
+            continue;
+        }
+        // 0xC2 with such a byte is a control in UTF-8 as well.
+        uContinuations = uByte >= 0xF0 ? 3 : uByte >= 0xE0 ? 2 : uByte >= 0xC3 ? 1 : 0;
+        if ((uByte < 0x20 && uByte != '\t') || (uByte >= 0x7F && uByte < 0xA0)) {
+            str[i] = '?';
+        }
+    }
+    return str;
 }
 
 int64_t ContentLength(const clString &strValue)
@@ -232,7 +263,7 @@ uint32_t clStreamReaderHTTP::ReadStatus()
     GetHeadLine(sockConn, strLine);
     strLine.Tok(" ", true); // the protocol, whatever it is
     const clString strCode = strLine.Tok(" ", false);
-    const clString strReason = strLine.Tok(" ", false);
+    const clString strReason = Printable(strLine.Tok(" ", false));
     strLine.TokEnd();
     const auto uCode = static_cast<uint32_t>(strCode.ToUInt());
     std::printf("%u %s\n", uCode, strReason.c_str());
@@ -248,14 +279,17 @@ void clStreamReaderHTTP::ReadHeaders()
     mapHeaders.clear();
     std::printf("Headers:\n");
     clString strLine;
-    while (GetHeadLine(sockConn, strLine)) {
+    for (unsigned uLines = 0; GetHeadLine(sockConn, strLine); ++uLines) {
+        if (uLines == MAX_HEADER_LINES) {
+            throw clXStreamReader("clStreamReaderHTTP::GetHead(): more than 1000 header lines");
+        }
         clString strHeader = strLine.Tok(":", true);
         clString strValue = strLine.Tok("\r\n", false);
         strLine.TokEnd();
         strHeader.Clean();
         strValue.Clean();
         StoreHeader(strHeader, strValue);
-        std::printf("\t%s: %s\n", strHeader.c_str(), strValue.c_str());
+        std::printf("\t%s: %s\n", Printable(strHeader).c_str(), Printable(strValue).c_str());
     }
     std::printf("\n");
 }

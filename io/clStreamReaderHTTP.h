@@ -17,7 +17,8 @@ class clSocketAddr;
  * Reads a resource of a web server: one GET request over a connection of its own, and another one
  * from the new position for every Seek.
  *
- * Prints status and headers of every answer to standard output. Redirections are not followed.
+ * Prints status and headers of every answer to standard output, with a question mark for each
+ * control character but the tab. Redirections are not followed.
  * Failures of addresses and sockets pass through as clXSocketAddr and clXSocket. After a Seek that
  * failed the reader is closed and keeps its position; the next Seek may succeed again.
  */
@@ -74,8 +75,9 @@ public:
      * @param cpHeaderName, cpHeaderValue one more header; none when either is null
      * @return the status, 200 to 299
      * @throws clXStreamReader with the first word of the reason for any other status; when the
-     *         server does not connect for a second, or is silent for 30 seconds; for an announced
-     *         length beyond what off_t holds
+     *         server does not connect for a second, or is silent for 30 seconds; for a line of
+     *         more than 65,536 bytes or more than 1,000 headers; for an announced length beyond
+     *         what off_t holds
      */
     uint32_t GetHead(const char *cpMethod, const char *cpHeaderName, const char *cpHeaderValue);
 

@@ -31,6 +31,15 @@ std::string Answer(const std::string &strStatus, const std::string &strBody)
     return Head(strStatus, "Content-Length: " + std::to_string(strBody.size()) + "\r\n") + strBody;
 }
 
+std::string Repeat(const std::string &strText, int iTimes)
+{
+    std::string strAll;
+    while (iTimes-- > 0) {
+        strAll += strText;
+    }
+    return strAll;
+}
+
 std::string ReadAll(clStreamReaderHTTP &reader, size_t sizePiece)
 {
     std::string strAll;
@@ -74,7 +83,7 @@ TEST(clStreamReaderHTTP, HostAloneIsAskedAtPort80)
 
 TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
 {
-    const std::string strLong(100000, 'l');
+    const std::string strLong(65531, 'l');
     const struct {
         std::string strAnswer, strPrinted;
         std::string strBody = "b";
@@ -96,9 +105,17 @@ TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
         {Head("200 OK", "%s%n: %s%n\r\nno colon\r\n:::\r\n : x\r\nA:\r\nA: b\0\xff: \x7f\r\n"s) +
              "b",
          "200 OK\nHeaders:\n\t%s%n: %s%n\n\tno colon: \n\t: \n\t: x\n\tA: \n\tA: b\n\t\xff: "
-         "\x7f\n\n"},
+         "?\n\n"},
+        // Controls of all kinds, but no part of a character in UTF-8.
+        {Head("200 \33c",
+              "a\x1f: \x1b[2J\tb\x7f\x9b.\r\nb: \xc3\x9b\xe2\x80\x93\xc2\x9b\xc2\xa9\r\n") +
+             "b",
+         "200 ?c\nHeaders:\n\ta?: ?[2J\tb??.\n\tb: \xc3\x9b\xe2\x80\x93\xc2?\xc2\xa9\n\n"},
+        // Lines of 65,536 bytes with their ends, and as many lines as a head may have.
         {Head("200 OK", "A: " + strLong + "\r\n" + strLong + ": b\r\n") + "b",
          "200 OK\nHeaders:\n\tA: " + strLong + "\n\t" + strLong + ": b\n\n"},
+        {Head("200 OK", Repeat("A:b\n", 1000)) + "b",
+         "200 OK\nHeaders:\n" + Repeat("\tA: b\n", 1000) + "\n"},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(row.strPrinted.substr(0, 200));
@@ -128,7 +145,8 @@ TEST(clStreamReaderHTTP, AnswersThatAreRefused)
     const std::string strGetHead = "clStreamReaderHTTP::GetHead(): ";
     const std::string strNoNumber = "clString::ToUInt(): not an integer";
     const std::string strOK = "200 OK\nHeaders:\n";
-    const std::string strLength = "HTTP/1.1 200 OK\r\nContent-Length:";
+    const std::string strLine = "HTTP/1.1 200 OK\r\n";
+    const std::string strLongLine = strGetHead + "header line longer than 65536 bytes";
     const struct {
         std::string strAnswer, strText, strPrinted;
         const std::type_info &type = typeid(clXStreamReader);
@@ -137,8 +155,16 @@ TEST(clStreamReaderHTTP, AnswersThatAreRefused)
         {Head("500 X Y") + std::string(100000, 'b'), strGetHead + "X", "500 X\n"},
         {"HTTP/1.1 20", strGetHead, "20 \n"},
         {"", strNoNumber, "", typeid(clXString)},
-        {strLength + "9223372036854775808\r\n", strGetHead + "Content-Length out of range", strOK},
-        {strLength + "\r\n", strNoNumber, strOK, typeid(clXString)},
+        {strLine + "Content-Length: 9223372036854775808\r\n",
+         strGetHead + "Content-Length out of range", strOK},
+        {strLine + "Content-Length:\r\n", strNoNumber, strOK, typeid(clXString)},
+        {Head("404 \33[2J\x9b"), strGetHead + "?[2J?", "404 ?[2J?\n"},
+        {"HTTP/1.1 200 " + std::string(65522, 'O') + "\r\n", strLongLine, ""},
+        {strLine + std::string(65535, 'l') + "\r\n", strLongLine, strOK},
+        // A line that stays empty however much of it is read.
+        {strLine + std::string(200000, '\r'), strLongLine, strOK},
+        {strLine + Repeat("A:b\n", 1001) + "\n", strGetHead + "more than 1000 header lines",
+         strOK + Repeat("\tA: b\n", 1000)},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(testing::PrintToString(row.strAnswer.substr(0, 60)));
