@@ -89,11 +89,13 @@ clString Printable(clString str)
     return str;
 }
 
+// 0, as without the header, for a number that is no size.
 int64_t ContentLength(const clString &strValue)
 {
     const uint64_t uLength = strValue.ToUInt();
-    if (uLength > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
-        throw clXStreamReader("clStreamReaderHTTP::GetHead(): Content-Length out of range");
+    if (strValue.BeginsWith("-") ||
+        uLength > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
+        return 0;
     }
     return static_cast<int64_t>(uLength);
 }

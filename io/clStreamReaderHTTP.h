@@ -60,7 +60,7 @@ public:
 
     off_t Tell() override;
 
-    /** The announced length of the whole resource, 0 when the server gave none. */
+    /** The announced length of the whole resource, 0 when the server gave none that is a size. */
     int64_t GetSize() override;
     bool IsEOF() override;
     bool IsRemote() override;
@@ -76,8 +76,8 @@ public:
      * @return the status, 200 to 299
      * @throws clXStreamReader with the first word of the reason for any other status; when the
      *         server does not connect for a second, or is silent for 30 seconds; for a line of
-     *         more than 65,536 bytes or more than 1,000 headers; for an announced length beyond
-     *         what off_t holds
+     *         more than 65,536 bytes or more than 1,000 headers
+     * @throws clXString for a status or an announced length that is no number
      */
     uint32_t GetHead(const char *cpMethod, const char *cpHeaderName, const char *cpHeaderValue);
 
