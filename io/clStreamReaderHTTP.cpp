@@ -162,6 +162,9 @@ void clStreamReaderHTTP::Close()
 
 ssize_t clStreamReaderHTTP::Read(void *pBuffer, size_t sizeBuffer)
 {
+    if (sockConn.iSockH < 0) {
+        throw clXStreamReader("clStreamReaderHTTP::Read(): no connection");
+    }
     if (!sockConn.WaitRead(TIMEOUT_MS)) {
         throw clXStreamReader("clStreamReaderHTTP::Read(): read timeout");
     }
@@ -182,6 +185,9 @@ off_t clStreamReaderHTTP::Skip(off_t lCount)
 {
     if (lCount < 0) {
         throw clXStreamReader("clStreamReaderHTTP::Skip(): count < 0");
+    }
+    if (sockConn.iSockH < 0) {
+        throw clXStreamReader("clStreamReaderHTTP::Skip(): no connection");
     }
     clAlloc allocScratch;
     void *const pScratch = allocScratch.SetSize(SKIP_SIZE);

@@ -43,7 +43,7 @@ public:
      * time-out, of one second.
      *
      * @return the count read; 0 when the server has closed the connection
-     * @throws clXStreamReader after the time-out
+     * @throws clXStreamReader after the time-out, and without a connection
      */
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override;
 
@@ -54,7 +54,7 @@ public:
      * Reads and drops. Takes a read that comes up short for an error, although a network may
      * deliver late; this is deliberate, and only a Seek helps then.
      *
-     * @throws clXStreamReader for a short read or a negative count
+     * @throws clXStreamReader for a short read or a negative count, and without a connection
      */
     off_t Skip(off_t lCount) override;
 

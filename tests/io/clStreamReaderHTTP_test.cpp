@@ -238,8 +238,10 @@ TEST(clStreamReaderHTTP, SeeksThatFailCloseTheConnection)
         EXPECT_EQ(25, reader.Read(aBytes, 25));
         EXPECT_THROW_MSG(reader.Seek(-1), clXStreamReader, strMakeRequest + "position < 0");
         EXPECT_THROW_MSG(reader.Seek(lPosition), clXStreamReader, strText);
-        EXPECT_THROW_MSG(reader.Read(aBytes, 1), clXSocket,
-                         "clSocket::WaitRead(): descriptor out of range");
+        EXPECT_THROW_MSG(reader.Read(aBytes, 1), clXStreamReader,
+                         "clStreamReaderHTTP::Read(): no connection");
+        EXPECT_THROW_MSG(reader.Skip(1), clXStreamReader,
+                         "clStreamReaderHTTP::Skip(): no connection");
         EXPECT_EQ(25, reader.Tell());
     }
 }
