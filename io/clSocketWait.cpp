@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 
 #include <sys/select.h>
 
@@ -31,9 +32,15 @@ uint32_t Wait(const wait_t &wait, const char *cpRange, const int *ipSockH, unsig
 {
     // A set has no room for other descriptors: FD_SET would write beside it.
     const int *const ipEnd = ipSockH + uCount;
-    if (std::any_of(ipSockH, ipEnd,
-                    [](int iSockH) { return iSockH < 0 || iSockH >= FD_SETSIZE; })) {
-        throw clXSocket(cpRange);
+    for (const int *ip = ipSockH; ip != ipEnd; ++ip) {
+        if (*ip < 0) {
+            throw clXSocket(cpRange);
+        }
+        if (*ip >= FD_SETSIZE) {
+            throw clXSocket((std::string(cpRange) + ", select() takes those below " +
+                             std::to_string(FD_SETSIZE))
+                                .c_str());
+        }
     }
     fd_set setRead;
     FD_ZERO(&setRead);

@@ -160,7 +160,13 @@ TEST(clSocket, WaitsRefuseDescriptorsThatFitInNoSet)
 {
     clSocket sock;
     sock.bAutoClose = false;
-    for (const int iSockH : {-1, FD_SETSIZE}) {
+    const std::pair<int, std::string> aRows[] = {
+        {-1, ": descriptor out of range"},
+        {FD_SETSIZE,
+         ": descriptor out of range, select() takes those below " + std::to_string(FD_SETSIZE)},
+    };
+    for (const auto &[iHandle, strReason] : aRows) {
+        const int iSockH = iHandle;
         sock.iSockH = iSockH;
         const calls_t calls = {
             {"clSocket::WaitRead()", [&] { sock.WaitRead(0); }},
@@ -170,7 +176,7 @@ TEST(clSocket, WaitsRefuseDescriptorsThatFitInNoSet)
             {"clSocketOp::WaitWrite()", [&] { clSocketOp::WaitWrite(&iSockH, 1, 0); }},
         };
         for (const auto &[strText, call] : calls) {
-            EXPECT_THROW_MSG(call(), clXSocket, strText + ": descriptor out of range");
+            EXPECT_THROW_MSG(call(), clXSocket, strText + strReason);
         }
     }
 }
