@@ -55,8 +55,15 @@ size_t clStreamReader::ReadFully(void *pBuffer, size_t sizeBuffer)
 size_t clStreamReader::ReadFully(clAlloc &buffer, uint64_t uSize)
 {
     constexpr uint64_t FIRST_SIZE = 1 << 20;
+    constexpr uint64_t FIRST_SIZE_REMOTE = 256 << 20; // about the largest tag
 
-    uint64_t uRoom = std::min(uSize, FIRST_SIZE);
+    // A remote reader may limit the wait before each read, and a server may pause at any byte. What
+    // the stream announces bounds the buffer, and untouched memory costs nothing.
+    uint64_t uFirst = FIRST_SIZE;
+    if (IsRemote() && GetSize() > 0) {
+        uFirst = std::clamp(static_cast<uint64_t>(GetSize()), FIRST_SIZE, FIRST_SIZE_REMOTE);
+    }
+    uint64_t uRoom = std::min(uSize, uFirst);
     buffer.SetSize(static_cast<int64_t>(uRoom));
     uint64_t uDone = ReadFully(buffer.GetPtr(), uRoom);
     while (uDone == uRoom && uRoom < uSize) {

@@ -60,7 +60,9 @@ public:
 
     /**
      * As ReadFully, into a buffer that is made for it. It grows with what arrives, so that a size
-     * which only a file or a server announces takes no memory before the bytes are there.
+     * which only a file or a server announces takes no memory before the bytes are there. Only a
+     * remote stream of known size is asked for up to 256 MiB of it in one read, so that the pauses
+     * of a server fall inside that read.
      * @return the count read; the buffer may be larger
      */
     size_t ReadFully(clAlloc &buffer, uint64_t uSize);

@@ -1,5 +1,6 @@
 #include "io/clStreamReaderHTTP.h"
 
+#include "base/clAlloc.h"
 #include "base/clException.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/ScriptedServer.h"
@@ -268,4 +269,20 @@ TEST(clStreamReaderHTTP, HeadsMayPauseForLongerThanBodies)
         {{strHead + "body", ServerAnswer::CLOSE, {{0, 1200}, {strHead.size() - 4, 1200}}}});
     clProbe reader(server.Url("/"));
     EXPECT_EQ("body", ReadAll(reader, 1000));
+}
+
+TEST(clStreamReaderHTTP, BuffersOfAKnownSizeAreReadAtOnce)
+{
+    // A reader that asks for the first MiB alone waits at its end, for a second at most.
+    const size_t sizePiece = 1 << 20;
+    const std::string strBody(3 * sizePiece, 'b');
+    const std::string strHead = Head("200 OK", "Content-Length: 9223372036854775807\r\n");
+    ScriptedServer server(
+        {{strHead + strBody, ServerAnswer::CLOSE, {{strHead.size() + sizePiece, 1200}}}});
+    clProbe reader(server.Url("/"));
+    clAlloc buffer;
+    // A size that both announce and nobody sends takes no more than one tag can have.
+    EXPECT_EQ(strBody.size(), reader.ReadFully(buffer, uint64_t{1} << 62));
+    EXPECT_GE(256 << 20, buffer.GetSize());
+    EXPECT_EQ(strBody, std::string(static_cast<const char *>(buffer.GetPtr()), strBody.size()));
 }
