@@ -221,7 +221,11 @@ uint64_t clDSDIFF::GetDataSize() const
 
 uint64_t clDSDIFF::GetLength() const
 {
-    return GetChannels() == 0 ? 0 : GetDataSize() / GetChannels() * 8;
+    if (GetChannels() == 0) {
+        return 0;
+    }
+    // A size that stands for an unknown one stays the largest.
+    return std::min(GetDataSize() / GetChannels(), std::numeric_limits<uint64_t>::max() / 8) * 8;
 }
 
 bool clDSDIFF::IsCompressed() const

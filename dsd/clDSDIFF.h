@@ -78,7 +78,7 @@ public:
     /** One-bit samples per channel, as the last seek left it; 0 after opening. */
     uint64_t GetPosition() const override;
 
-    /** As the file announces it; it may hold less. */
+    /** As the file announces it; it may hold less. A remote stream may announce any size. */
     uint64_t GetDataSize() const override;
     uint64_t GetLength() const override;
 

@@ -35,10 +35,10 @@ void CheckSize(const clDSDIFFChunk &chunk, bool bFits)
     }
 }
 
-// Positions in a file are signed: nothing beyond that range can be counted or skipped.
-void CheckRange(const clDSDIFFChunk &chunk, uint64_t uConsumed)
+// Positions in a file are signed: data that ends past their range cannot be skipped.
+void CheckRange(const clDSDIFFChunk &chunk, uint64_t uPosition)
 {
-    if (uConsumed > INT64_MAX || chunk.uSize > INT64_MAX - uConsumed) {
+    if (uPosition > INT64_MAX || chunk.uSize > INT64_MAX - uPosition) {
         ThrowForChunk("size out of range", chunk);
     }
 }
@@ -60,13 +60,13 @@ bool ReadNextHeader(clStreamReader &stream, header_t &aHeader, clDSDIFFChunk &ch
     }
     chunk.SetHeader(aHeader);
     uConsumed += clDSDIFFChunk::HEADER_SIZE;
-    CheckRange(chunk, uConsumed);
     return true;
 }
 
 // Moves over data that is not looked at.
 uint64_t SkipData(clStreamReader &stream, const clDSDIFFChunk &chunk)
 {
+    CheckRange(chunk, static_cast<uint64_t>(stream.Tell()));
     stream.Skip(static_cast<off_t>(chunk.uSize));
     return chunk.uSize;
 }
@@ -128,6 +128,7 @@ uint64_t clDSDIFFPropChunk::Read(clStreamReader *pStream)
         if (std::memcmp(aType, "SND ", sizeof(aType)) != 0) {
             throw clXDSDIFF("type != 'SND '");
         }
+        CheckRange(*this, 0);
         while (uConsumed < uSize) {
             header_t aHeader;
             clDSDIFFChunk header;
@@ -298,8 +299,8 @@ uint64_t clDSDIFFDataChunk::Attach(clStreamReader *pStreamReader)
     uReadPos = 0;
     uDataStart = static_cast<uint64_t>(pStream->Tell());
     uPresent = 0;
-    CheckRange(*this, uDataStart);
     if (pStream->IsRemote()) {
+        // Never skipped, so any size will do: a source that does not know it announces the largest.
         return 0;
     }
     const auto uStreamSize = static_cast<uint64_t>(std::max<int64_t>(pStream->GetSize(), 0));
@@ -379,7 +380,6 @@ void clDSDIFFFormChunk::Read(clStreamReader *pStream)
             throw clXDSDIFF("id != 'FRM8'");
         }
         SetHeader(aHeader);
-        CheckRange(*this, HEADER_SIZE);
         std::fill(std::begin(aType), std::end(aType), '\0');
         pStream->ReadFully(aType, sizeof(aType));
         if (std::memcmp(aType, "DSD ", sizeof(aType)) != 0) {
@@ -435,6 +435,10 @@ void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
 
 uint64_t clDSDIFFFormChunk::ReadTagChunk(clStreamReader &stream, const clDSDIFFChunk &header)
 {
+    clAlloc bytes;
+    if (header.uSize > INT64_MAX) {
+        bytes.SetSize(static_cast<int64_t>(header.uSize)); // throws: no buffer is that large
+    }
     // A file that was cut may announce any size here; what it holds is enough.
     uint64_t uTagSize = header.uSize;
     const int64_t lStreamSize = stream.GetSize();
@@ -442,7 +446,6 @@ uint64_t clDSDIFFFormChunk::ReadTagChunk(clStreamReader &stream, const clDSDIFFC
         const int64_t lLeft = lStreamSize - stream.Tell();
         uTagSize = std::min(uTagSize, static_cast<uint64_t>(std::max<int64_t>(lLeft, 0)));
     }
-    clAlloc bytes;
     const uint64_t uRead = stream.ReadFully(bytes, uTagSize);
     ParseTag(bytes.GetPtr(), uRead);
     return uRead;

@@ -145,7 +145,8 @@ class clDSDIFFDataChunk : public clDSDIFFChunk
 public:
     /**
      * Takes the stream's position as the start of the data. The stream is borrowed: Detach must
-     * come before it goes.
+     * come before it goes. On a remote stream any size is taken, since one that has no end yet
+     * announces the largest; reads then go on to the end of the stream.
      * @return bytes consumed: all of the data, which is skipped, or none on a remote stream
      */
     uint64_t Attach(clStreamReader *pStreamReader);

@@ -52,7 +52,8 @@ class clModel
 public:
     explicit clModel(const bytes_t &bytes) : file(bytes)
     {
-        Walk(16, std::min<uint64_t>(12 + Number(4, 8), file.size()), false);
+        // The form may announce any size.
+        Walk(16, 12 + std::min<uint64_t>(Number(4, 8), file.size()), false);
     }
 
     // The sound with the channels in the order of the output.

@@ -116,6 +116,11 @@ void SaveDSDIFFs()
         SaveDSDIFF("find-huge-" + strName, B().Before(huge).Build());
         SaveDSDIFF("huge-property-" + strName, B().SubChunk(huge).Build());
     }
+    for (const uint64_t uSize : {uint64_t{INT64_MAX}, UINT64_MAX}) {
+        SaveDSDIFF("unbounded-" + std::to_string(uSize), B().Unbounded(uSize).Build());
+        SaveDSDIFF("huge-form-" + std::to_string(uSize),
+                   B().Unbounded(uSize).NoSound().After(B::Chunk("DSD ", Pattern(40))).Build());
+    }
     // The raw buffer of the 5.1 read once took its size from the count of channels.
     const bytes_t most = B::HugeChunk("CHNL", {0xFF, 0xFF}, 2 + 4 * 65535);
     SaveFile("DSDIFF", "find-most-channels",

@@ -33,6 +33,11 @@ bytes_t Sub(const std::string &strId, const bytes_t &data, int64_t lSize = -1)
     return Form(Property(B::Chunk(strId, data, lSize)));
 }
 
+bytes_t Huge(const std::string &strId)
+{
+    return Form(Property(B::HugeChunk(strId, B::Text("DSD \4none"), uint64_t{1} << 63)));
+}
+
 struct parsed_t {
     explicit parsed_t(const bytes_t &file) : stream(file) { form.Read(&stream); }
     clDSDIFFFormChunk form;
@@ -60,16 +65,47 @@ TEST(clDSDIFFFormChunk, RefusesDamageInWords)
         {Sub("CMPR", B::Text("DSD \3abcd")), strProp + "name size mismatch, chunk 'CMPR'"},
         {Sub("ABSS", B::Number(0, 6)), strProp + "size mismatch, chunk 'ABSS'"},
         {Sub("LSCO", B::Number(0, 4)), strProp + "size mismatch, chunk 'LSCO'"},
+        // What a size must be comes before what no size can be.
+        {Form(B::HugeChunk("FVER", {}, UINT64_MAX)), strVers + "size mismatch, chunk 'FVER'"},
+        {Form(B::HugeChunk("PROP", B::Text("VID "), UINT64_MAX)), strProp + "type != 'SND '"},
+        {Huge("FS  "), strProp + "size mismatch, chunk 'FS  '"},
+        {Huge("CHNL"), strProp + "size mismatch, chunk 'CHNL'"},
+        {Huge("CMPR"), strProp + "name size mismatch, chunk 'CMPR'"},
+        {Huge("ABSS"), strProp + "size mismatch, chunk 'ABSS'"},
+        {Huge("LSCO"), strProp + "size mismatch, chunk 'LSCO'"},
+        {B::HugeChunk("FRM8", B::Text("AIFF"), UINT64_MAX), "type != 'DSD '"},
+        {Form(B::HugeChunk("ID3 ", TitleTag("a"), 1ULL << 63)),
+         "clAlloc::SetSize(): lAllocSize < 0"},
         // Sizes past 63 bits, and such as make the count or the position wrap. Ids are printable.
+        {Form(B::HugeChunk("PROP", B::Text("SND "), UINT64_MAX)),
+         strProp + "size out of range, chunk 'PROP'"},
         {Form(B::HugeChunk("COMT", {}, uint64_t{1} << 63)), "size out of range, chunk 'COMT'"},
         {Form(B::HugeChunk("DSD ", {}, UINT64_MAX - 4)), "size out of range, chunk 'DSD '"},
         {Form(B::HugeChunk("DSD ", {}, INT64_MAX - 20)), "size out of range, chunk 'DSD '"},
         {Form(Property(B::HugeChunk("\033[2J", {}, UINT64_MAX))),
          strProp + "size out of range, chunk '?[2J'"},
-        {B::HugeChunk("FRM8", B::Text("DSD "), UINT64_MAX), "size out of range, chunk 'FRM8'"},
     };
     for (const auto &[file, strMessage] : aRows) {
         EXPECT_THROW_MSG(parsed_t{file}, clXDSDIFF, "clDSDIFFFormChunk::Read(): " + strMessage);
+    }
+}
+
+TEST(clDSDIFFFormChunk, TakesAnySizeForThatOfAStream)
+{
+    // A source that is still being recorded knows neither size.
+    for (const uint64_t uSize : {uint64_t{INT64_MAX}, uint64_t{1} << 63, UINT64_MAX}) {
+        SCOPED_TRACE(uSize);
+        const bytes_t file = B().Unbounded(uSize).Build();
+        MemoryStream stream(file);
+        clDSDIFFFormChunk form;
+        form.Read(stream.Remote()->ClaimSize(0));
+        EXPECT_EQ(uSize, form.chunkData.uSize);
+        bytes_t out(64);
+        EXPECT_EQ(16U, form.chunkData.ReadRaw(out.data(), out.size()));
+        EXPECT_EQ(0U, form.chunkData.ReadRaw(out.data(), out.size()));
+        // A local file has to be moved over, and cannot.
+        EXPECT_THROW_MSG(parsed_t{file}, clXDSDIFF,
+                         "clDSDIFFFormChunk::Read(): size out of range, chunk 'DSD '");
     }
 }
 

@@ -89,6 +89,9 @@ TEST(clDSDIFF, TellsItsFigures)
     EXPECT_EQ(uint64_t{1} << 60, reader.GetOutputSize());
     EXPECT_EQ(0U, reader.GetOutputLength());
     EXPECT_EQ(0U, reader.GetLength());
+    reader.OpenMeta(B().ChannelCount(3).Unbounded(UINT64_MAX).Stream()->Remote()->ClaimSize(0));
+    EXPECT_EQ(UINT64_MAX - 7, reader.GetLength());
+    EXPECT_EQ(UINT64_MAX / 2, reader.GetOutputSize());
 }
 
 TEST(clDSDIFF, SeeksInSamplesOfAllChannels)

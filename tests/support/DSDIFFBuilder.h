@@ -100,6 +100,14 @@ public:
         return Set(sound, Chunk("DSD ", data, lSize));
     }
 
+    /** Puts a size in the headers of the form and of the sound data that neither has. */
+    DSDIFFBuilder &Unbounded(uint64_t uSize)
+    {
+        const bytes_t size = Number(uSize, 8);
+        std::copy(size.begin(), size.end(), sound.begin() + 4);
+        return Set(formSize, size);
+    }
+
     DSDIFFBuilder &NoSound() { return Set(sound, {}); }
 
     /** Bytes behind the form. */
@@ -109,9 +117,10 @@ public:
     {
         const bytes_t property =
             Text("SND ") + firstSubChunks + rate + channels + compression + lastSubChunks;
-        return Chunk("FRM8", Text("DSD ") + Chunk("FVER", Number(0x01050000, 4)) +
-                                 Chunk("PROP", property) + before + sound + after) +
-               trailing;
+        bytes_t form = Chunk("FRM8", Text("DSD ") + Chunk("FVER", Number(0x01050000, 4)) +
+                                         Chunk("PROP", property) + before + sound + after);
+        std::copy(formSize.begin(), formSize.end(), form.begin() + 4);
+        return form + trailing;
     }
 
     /** The file as a stream; the caller owns it. */
@@ -125,5 +134,5 @@ private:
     }
 
     bytes_t rate, channels, compression, firstSubChunks, lastSubChunks;
-    bytes_t before, sound = Chunk("DSD ", Pattern(16)), after, trailing;
+    bytes_t before, sound = Chunk("DSD ", Pattern(16)), after, trailing, formSize;
 };

@@ -55,6 +55,10 @@ TEST_F(remote, ProgramConvertsWhatItGetsAndNamesTheRest)
 {
     const bytes_t sound = Pattern(1 << 20);
     const std::string strFile = Text(DSDIFFBuilder().Sound(sound).Build());
+    // What a source announces that does not know its length yet.
+    const auto Unbounded = [&](uint64_t uSize) {
+        return OK + ("\r\n" + Text(DSDIFFBuilder().Sound(sound).Unbounded(uSize).Build()));
+    };
     const std::string strLength = "Content-Length: " + std::to_string(strFile.size()) + "\r\n";
     const struct {
         std::string strAnswer;
@@ -68,6 +72,12 @@ TEST_F(remote, ProgramConvertsWhatItGetsAndNamesTheRest)
          "\nwarning: read 0 of 1048576 announced bytes of sound data: the server announced a "
          "length; download the file first, and it converts whole\n",
          0},
+        {Unbounded(INT64_MAX),
+         "\nwarning: read 1048576 of 9223372036854775807 announced bytes of sound data\n",
+         sound.size()},
+        {Unbounded(UINT64_MAX),
+         "\nwarning: read 1048576 of 18446744073709551615 announced bytes of sound data\n",
+         sound.size()},
     };
     for (const auto &row : aRows) {
         ScriptedServer server({{row.strAnswer}});
