@@ -9,19 +9,36 @@ namespace
 
 // What the decoders pass for a MIME type: 8-bit text that is taken as it is.
 constexpr uint8_t ENCODING_PLAIN = 255;
+// UTF-16 with the highest byte first, for which a text needs no mark.
+constexpr uint8_t ENCODING_BIG_ENDIAN = 2;
+
+constexpr uint8_t aBigEndianMark[] = {0xFE, 0xFF};
+constexpr uint8_t aLittleEndianMark[] = {0xFF, 0xFE};
+
+bool BeginsWithMark(const void *pText, uint64_t sizeText)
+{
+    return sizeText >= 2 && (std::memcmp(pText, aBigEndianMark, 2) == 0 ||
+                             std::memcmp(pText, aLittleEndianMark, 2) == 0);
+}
 
 /**
  * UTF-16 text as a string. The text is converted from a copy, since at an odd length the bytes of a
- * frame hold half a unit at their end and no whole terminator behind it.
+ * frame hold half a unit at their end and no whole terminator after it.
+ *
+ * @param bBigEndian the order of a text without a mark; false: the order of this machine, which the
+ *                   conversion assumes
  */
-void AssignUnits(clString &strTarget, const void *pText, uint64_t sizeText)
+void AssignUnits(clString &strTarget, const void *pText, uint64_t sizeText, bool bBigEndian)
 {
     clAllocT<uint16_t> allocUnits;
-    const uint64_t uUnits = sizeText / 2 + 2;
+    const uint64_t uUnits = sizeText / 2 + 3;
     uint16_t *upUnits = allocUnits.SetSize(static_cast<int64_t>(uUnits));
-    upUnits[uUnits - 2] = 0;
-    upUnits[uUnits - 1] = 0;
-    std::memcpy(upUnits, pText, sizeText);
+    std::memset(upUnits + uUnits - 3, 0, 3 * sizeof(*upUnits));
+    uint16_t *upText = upUnits;
+    if (bBigEndian && !BeginsWithMark(pText, sizeText)) {
+        std::memcpy(upText++, aBigEndianMark, sizeof(aBigEndianMark));
+    }
+    std::memcpy(upText, pText, sizeText);
     strTarget = static_cast<const uint16_t *>(upUnits);
 }
 
@@ -130,7 +147,7 @@ void clID3frame::DecodeText(highencoding_t high)
     if (uTextEncoding == 0) {
         strText = clString::FromLatin1(pText);
     } else if (uTextEncoding <= 2 || high == HIGH_IS_UTF16) {
-        AssignUnits(strText, pText, sizeText);
+        AssignUnits(strText, pText, sizeText, uTextEncoding == ENCODING_BIG_ENDIAN);
     } else {
         strText = pText;
     }

@@ -11,9 +11,10 @@
  *
  * The constructor reads header and body and copies what it keeps, so the frame outlives the bytes
  * of the tag. Text, URL and picture frames are decoded; every other body, those of user-defined
- * text and URLs included, stays as it is. The flags are kept and never acted on: what is
- * compressed, encrypted, unsynchronised or grouped is read as if it were plain. All this is
- * deliberate. One thread at a time.
+ * text and URLs included, stays as it is. UTF-16 without a mark is read in the order of this
+ * machine, in a text frame of encoding 2 with the highest byte first. The flags are kept and never
+ * acted on: what is compressed, encrypted, unsynchronised or grouped is read as if it were plain.
+ * All this is deliberate. One thread at a time.
  *
  * The virtual functions stand in the order of their slots.
  */

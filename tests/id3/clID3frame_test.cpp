@@ -39,6 +39,17 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
         {4, 0, "TIT2", "\0\xE9\0x"s, "\xC3\xA9", "\xE9\0x\0\0"s, ""},
         {4, 0, "TIT2", "\1\xFF\xFE\xE9\0A\0"s, "\xC3\xA9\x41", "\xFF\xFE\xE9\0A\0\0\0"s, ""},
         {4, 0, "TIT2", "\2\xFE\xFF\0A\0\0\0B"s, "A", "\xFE\xFF\0A\0\0\0B\0\0"s, ""},
+        // Encoding 2 has its highest byte first in every version, unless a mark says otherwise.
+        {4, 0, "TIT2", "\2\0A\0b"s, "Ab", "\0A\0b\0\0"s, ""},
+        {3, 0, "TIT2", "\2\0A\0b"s, "Ab", "\0A\0b\0\0"s, ""},
+        {2, 0, "TT2", "\2\0A\0b\0"s, "Ab", "\0A\0b\0\0\0"s, ""},
+        {4, 0, "TIT2", "\2\xFF\xFE\x41\0"s, "A", "\xFF\xFE\x41\0\0\0"s, ""},
+        {3, 0, "TIT2", "\2\xD8\x3D\xDE\0"s, "\xF0\x9F\x98\x80", "\xD8\x3D\xDE\0\0\0"s, ""},
+        {4, 0, "TIT2", "\2\0\0\0A"s, "", "\0\0\0A\0\0"s, ""},
+        {2, 0, "TT2", "\2"s, "", "\0\0"s, ""},
+        // Encoding 1 and what stands for it lack their mark in this machine's order.
+        {4, 0, "TIT2", "\1\0A"s, "\xE4\x84\x80", "\0A\0\0"s, ""},
+        {3, 0, "TIT2", "\3\0A"s, "\xE4\x84\x80", "\0A\0\0"s, ""},
         // Only the newest version knows UTF-8.
         {4, 0, "TIT2", "\3\xC3\xA9"s, "\xC3\xA9", "\xC3\xA9\0\0"s, ""},
         {3, 0, "TIT2", "\3\xFF\xFE\x41\0"s, "A", "\xFF\xFE\x41\0\0\0"s, ""},
