@@ -77,6 +77,15 @@ uint64_t SkipPad(clStreamReader &stream)
     return stream.ReadFully(&uPad, 1);
 }
 
+// Header and footer of an ID3v2 tag are of one size; what is between them is counted in 28 bits.
+constexpr size_t TAG_HEADER_SIZE = 10;
+constexpr int64_t MAX_TAG_SIZE = (int64_t{1} << 28) + 2 * TAG_HEADER_SIZE;
+
+bool IsTag(const void *pBytes, size_t sizeBytes)
+{
+    return sizeBytes >= 3 && std::memcmp(pBytes, "ID3", 3) == 0;
+}
+
 bool IsPermutation(const std::vector<uint32_t> &auPlaces)
 {
     std::vector<bool> aTaken(auPlaces.size());
@@ -457,13 +466,26 @@ void clDSDIFFFormChunk::ReadTrailingTag(clStreamReader &stream)
     if (lLeft <= 0) {
         return;
     }
-    // On a remote stream this asks for all of the sound data and drops it; one read, so that the
-    // end of the walk costs the same wherever it is.
     clAlloc bytes;
-    bytes.SetSize(lLeft);
-    const ssize_t lRead = stream.Read(bytes.GetPtr(), static_cast<size_t>(lLeft));
-    if (lRead >= 3 && std::memcmp(bytes.GetPtr(), "ID3", 3) == 0) {
-        ParseTag(bytes.GetPtr(), static_cast<uint64_t>(lRead));
+    if (stream.IsRemote()) {
+        // This asks for all of the sound data and drops it; one read, so that the end of the walk
+        // costs the same wherever it is.
+        bytes.SetSize(lLeft);
+        const ssize_t lRead = stream.Read(bytes.GetPtr(), static_cast<size_t>(lLeft));
+        if (lRead > 0 && IsTag(bytes.GetPtr(), static_cast<size_t>(lRead))) {
+            ParseTag(bytes.GetPtr(), static_cast<size_t>(lRead));
+        }
+        return;
+    }
+    // A form that announces too little is followed by sound data, which needs no buffer.
+    uint8_t aStart[TAG_HEADER_SIZE];
+    const size_t sizeLeft = static_cast<size_t>(std::min(lLeft, MAX_TAG_SIZE));
+    const size_t sizeStart = stream.ReadFully(aStart, std::min(sizeLeft, sizeof(aStart)));
+    if (IsTag(aStart, sizeStart)) {
+        auto *pBytes = static_cast<uint8_t *>(bytes.SetSize(static_cast<int64_t>(sizeLeft)));
+        std::memcpy(pBytes, aStart, sizeStart);
+        const size_t sizeRest = stream.ReadFully(pBytes + sizeStart, sizeLeft - sizeStart);
+        ParseTag(pBytes, sizeStart + sizeRest);
     }
 }
 

@@ -146,6 +146,7 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         {B().After(B::Chunk("ID3 ", {})).Build(), ""},
         {B().Trailing(corrupt).Build(), ""},
         {B().Trailing(B::Text("ID")).Build(), ""},
+        {B().Trailing(B::Text("ID3")).Build(), ""},
         {cut.Build(), "cut"},
     };
     for (const auto &[file, cpTitle] : aRows) {
@@ -153,11 +154,51 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         EXPECT_STREQ(cpTitle, parsed.form.tag.GetTitle().c_str());
         EXPECT_EQ(16U, parsed.form.chunkData.uSize);
     }
+    MemoryStream slow(B().Trailing(TitleTag("trailing")).Build());
+    clDSDIFFFormChunk piecemeal;
+    piecemeal.Read(slow.ShortReads(4));
+    EXPECT_STREQ("trailing", piecemeal.tag.GetTitle().c_str());
     // Where the stream does not know better, what is announced takes no memory in advance.
     MemoryStream unsized(cut.Build());
     clDSDIFFFormChunk form;
     form.Read(unsized.ClaimSize(0));
     EXPECT_STREQ("cut", form.tag.GetTitle().c_str());
+}
+
+TEST(clDSDIFFFormChunk, LooksBeforeItReadsWhatFollowsTheForm)
+{
+    // The bytes asked for after the form.
+    struct counting_t : MemoryStream {
+        using MemoryStream::MemoryStream;
+        ssize_t Read(void *pBuffer, size_t sizeBuffer) override
+        {
+            sizeLargest = std::max(sizeLargest, sizeBuffer);
+            return MemoryStream::Read(pBuffer, sizeBuffer);
+        }
+        size_t sizeLargest = 0;
+    };
+    constexpr int64_t SIZE = int64_t{3} << 30;
+    constexpr size_t LARGEST_TAG = (size_t{1} << 28) + 20;
+    const bytes_t form = B::HugeChunk("FRM8", B::Text("DSD "), 4);
+    const struct {
+        bytes_t trailing;
+        bool bRemote;
+        size_t sizeMost;
+        const char *cpTitle;
+    } aRows[] = {
+        {bytes_t(100), false, 12, ""},
+        {TitleTag("tag"), false, LARGEST_TAG - 10, "tag"},
+        {TitleTag("tag"), true, size_t{SIZE} - 16, "tag"},
+    };
+    for (const auto &row : aRows) {
+        counting_t stream(form + row.trailing);
+        stream.ClaimSize(SIZE);
+        row.bRemote ? stream.Remote() : &stream;
+        clDSDIFFFormChunk parsed;
+        parsed.Read(&stream);
+        EXPECT_EQ(row.sizeMost, stream.sizeLargest);
+        EXPECT_STREQ(row.cpTitle, parsed.tag.GetTitle().c_str());
+    }
 }
 
 TEST(clDSDIFFFormChunk, KeepsNothingOfAnEarlierFile)
