@@ -70,7 +70,8 @@ uint64_t clDSDIFF::Read(double *pBuffer, uint64_t uSize)
         throw clXDSDIFF(NO_MULTIPLE);
     }
     const places_t places = {form.chunkProperty.GetPositions(), uChannels, false};
-    return DecodeFrames(pBuffer, uFrames, places) * uChannels;
+    CheckDecoding("clDSDIFF::Read(): not opened for decoding");
+    return Decode(pBuffer, uFrames, places) * uChannels;
 }
 
 uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
@@ -81,12 +82,13 @@ uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
     const uint64_t uFrames = uSize / MAX_CHANNELS;
     form.chunkData.CheckRead(uFrames * GetDivisor(), GetChannels());
     const places_t places = {form.chunkProperty.GetSpeakerCodes(), MAX_CHANNELS, true};
-    return DecodeFrames(pBuffer, uFrames, places) * MAX_CHANNELS;
+    CheckDecoding("clDSDIFF::Read_5_1(): not opened for decoding");
+    return Decode(pBuffer, uFrames, places) * MAX_CHANNELS;
 }
 
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
 {
-    CheckReadRaw(uSize);
+    CheckReadRaw(uSize, "clDSDIFF::ReadRaw(): read size must be multiple of channels");
     // Nothing has to be moved, and no unfinished frame will end up in the caller's buffer.
     if (form.chunkProperty.IsInOrder() && form.chunkData.Holds(uSize)) {
         uLastCount = ReadFrames(pBuffer, uSize);
@@ -102,7 +104,7 @@ uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
 
 uint64_t clDSDIFF::ReadStored(void *pBuffer, uint64_t uSize)
 {
-    CheckReadRaw(uSize);
+    CheckReadRaw(uSize, "clDSDIFF::ReadStored(): read size must be multiple of channels");
     uLastCount = ReadFrames(pBuffer, uSize);
     return uLastCount;
 }
@@ -259,7 +261,7 @@ void clDSDIFF::OpenStream(clStreamReader *pStreamReader)
     uPosition = 0;
 }
 
-void clDSDIFF::CheckReadRaw(uint64_t uSize)
+void clDSDIFF::CheckReadRaw(uint64_t uSize, const char *cpNoMultiple) const
 {
     const uint32_t uChannels = GetChannels();
     // Without channels there may be no data either, and the data chunk says that better.
@@ -267,7 +269,14 @@ void clDSDIFF::CheckReadRaw(uint64_t uSize)
         form.chunkData.CheckReadRaw();
     }
     if (uChannels == 0 || uSize % uChannels != 0) {
-        throw clXDSDIFF("clDSDIFF::ReadRaw(): read size must be multiple of channels");
+        throw clXDSDIFF(cpNoMultiple);
+    }
+}
+
+void clDSDIFF::CheckDecoding(const char *cpMessage) const
+{
+    if (!IsDecoding()) {
+        throw clXDSDIFF(cpMessage);
     }
 }
 
@@ -287,14 +296,6 @@ uint64_t clDSDIFF::ReadFrames(void *pBuffer, uint64_t uBytes)
         uRead += uMore;
     }
     return uRead;
-}
-
-uint64_t clDSDIFF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places)
-{
-    if (!IsDecoding()) {
-        throw clXDSDIFF("clDSDIFF::Read(): not opened for decoding");
-    }
-    return Decode(pBuffer, uFrames, places);
 }
 
 clDSD::feed_t clDSDIFF::GetFeed() const

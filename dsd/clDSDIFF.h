@@ -91,10 +91,10 @@ public:
 
 private:
     void OpenStream(clStreamReader *pStreamReader);
-    void CheckReadRaw(uint64_t uSize);
+    void CheckReadRaw(uint64_t uSize, const char *cpNoMultiple) const;
+    void CheckDecoding(const char *cpMessage) const;
     uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
     uint8_t *RawBuffer(uint64_t uBytes);
-    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places);
     feed_t GetFeed() const override;
     uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
 

@@ -116,7 +116,7 @@ public:
      *                    sample in the highest bit
      * @param upPositions one channel of this file per channel of pSrc, all different
      * @return bytes written
-     * @throws as WriteRaw
+     * @throws as WriteRaw, and clXDSF for more than six channels
      */
     uint64_t WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *upPositions);
 
@@ -159,7 +159,8 @@ private:
     void Reset() noexcept;
     void OpenStream(clStreamReader *pStreamReader);
     void ReadTag(uint64_t uFileSize);
-    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places);
+    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places,
+                          const char *cpNotOpened);
     feed_t GetFeed() const override;
     uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
     void CheckReading(const char *cpMessage) const;

@@ -67,8 +67,10 @@ uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *
     const uint64_t uGroupSize = GetGroupSize();
     const uint32_t uChannels = GetChannels();
     const uint64_t uBlockSize = GetBlockSize();
-    if (uGroupSize == 0 || uChannels > MAX_CHANNELS ||
-        uFrames > INT64_MAX / uChannels - uBlockSize) {
+    if (uChannels > MAX_CHANNELS) {
+        throw clXDSF("clDSF::WriteFrames(): channels must be <= 6");
+    }
+    if (uGroupSize == 0 || uFrames > INT64_MAX / uChannels - uBlockSize) {
         throw clXDSF("clDSF::WriteFrames(): write size out of range");
     }
     const uint64_t uSize = (uFrames + uBlockSize - 1) / uBlockSize * uGroupSize;
@@ -180,7 +182,9 @@ uint64_t clDSF::Read(double *pBuffer, uint64_t uSize)
         throw clXDSF(NO_BLOCK_MULTIPLE);
     }
     const places_t places = {aInOrder, uChannels, false};
-    return DecodeFrames(pBuffer, uSize / uChannels, places) * uChannels;
+    return DecodeFrames(pBuffer, uSize / uChannels, places,
+                        "clDSF::Read(): not opened for decoding") *
+           uChannels;
 }
 
 uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
@@ -192,7 +196,9 @@ uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
     }
     // Places without a channel keep what the caller left there; this is deliberate.
     const places_t places = {pLayout->auSlots, MAX_CHANNELS, false};
-    return DecodeFrames(pBuffer, uSize / MAX_CHANNELS, places) * MAX_CHANNELS;
+    return DecodeFrames(pBuffer, uSize / MAX_CHANNELS, places,
+                        "clDSF::Read_5_1(): not opened for decoding") *
+           MAX_CHANNELS;
 }
 
 uint64_t clDSF::SeekSample(uint64_t uSamples)
@@ -274,7 +280,8 @@ void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize)
     }
 }
 
-uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places)
+uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places,
+                             const char *cpNotOpened)
 {
     // Blocks of an odd number of bytes are not made of whole decoded samples, groups of them are.
     if (!IsMultiple(uFrames, GetBlockSamples()) ||
@@ -285,7 +292,7 @@ uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &
         throw clXDSF(TOO_MANY_CHANNELS);
     }
     if (!IsDecoding()) {
-        throw clXDSF("clDSF::Read(): not opened for decoding");
+        throw clXDSF(cpNotOpened);
     }
     return Decode(pBuffer, uFrames, places);
 }

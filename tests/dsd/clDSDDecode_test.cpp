@@ -172,18 +172,19 @@ TEST_P(decode, NeedsOpenAndAtMostSixChannels)
 {
     const bool bDSF = GetParam() == FORMAT_DSF;
     samples_t out(7 * 6 * BLOCK);
-    const auto ExpectFailure = [&](const char *cpMessage, auto &&Use) {
+    const auto ExpectFailure = [&](const std::string &strMessage, auto &&Use) {
         if (bDSF) {
-            EXPECT_THROW_MSG(Use(), clXDSF, cpMessage);
+            EXPECT_THROW_MSG(Use(), clXDSF, strMessage);
         } else {
-            EXPECT_THROW_MSG(Use(), clXDSDIFF, cpMessage);
+            EXPECT_THROW_MSG(Use(), clXDSDIFF, strMessage);
         }
     };
     const auto ExpectClosed = [&] {
-        const char *cpMessage = bDSF ? "clDSF::Read(): not opened for decoding"
-                                     : "clDSDIFF::Read(): not opened for decoding";
-        ExpectFailure(cpMessage, [&] { spFile->Read(out.data(), 2 * BLOCK); });
-        ExpectFailure(cpMessage, [&] { spFile->Read_5_1(out.data(), 6 * BLOCK); });
+        const std::string strClass = bDSF ? "clDSF::" : "clDSDIFF::";
+        const std::string strWhy = "(): not opened for decoding";
+        ExpectFailure(strClass + "Read" + strWhy, [&] { spFile->Read(out.data(), 2 * BLOCK); });
+        ExpectFailure(strClass + "Read_5_1" + strWhy,
+                      [&] { spFile->Read_5_1(out.data(), 6 * BLOCK); });
         EXPECT_THROW_MSG(spFile->Flush(out.data(), out.size()), clXDSD,
                          "clDSD::Flush(): not opened for decoding");
     };

@@ -158,9 +158,13 @@ TEST(clDSDIFF, RefusesWhatItCannotRead)
     reader.Close();
     ExpectNoData();
 
-    reader.OpenMeta(B().ChannelCount(0).Stream());
-    EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF,
-                     "clDSDIFF::ReadRaw(): read size must be multiple of channels");
+    for (const size_t sizeChannels : {0U, 4U}) {
+        reader.OpenMeta(B().ChannelCount(sizeChannels).Stream());
+        EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF,
+                         "clDSDIFF::ReadRaw(): read size must be multiple of channels");
+        EXPECT_THROW_MSG(reader.ReadStored(aOut, 2), clXDSDIFF,
+                         "clDSDIFF::ReadStored(): read size must be multiple of channels");
+    }
 }
 
 TEST(clDSD, OffersItsFormatsBitOrderAndPlaces)

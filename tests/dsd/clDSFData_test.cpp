@@ -41,6 +41,9 @@ TEST(clDSF, WriteRawReversesBitsOfWholeGroups)
     EXPECT_EQ(8192U, writer.GetPosition());
     std::transform(group.begin(), group.end(), group.begin(), Reversed);
     EXPECT_TRUE(group == Part(folder.Read("a.dsf"), 92));
+    writer.Create(folder.Path("b.dsf").c_str(), 0, 7);
+    EXPECT_THROW_MSG(writer.WriteFrames(group.data(), 1, auPositions), clXDSF,
+                     "clDSF::WriteFrames(): channels must be <= 6");
 }
 
 TEST(clDSF, ReadRawDeliversInterleavedBytes)
