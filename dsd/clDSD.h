@@ -144,7 +144,7 @@ public:
      * channel in frames like those of the last Read or Read_5_1, fewer when called again. Reading
      * goes on behind it as after a seek.
      *
-     * @param uSize size of pBuffer in samples
+     * @param uSize size of pBuffer in samples; nothing happens when it is no whole frame
      * @return the samples delivered, whole frames; 0 when there are no more
      * @throws clXDSD unless the file was opened with Open
      */

@@ -119,6 +119,9 @@ uint64_t clDSD::Flush(double *pBuffer, uint64_t uSize)
     }
     const clDecoder::target_t &target = pDecoder->target;
     const uint64_t uFrames = std::min<uint64_t>(uSize / target.uPlaces, DELAY - uDrained);
+    if (uFrames == 0) {
+        return 0;
+    }
     if (target.bSilence) {
         std::fill_n(pBuffer, uFrames * target.uPlaces, 0.0);
     }

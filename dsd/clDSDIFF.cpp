@@ -90,7 +90,7 @@ uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
 {
     CheckReadRaw(uSize, "clDSDIFF::ReadRaw(): read size must be multiple of channels");
     // Nothing has to be moved, and no unfinished frame will end up in the caller's buffer.
-    if (form.chunkProperty.IsInOrder() && form.chunkData.Holds(uSize)) {
+    if (uSize == 0 || (form.chunkProperty.IsInOrder() && form.chunkData.Holds(uSize))) {
         uLastCount = ReadFrames(pBuffer, uSize);
         return uLastCount;
     }
@@ -126,6 +126,10 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     if (uChannels == 0) {
         form.chunkData.CheckReadRaw();
         throw clXDSDIFF(NO_MULTIPLE);
+    }
+    if (uSize == 0) {
+        form.chunkData.CheckReadRaw();
+        return 0;
     }
     // A hostile count of channels must not size the raw buffer: a file of more channels than there
     // are places is read in parts no larger than the caller's.

@@ -119,6 +119,9 @@ uint64_t clDSF::ReadRaw(void *pBuffer, uint64_t uSize)
     if (!IsMultiple(uSize, GetGroupSize())) {
         throw clXDSF("clDSF::ReadRaw(): read size must be multiple of blocksize");
     }
+    if (uSize == 0) {
+        return 0;
+    }
     uint8_t *pRaw = static_cast<uint8_t *>(allocRaw.SetSize(static_cast<int64_t>(uSize)));
     const uint64_t uBefore = uDataPos;
     const uint64_t uWanted = std::min(uSize, GetDataCapacity() - uBefore);

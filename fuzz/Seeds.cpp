@@ -98,6 +98,8 @@ void SaveDSDIFFs()
     SaveDSDIFF("conflict", B().Channels({"SLFT", "SLFT"}).Build());
     SaveDSDIFF("no-sound", B().NoSound().Build());
     SaveDSDIFF("no-rate", B().Rate(0).Sound(Pattern(20), 1 << 20).Build());
+    // Its block has no samples: decoding into an empty buffer once computed with a null pointer.
+    Save("DSDIFF", "find-no-block", B().Rate(0).Sound(Pattern(200)).Build() + bytes_t{0, 1, 16});
     SaveDSDIFF("no-compression", B().Compression("").Build());
     SaveDSDIFF("compressed", B().Compression("DST ").Build());
     SaveDSDIFF("all-chunks", B().SubChunk(B::Chunk("ABSS", Pattern(8)), true)

@@ -6,7 +6,8 @@
 
 /**
  * The byte and bit permutations between the two containers. Plain functions over memory, without
- * state. The layouts are drawn in docs/formats.md.
+ * state. The layouts are drawn in docs/formats.md. Pointers to data may be null where there is
+ * none.
  *
  * Each is written once plainly, which is the truth, and once for vectors; the first call chooses
  * the fastest set that the processor has.

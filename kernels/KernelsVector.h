@@ -196,6 +196,9 @@ public:
                                              const uint32_t *upTable, uint32_t uDestChannels,
                                              uint32_t uSrcChannels, uint8_t uFill) noexcept
     {
+        if (sizeFrames == 0) {
+            return;
+        }
         const size_t sizeWidest = std::max(uDestChannels, uSrcChannels);
         size_t sizeDone = 0;
         if (uDestChannels != 0 && uSrcChannels != 0 && sizeWidest <= LANE) {

@@ -168,6 +168,35 @@ TEST_P(decode, RawReadsAndFlushesInBetweenRestartIt)
     }
 }
 
+TEST_P(decode, NothingAskedForNeedsNoBuffer)
+{
+    const bytes_t sound = Pattern(16384);
+    for (const bool bWithoutDelay : {false, true}) {
+        SCOPED_TRACE(bWithoutDelay);
+        const auto Reopen = [&] {
+            spFile->Open(MakeStream(GetParam(), sound, 2), 0, 2, false, bWithoutDelay);
+        };
+        Reopen();
+        const samples_t expected = ReadAll(*spFile, 2 * BLOCK);
+        Reopen();
+        const auto AskForNothing = [&] {
+            EXPECT_EQ(0U, spFile->Flush(nullptr, 0));
+            EXPECT_EQ(0U, spFile->Read_5_1(nullptr, 0));
+            EXPECT_EQ(0U, spFile->Read(nullptr, 0));
+            EXPECT_EQ(0U, spFile->ReadRaw(nullptr, 0));
+            EXPECT_EQ(0U, spFile->ReadRaw_5_1(nullptr, 0));
+        };
+        AskForNothing();
+        samples_t all(2 * BLOCK);
+        all.resize(spFile->Read(all.data(), all.size()));
+        AskForNothing();
+        const samples_t rest = ReadAll(*spFile, 2 * BLOCK);
+        all.insert(all.end(), rest.begin(), rest.end());
+        EXPECT_TRUE(Same(expected, all));
+        AskForNothing();
+    }
+}
+
 TEST_P(decode, NeedsOpenAndAtMostSixChannels)
 {
     const bool bDSF = GetParam() == FORMAT_DSF;

@@ -35,8 +35,11 @@ TEST(clDSF, WriteRawReversesBitsOfWholeGroups)
     const uint32_t auPositions[] = {0, 1};
     EXPECT_THROW_MSG(writer.WriteFrames(group.data(), UINT64_MAX, auPositions), clXDSF,
                      "clDSF::WriteFrames(): write size out of range");
-    EXPECT_EQ(0U, writer.WriteFrames(group.data(), 0, auPositions));
-    EXPECT_EQ(0U, writer.WriteRaw(group.data(), 0));
+    EXPECT_EQ(0U, writer.WriteFrames(nullptr, 0, nullptr));
+    EXPECT_EQ(0U, writer.WriteRaw(nullptr, 0));
+    EXPECT_EQ(0U, writer.WriteMeta(nullptr, 0));
+    writer.RearrangeData(nullptr, nullptr, 0);
+    writer.ConvertData(nullptr, nullptr, 0);
     EXPECT_EQ(8192U, writer.WriteRaw(group.data(), group.size()));
     EXPECT_EQ(8192U, writer.GetPosition());
     std::transform(group.begin(), group.end(), group.begin(), Reversed);

@@ -33,6 +33,21 @@ TEST(Kernels, TruthIsWhatTheFormatsSay)
     EXPECT_EQ((bytes_t{0x96, 3, 0x96, 0x96, 0x96, 6, 0x96, 0x96}), placed);
 }
 
+TEST(Kernels, NoDataNeedsNoMemory)
+{
+    uint8_t *const apNone[7] = {};
+    for (const Kernels::set_t *pSet : Kernels::GetSets()) {
+        pSet->fnReverseBits(nullptr, nullptr, 0);
+        for (uint32_t uChannels = 1; uChannels <= 7; ++uChannels) {
+            for (const bool bReverse : {false, true}) {
+                pSet->fnDeinterleave(apNone, nullptr, 0, uChannels, bReverse);
+                pSet->fnInterleave(nullptr, nullptr, 0, uChannels, bReverse);
+            }
+            pSet->fnPlaceChannels(nullptr, nullptr, 0, nullptr, 6, uChannels, 0x96);
+        }
+    }
+}
+
 TEST(Kernels, EverySetDoesWhatTheTruthDoes)
 {
     constexpr size_t VECTOR = 32;
