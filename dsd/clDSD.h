@@ -150,7 +150,6 @@ public:
      */
     uint64_t Flush(double *pBuffer, uint64_t uSize);
 
-protected:
     /** What decoded reads are made of: runs of one channel each, one of every channel in turn. */
     struct feed_t {
         /** Position in the file. */
@@ -162,18 +161,30 @@ protected:
         bool bLsbFirst = false;
     };
 
-    /** What the next fetch finds. */
-    virtual feed_t GetFeed() const;
-
     /**
-     * Fetches the next bytes, and moves on behind them.
-     *
-     * @param pDest  room for uBytes of each channel
-     * @param uBytes per channel; whole runs, or all that is left
-     * @return bytes per channel fetched; less than uBytes only at the end
+     * Where a decoded read gets its bytes. An interface of its own, since a virtual function more
+     * in clDSD would move those that a subclass adds.
      */
-    virtual uint64_t Fetch(uint8_t *pDest, uint64_t uBytes);
+    class clFeed
+    {
+    public:
+        /** What the next fetch finds. */
+        virtual feed_t GetFeed() const = 0;
 
+        /**
+         * Fetches the next bytes, and moves on after them.
+         *
+         * @param pDest  room for uBytes of each channel
+         * @param uBytes per channel; whole runs, or all that is left
+         * @return bytes per channel fetched; less than uBytes only at the end
+         */
+        virtual uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) = 0;
+
+    protected:
+        ~clFeed() = default;
+    };
+
+protected:
     /** How the channels lie in the frames of a decoded read. */
     struct places_t {
         /** One per channel; a channel without a place below uPlaces is left out. */
@@ -187,7 +198,7 @@ protected:
     bool IsDecoding() const;
 
     /** The common part of the decoded reads. @return frames delivered */
-    uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places);
+    uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places, clFeed &source);
 
     /** Lets the next decoded read begin with silence before it, as after a seek. */
     void RestartDecoding() noexcept;
@@ -247,7 +258,7 @@ private:
     uint8_t *GetFetchBuffer(uint64_t uTimes, uint32_t uEach);
     uint64_t GetWhole(uint64_t uBytes) const noexcept;
     void StartJobs(uint64_t uBytes);
-    void FetchRest(uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece);
+    void FetchRest(clFeed &source, uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece);
     uint64_t FinishJobs();
     uint64_t Drain(uint64_t uFrames);
 

@@ -134,17 +134,7 @@ bool clDSD::IsDecoding() const
     return pDecoder && pDecoder->GetChannels() == GetChannels();
 }
 
-clDSD::feed_t clDSD::GetFeed() const
-{
-    return {};
-}
-
-uint64_t clDSD::Fetch(uint8_t *, uint64_t)
-{
-    return 0;
-}
-
-uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places)
+uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places, clFeed &source)
 {
     if (uFrames == 0) {
         return 0;
@@ -168,11 +158,11 @@ uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places
     const uint64_t uWanted =
         bDecimate ? std::min(uFrames, std::numeric_limits<uint64_t>::max() / 2) * 2 : uFrames / 8;
     for (;;) {
-        const feed_t feed = GetFeed();
+        const feed_t feed = source.GetFeed();
         const uint64_t uNow = std::min(uWanted, feed.uLeft);
         const uint64_t uPiece = GetPiece(feed.uRun);
         uint8_t *const pBytes = GetFetchBuffer(uNow, GetChannels());
-        const uint64_t uFetched = uNow == 0 ? 0 : Fetch(pBytes, std::min(uNow, uPiece));
+        const uint64_t uFetched = uNow == 0 ? 0 : source.Fetch(pBytes, std::min(uNow, uPiece));
         if (GetWhole(uFetched) == 0) {
             break;
         }
@@ -181,9 +171,9 @@ uint64_t clDSD::Decode(double *pBuffer, uint64_t uFrames, const places_t &places
         }
         pDecoder->source = {pBytes, uNow, feed.uRun, feed.bLsbFirst};
         StartJobs(GetWhole(uFetched));
-        FetchRest(pBytes, uFetched, uPiece);
+        FetchRest(source, pBytes, uFetched, uPiece);
         const uint64_t uDone = FinishJobs();
-        uFetchEnd = GetFeed().uPosition;
+        uFetchEnd = source.GetFeed().uPosition;
         // All that was fetched may have gone into the delay; that is not the end.
         if (uDone != 0) {
             return uDone;
@@ -246,12 +236,12 @@ void clDSD::StartJobs(uint64_t uBytes)
 }
 
 // Fetches what is still missing of the batch, while the helpers decode what is there.
-void clDSD::FetchRest(uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece)
+void clDSD::FetchRest(clFeed &source, uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece)
 {
     try {
         while (uFetched % uPiece == 0 && uFetched < pDecoder->source.uBytes) {
             const uint64_t uNow = std::min(uPiece, pDecoder->source.uBytes - uFetched);
-            const uint64_t uMore = Fetch(pBytes + uFetched * GetChannels(), uNow);
+            const uint64_t uMore = source.Fetch(pBytes + uFetched * GetChannels(), uNow);
             uFetched += uMore;
             pDecoder->Supply(GetWhole(uFetched));
             if (uMore < uNow) {

@@ -71,7 +71,7 @@ uint64_t clDSDIFF::Read(double *pBuffer, uint64_t uSize)
     }
     const places_t places = {form.chunkProperty.GetPositions(), uChannels, false};
     CheckDecoding("clDSDIFF::Read(): not opened for decoding");
-    return Decode(pBuffer, uFrames, places) * uChannels;
+    return Decode(pBuffer, uFrames, places, *this) * uChannels;
 }
 
 uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
@@ -83,7 +83,7 @@ uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
     form.chunkData.CheckRead(uFrames * GetDivisor(), GetChannels());
     const places_t places = {form.chunkProperty.GetSpeakerCodes(), MAX_CHANNELS, true};
     CheckDecoding("clDSDIFF::Read_5_1(): not opened for decoding");
-    return Decode(pBuffer, uFrames, places) * MAX_CHANNELS;
+    return Decode(pBuffer, uFrames, places, *this) * MAX_CHANNELS;
 }
 
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)

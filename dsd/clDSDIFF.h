@@ -15,7 +15,7 @@
  * Opening with either operation walks the whole file and leaves it at the first byte of sound; a
  * remote stream stays where the walk has left it, SeekSample(0) brings it there.
  */
-class clDSDIFF : public clDSD
+class clDSDIFF : public clDSD, private clDSD::clFeed
 {
 public:
     clDSDIFF();

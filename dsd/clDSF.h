@@ -22,7 +22,7 @@
  * An object is closed, open for reading or open for writing; an operation of another state throws
  * clXDSF.
  */
-class clDSF : public clDSD
+class clDSF : public clDSD, private clDSD::clFeed
 {
 public:
     clDSF();

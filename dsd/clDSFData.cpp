@@ -297,7 +297,7 @@ uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &
     if (!IsDecoding()) {
         throw clXDSF(cpNotOpened);
     }
-    return Decode(pBuffer, uFrames, places);
+    return Decode(pBuffer, uFrames, places, *this);
 }
 
 clDSD::feed_t clDSF::GetFeed() const
