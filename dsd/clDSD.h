@@ -86,7 +86,8 @@ public:
     virtual void Close() = 0;
 
     /**
-     * Decoded samples at the output rate, interleaved. Only for a file opened with Open.
+     * Decoded samples at the output rate, interleaved. Only for a file opened with Open. The audio
+     * comes GetDelay() samples late, unless bSecond of Open takes that out.
      *
      * @param uSize decoded samples over all channels
      * @return the samples delivered; less than uSize only at the end, where the stream ends early,
@@ -120,9 +121,11 @@ public:
     /** Decoded samples per channel. */
     virtual uint64_t GetOutputLength() const = 0;
 
-    /** Moves to a position counted in decoded samples over all channels. */
+    /** Moves to a position counted in decoded samples over all channels. Only the start of a frame,
+     * and in a DSF file that of a group of blocks, is a place to read sound from. */
     virtual uint64_t SeekSample(uint64_t uSamples) = 0;
-    /** Moves to a position counted in decoded samples per channel. */
+    /** Moves to a position counted in decoded samples per channel; in a DSF file a multiple of
+     * GetBlockSamples(). */
     virtual uint64_t SeekFrame(uint64_t uFrame) = 0;
     virtual uint64_t GetPosition() const = 0;
 

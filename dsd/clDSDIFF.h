@@ -28,7 +28,8 @@ public:
     void Close() override;
 
     /**
-     * Decoded samples, the channels in the order of the raw data.
+     * Decoded samples, the channels in the order of the raw data, late by GetDelay() unless bSecond
+     * of Open takes that out.
      *
      * @param uSize a multiple of the channel count
      * @throws clXDSDIFF for any other uSize, for more than six channels, without sound data and
@@ -71,7 +72,11 @@ public:
     uint64_t GetOutputSize() const override;
     uint64_t GetOutputLength() const override;
 
-    /** @return the new position in one-bit samples per channel */
+    /**
+     * @param uSamples a multiple of GetChannels(). Others are accepted too, but may be positions
+     * inside a frame: the channels then change places in all that is read
+     * @return the new position in one-bit samples per channel
+     */
     uint64_t SeekSample(uint64_t uSamples) override;
     uint64_t SeekFrame(uint64_t uFrame) override;
 

@@ -28,6 +28,8 @@ public:
     clDSF();
     ~clDSF() noexcept(false) override;
 
+    /** @throws clXDSF also for a tag that does not parse: a DSF file with such a tag cannot be
+     * opened, and OpenMeta refuses it too */
     void Open(clStreamReader *pStreamReader, uint64_t uSetting = 0, uint32_t uSelect = 0,
               bool bFirst = false, bool bSecond = false, bool bThird = false) override;
     void OpenMeta(clStreamReader *pStreamReader) override;
@@ -36,7 +38,8 @@ public:
     void Close() override;
 
     /**
-     * Decoded samples. Where the stream ends inside a group, the whole samples that are there.
+     * Decoded samples, late by GetDelay() unless bSecond of Open takes that out. Where the stream
+     * ends inside a group, the whole samples that are there.
      *
      * @param uSize a multiple of GetBlockSamples() * GetChannels()
      * @throws clXDSF for any other uSize, for more than six channels and after OpenMeta;
@@ -60,7 +63,8 @@ public:
 
     /**
      * @param uSize bytes of six-byte frames; all of them are written
-     * @throws clXDSF also when channel type and count do not agree
+     * @throws clXDSF as ReadRaw, for an unknown channel type, and for more channels than the type
+     * has places; fewer fill the first of them
      */
     uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) override;
 
@@ -73,11 +77,16 @@ public:
     uint64_t GetOutputLength() const override;
 
     /**
-     * @param uSamples a multiple of GetBlockSamples() * GetChannels()
+     * @param uSamples a multiple of GetBlockSamples() * GetChannels(): the start of a group of
+     * blocks, the only place from which reads deliver sound
      * @return the new position in one-bit samples per channel
      */
     uint64_t SeekSample(uint64_t uSamples) override;
-    /** @return the new position in bytes per channel */
+    /**
+     * @param uFrame a multiple of GetBlockSamples(). Multiples of a sixteenth of that are accepted
+     * too, but are positions inside a group: reads from there mix the channels
+     * @return the new position in bytes per channel
+     */
     uint64_t SeekFrame(uint64_t uFrame) override;
 
     /** Bytes of sound data read or written so far, all channels. */
@@ -92,8 +101,8 @@ public:
     virtual void Create(const char *cpPath, uint32_t uSampleRate, uint32_t uChannels);
 
     /**
-     * Completes the headers. To be called last: sound data written afterwards would overwrite the
-     * first.
+     * Completes the headers. To be called last, and once: sound data written afterwards would
+     * overwrite the first, and a second call would announce a file without sound data.
      * @param uSamples one-bit samples per channel
      */
     virtual void SetLength(uint64_t uSamples);
