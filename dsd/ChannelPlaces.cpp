@@ -39,7 +39,7 @@ uint32_t Place(const place_t (&aPlaces)[N], uint32_t uId, uint32_t uOwnIdx) noex
 
 } // namespace
 
-uint32_t ChannelPlaces::GetPosition(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx) noexcept
+uint32_t ChannelPlaces::GetPlace(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx) noexcept
 {
     switch (uChannels) {
     case 2:

@@ -14,7 +14,7 @@ namespace ChannelPlaces
  * @param uId       the four characters of the id, the first in the highest byte
  * @param uOwnIdx   given back for ids that are not in the table
  */
-uint32_t GetPosition(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx) noexcept;
+uint32_t GetPlace(uint32_t uChannels, uint32_t uId, uint32_t uOwnIdx) noexcept;
 
 /** The place in the 5.1 frame; uOwnIdx for unknown ids. */
 uint32_t GetSpeaker(uint32_t uId, uint32_t uOwnIdx) noexcept;

@@ -289,7 +289,7 @@ void clDSDIFFPropChunk::MapChannelIds()
     auSpeakerCodes.resize(uChannels);
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         const uint32_t uChannelId = sChannels.auIds[uChIdx];
-        auPositions[uChIdx] = ChannelPlaces::GetPosition(uChannels, uChannelId, uChIdx);
+        auPositions[uChIdx] = ChannelPlaces::GetPlace(uChannels, uChannelId, uChIdx);
         auSpeakerCodes[uChIdx] = ChannelPlaces::GetSpeaker(uChannelId, uChIdx);
     }
     bConflict = !IsPermutation(auPositions);
