@@ -2,6 +2,7 @@
 
 #include "base/clException.h"
 #include "dsd/Bytes.h"
+#include "dsd/ChannelPlaces.h"
 #include "dsd/DSFLayout.h"
 #include "io/clStreamReader.h"
 
@@ -19,26 +20,6 @@ constexpr uint32_t DEFAULT_RATE = 2822400;
 constexpr uint32_t DEFAULT_BLOCK_SIZE = 4096;
 constexpr uint32_t BITS_LSB_FIRST = 1;
 constexpr uint32_t BITS_MSB_FIRST = 8;
-
-// The format's channel types by channel count. Four channels are always left, right and two
-// surrounds, never the front, centre and low frequencies of type 5.
-uint32_t ChannelTypeOf(uint32_t uChannels)
-{
-    switch (uChannels) {
-    case 1:
-        return 1;
-    case 3:
-        return 3;
-    case 4:
-        return 4;
-    case 5:
-        return 6;
-    case 6:
-        return 7;
-    default:
-        return 2;
-    }
-}
 
 void PutId(uint8_t *pChunk, const char *cpId, uint64_t uChunkSize)
 {
@@ -279,7 +260,7 @@ void clDSF::WriteHeaders()
         PutId(aFmtChunk, "fmt ", FMT_CHUNK_SIZE);
         PutLE(aFmtChunk + VERSION, FORMAT_VERSION);
         PutLE(aFmtChunk + FORMAT_ID, FORMAT_RAW);
-        PutDefault(aFmtChunk + CHANNEL_TYPE, ChannelTypeOf(GetChannels()));
+        PutDefault(aFmtChunk + CHANNEL_TYPE, ChannelPlaces::GetTypeOfCount(GetChannels()));
         PutDefault(aFmtChunk + CHANNEL_NUM, 2);
         PutDefault(aFmtChunk + SAMPLE_RATE, DEFAULT_RATE);
         PutLE(aFmtChunk + BITS_PER_SAMPLE, BITS_LSB_FIRST);

@@ -1,44 +1,16 @@
 #include "dsd/clDSF.h"
 
 #include "base/clException.h"
+#include "dsd/ChannelPlaces.h"
 #include "io/clStreamReader.h"
 #include "kernels/Kernels.h"
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 #include <stdexcept>
 
 namespace
 {
-
-struct layout_t {
-    uint32_t uChannels;
-    uint32_t auSlots[6];
-};
-
-// The places of the 5.1 frame that the channels of each channel type take. Mono is not copied to
-// both fronts; this is deliberate.
-constexpr layout_t aLayouts[] = {
-    {0, {}},                 // no such type
-    {1, {0}},                // 1: mono
-    {2, {0, 1}},             // 2: stereo
-    {3, {0, 1, 2}},          // 3: three channels
-    {4, {0, 1, 4, 5}},       // 4: quad
-    {4, {0, 1, 2, 3}},       // 5: four channels
-    {5, {0, 1, 2, 4, 5}},    // 6: five channels
-    {6, {0, 1, 2, 3, 4, 5}}, // 7: 5.1 channels
-};
-
-// Null for an unknown type, and for a file with more channels than its type has places.
-const layout_t *FindLayout(uint32_t uChannelType, uint32_t uChannels)
-{
-    if (uChannelType == 0 || uChannelType >= std::size(aLayouts) ||
-        uChannels > aLayouts[uChannelType].uChannels) {
-        return nullptr;
-    }
-    return &aLayouts[uChannelType];
-}
 
 constexpr const char *NO_BLOCK_MULTIPLE = "clDSF::Read(): read size must be multiple of blocksize";
 constexpr const char *TOO_MANY_CHANNELS = "clDSF::ConvertData(): channels must be <= 6";
@@ -163,13 +135,13 @@ uint64_t clDSF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     const uint64_t uRead = ReadRaw(pRaw, uWanted);
 
     uint8_t *pDest = static_cast<uint8_t *>(pBuffer);
-    const layout_t *pLayout = FindLayout(GetChannelType(), uChannels);
-    if (pLayout == nullptr) {
+    const uint32_t *upSpeakers = ChannelPlaces::GetSpeakersOfType(GetChannelType(), uChannels);
+    if (upSpeakers == nullptr) {
         std::fill_n(pDest, uSize, IDLE_PATTERN);
         throw clXDSF(UNKNOWN_LAYOUT);
     }
     const uint64_t uReadFrames = uRead / uChannels;
-    Kernels::PlaceChannels(pDest, pRaw, uReadFrames, pLayout->auSlots, MAX_CHANNELS, uChannels,
+    Kernels::PlaceChannels(pDest, pRaw, uReadFrames, upSpeakers, MAX_CHANNELS, uChannels,
                            IDLE_PATTERN);
     std::fill(pDest + uReadFrames * MAX_CHANNELS, pDest + uSize, IDLE_PATTERN);
     return uReadFrames * MAX_CHANNELS;
@@ -193,12 +165,12 @@ uint64_t clDSF::Read(double *pBuffer, uint64_t uSize)
 uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
 {
     CheckReading("clDSF::Read_5_1(): not open for reading");
-    const layout_t *pLayout = FindLayout(GetChannelType(), GetChannels());
-    if (pLayout == nullptr) {
+    const uint32_t *upSpeakers = ChannelPlaces::GetSpeakersOfType(GetChannelType(), GetChannels());
+    if (upSpeakers == nullptr) {
         throw clXDSF("clDSF::Read_5_1(): unknown channel layout");
     }
     // Places without a channel keep what the caller left there; this is deliberate.
-    const places_t places = {pLayout->auSlots, MAX_CHANNELS, false};
+    const places_t places = {upSpeakers, MAX_CHANNELS, false};
     return DecodeFrames(pBuffer, uSize / MAX_CHANNELS, places,
                         "clDSF::Read_5_1(): not opened for decoding") *
            MAX_CHANNELS;
