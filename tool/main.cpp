@@ -1,3 +1,4 @@
+#include "base/StandardDescriptors.h"
 #include "base/clAlloc.h"
 #include "base/clException.h"
 #include "dsd/clDSDIFF.h"
@@ -15,7 +16,6 @@
 #include <exception>
 #include <memory>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace
@@ -31,17 +31,6 @@ constexpr uint32_t MAX_CHANNELS = 6;
 
 // Blocks of every channel that one turn of the loop moves.
 constexpr uint32_t BLOCKS_PER_TURN = 64;
-
-// With standard error closed, the output file would take its number and messages would end up in
-// it.
-void HoldStandardDescriptors()
-{
-    for (int iFileH = 0; iFileH <= 2; ++iFileH) {
-        if (fcntl(iFileH, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) {
-            std::_Exit(EXIT_FAILURE);
-        }
-    }
-}
 
 // Looks at what a path leads to; false when it leads to nothing that could be opened. Any other
 // failure leaves open what is there, and the output could take the place of the input.
@@ -244,7 +233,9 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
 
 int main(int argc, char **argv)
 {
-    HoldStandardDescriptors();
+    if (!HoldStandardDescriptors()) {
+        return EXIT_FAILURE;
+    }
     // The call that fails then says so, instead of a signal ending the process. Before the banner,
     // whose reader may be gone already.
     std::signal(SIGPIPE, SIG_IGN);
