@@ -11,7 +11,7 @@ namespace
 
 using namespace std::chrono_literals;
 
-// What is over sooner needs no line, and nobody reads faster than the second number.
+// Short runs show nothing; INTERVAL is the redraw period.
 constexpr auto FIRST_SHOWN = 500ms;
 constexpr auto INTERVAL = 200ms;
 constexpr int LINE_WIDTH = 60;

@@ -4,19 +4,19 @@
 #include <cstdint>
 
 /**
- * Shows on a terminal how far a long conversion has come: one line on standard error, rewritten in
- * place and cleared at the end of this object. Silent where standard error is no terminal.
+ * Shows the progress of a long conversion: one line on standard error, redrawn in place and removed
+ * by the destructor. Does nothing when standard error is no terminal.
  */
 class clProgress
 {
 public:
-    /** @param uTotalBytes what there is to do; 0 when that is not known */
+    /** @param uTotalBytes size of the sound data; 0 when it is not known */
     explicit clProgress(uint64_t uTotalBytes);
     clProgress(const clProgress &) = delete;
     clProgress &operator=(const clProgress &) = delete;
     ~clProgress();
 
-    /** @param uDoneBytes what is done by now */
+    /** @param uDoneBytes bytes of sound data converted so far */
     void Update(uint64_t uDoneBytes) noexcept;
 
 private:

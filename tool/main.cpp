@@ -29,12 +29,12 @@ constexpr int EXIT_COMPRESSED = 2;
 // DSF knows the channel layouts of one to six channels.
 constexpr uint32_t MAX_CHANNELS = 6;
 
-// Blocks of every channel that one turn of the loop moves.
+// Blocks of each channel that one turn of the loop moves.
 constexpr uint32_t BLOCKS_PER_TURN = 64;
 
-// Looks at what a path leads to; false when it leads to nothing that could be opened. Any other
-// failure leaves open what is there, and the output could take the place of the input.
-bool Look(const char *cpPath, struct stat &statFile)
+// Returns false when the path leads to nothing that could be opened. Any other failure throws: it
+// leaves open whether the output would replace the input.
+bool StatIfReachable(const char *cpPath, struct stat &statFile)
 {
     if (stat(cpPath, &statFile) == 0) {
         return true;
@@ -51,25 +51,25 @@ bool Look(const char *cpPath, struct stat &statFile)
     }
 }
 
-// Whether two paths lead to one file, through whatever folders and links.
+// Whether two paths lead to the same file, through any folders and links.
 bool IsSameFile(const char *cpPathA, const char *cpPathB)
 {
     struct stat statA = {};
     struct stat statB = {};
-    return Look(cpPathA, statA) && Look(cpPathB, statB) && statA.st_dev == statB.st_dev &&
-           statA.st_ino == statB.st_ino;
+    return StatIfReachable(cpPathA, statA) && StatIfReachable(cpPathB, statB) &&
+           statA.st_dev == statB.st_dev && statA.st_ino == statB.st_ino;
 }
 
-// Whether a file exists whose size is not what can be read from it. The null device has nothing to
-// read and says so: it is an empty tag.
+// Whether a file exists whose size does not say how much can be read from it. The null device is
+// accepted as an empty tag: its size of 0 is true.
 bool IsSpecialFile(const char *cpPath)
 {
     struct stat statFile = {};
-    return Look(cpPath, statFile) && !S_ISREG(statFile.st_mode) && !S_ISDIR(statFile.st_mode) &&
-           !IsSameFile(cpPath, "/dev/null");
+    return StatIfReachable(cpPath, statFile) && !S_ISREG(statFile.st_mode) &&
+           !S_ISDIR(statFile.st_mode) && !IsSameFile(cpPath, "/dev/null");
 }
 
-// Whether the tag would be read from the file that is being written.
+// Whether the tag would be read from the file that is written.
 bool IsTagTheOutput(const char *cpTag, const char *cpOutput)
 {
     return cpTag != nullptr && IsSameFile(cpTag, cpOutput);
@@ -77,7 +77,7 @@ bool IsTagTheOutput(const char *cpTag, const char *cpOutput)
 
 constexpr char TAG_IS_OUTPUT[] = "tag file and output are the same file";
 
-// What is found wrong with the names alone; null when nothing is.
+// Returns what is wrong with the names alone; null when they can be used.
 const char *FindNameFault(const char *cpInput, const char *cpOutput, const char *cpTag)
 {
     clString strInput(cpInput);
@@ -138,7 +138,8 @@ moved_t MoveSound(clDSDIFF &reader, clDSF &writer)
     return moved;
 }
 
-void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels, bool bDropped)
+void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels,
+                      bool bSoundSkippedAtOpen)
 {
     const uint64_t uRest = uRead % uChannels;
     if (uRead == uAnnounced && uRest == 0) {
@@ -146,7 +147,7 @@ void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels, b
     }
     std::fprintf(stderr, "warning: read %" PRIu64 " of %" PRIu64 " announced bytes of sound data",
                  uRead, uAnnounced);
-    if (bDropped) {
+    if (bSoundSkippedAtOpen) {
         std::fputs(
             ": the server announced a length; download the file first, and it converts whole",
             stderr);
@@ -157,7 +158,7 @@ void WarnOfShortSound(uint64_t uRead, uint64_t uAnnounced, uint32_t uChannels, b
     std::fputs("\n", stderr);
 }
 
-// Appends the tag file as it is. False when it could not be read whole.
+// Appends the tag file unchanged. Returns false when it could not be read completely.
 bool AppendTag(clDSF &writer, const char *cpTag)
 {
     clFileIO fileTag;
@@ -178,18 +179,10 @@ int Fail(const char *cpText)
     return EXIT_FAILURE;
 }
 
-int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
+// Refuses what cannot be converted, and warns of what can be taken in two ways. Returns the exit
+// status of a refusal; EXIT_SUCCESS when the conversion can go on.
+int CheckInput(clDSDIFF &reader)
 {
-    const char *cpFault = FindNameFault(cpInput, cpOutput, cpTag);
-    if (cpFault != nullptr) {
-        return Fail(cpFault);
-    }
-    clDSDIFF reader;
-    clDSF writer;
-    std::unique_ptr<clStreamReader> pStream(CreateStreamReader(cpInput));
-    // Looking for a tag behind the sound, the reader has then read all of it.
-    const bool bDropped = pStream->IsRemote() && pStream->GetSize() != 0;
-    reader.OpenMeta(pStream.release());
     if (reader.IsCompressed()) {
         Fail("input file is compressed");
         return EXIT_COMPRESSED;
@@ -208,7 +201,28 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
                    "all channels stay in the order of the input file\n",
                    stderr);
     }
+    return EXIT_SUCCESS;
+}
 
+int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
+{
+    const char *cpFault = FindNameFault(cpInput, cpOutput, cpTag);
+    if (cpFault != nullptr) {
+        return Fail(cpFault);
+    }
+    clDSDIFF reader;
+    clDSF writer;
+    std::unique_ptr<clStreamReader> pStream(CreateStreamReader(cpInput));
+    // With a known size the reader reads a remote body to its end, looking for a trailing tag, so
+    // that no sound is left.
+    const bool bSoundSkippedAtOpen = pStream->IsRemote() && pStream->GetSize() != 0;
+    reader.OpenMeta(pStream.release());
+    const int iRefusal = CheckInput(reader);
+    if (iRefusal != EXIT_SUCCESS) {
+        return iRefusal;
+    }
+
+    const uint32_t uChannels = reader.GetChannels();
     writer.Create(cpOutput, reader.GetSampleRate(), uChannels);
     // A name that led to no file before may be that of the output now.
     if (IsTagTheOutput(cpTag, cpOutput)) {
@@ -219,7 +233,7 @@ int Convert(const char *cpInput, const char *cpOutput, const char *cpTag)
                      writer.GetSampleRate());
     }
     const moved_t moved = MoveSound(reader, writer);
-    WarnOfShortSound(moved.uBytes, reader.GetDataSize(), uChannels, bDropped);
+    WarnOfShortSound(moved.uBytes, reader.GetDataSize(), uChannels, bSoundSkippedAtOpen);
     reader.Close();
     if (cpTag != nullptr && !AppendTag(writer, cpTag)) {
         return Fail("the tag file could not be read whole");
@@ -236,8 +250,8 @@ int main(int argc, char **argv)
     if (!HoldStandardDescriptors()) {
         return EXIT_FAILURE;
     }
-    // The call that fails then says so, instead of a signal ending the process. Before the banner,
-    // whose reader may be gone already.
+    // Ignored so that write() fails with EPIPE or EFBIG instead of a signal ending the process.
+    // Before the banner: the reader of standard error may have gone already.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     std::fputs(BANNER, stderr);
