@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kernels/Kernels.h"
+#include "tests/support/FirstDifference.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -8,23 +9,24 @@
 #include <string>
 #include <vector>
 
-/** One run of the permutations. */
+/** The arguments of one comparison. */
 struct kernels_run_t {
     size_t sizeFrames;
     uint32_t uChannels;
-    uint32_t uPlaces;              ///< of a frame that channels are placed in
-    std::vector<uint32_t> auTable; ///< one place per channel
+    uint32_t uPlaces;              ///< in the frame that PlaceChannels writes
+    std::vector<uint32_t> auTable; ///< the place of each channel
     size_t sizeSrcOffset;          ///< from an aligned address
     size_t sizeDestOffset;
     bool bReverse;
 };
 
 /**
- * Holds every set that this processor has against the plain one. The source ends with the memory
- * that holds it, so that a sanitizer sees a read behind it; the destination has guards around it.
+ * Compares every set that this processor can run with the scalar one. The source ends where its
+ * memory block ends, so that a sanitizer reports a read past it; the destination has guard bytes
+ * on both sides.
  *
  * @param noise at least sizeFrames * uChannels bytes
- * @return set and kernel that differ from the truth; empty when none does
+ * @return the set and the kernel that differ, and how; empty when none does
  */
 inline std::string FindWrongKernel(const kernels_run_t &run, const std::vector<uint8_t> &noise)
 {
@@ -57,11 +59,12 @@ inline std::string FindWrongKernel(const kernels_run_t &run, const std::vector<u
                             run.uPlaces, run.uChannels, 0x96);
         return results;
     };
-    const auto truth = Results(Kernels::SCALAR);
+    const auto expected = Results(Kernels::SCALAR);
     for (const Kernels::set_t *pSet : Kernels::GetSets()) {
         for (const auto &[strName, result] : Results(*pSet)) {
-            if (result != truth.at(strName)) {
-                return pSet->cpName + (' ' + strName);
+            const std::string strDifference = FirstDifference(expected.at(strName), result);
+            if (!strDifference.empty()) {
+                return pSet->cpName + (' ' + strName) + ": " + strDifference;
             }
         }
     }
