@@ -53,14 +53,10 @@ void Arguments(benchmark::internal::Benchmark *pBenchmark)
 
 void Decimate(benchmark::State &state)
 {
-    const decimator_kernels_t *pKernels =
-        state.range(0) == 0 ? &DecimatorKernels::SCALAR : DecimatorKernels::GetAVX2();
-    if (pKernels == nullptr) {
-        state.SkipWithError("not on this processor");
-        return;
-    }
+    const DecimatorKernels::set_t &set =
+        state.range(0) == 0 ? DecimatorKernels::SCALAR : DecimatorKernels::GetFastest();
     std::vector<double> aWork(clDecimator::WORK_SIZE / sizeof(double) + 1);
-    clDecimator decimator(aWork.data(), *pKernels);
+    clDecimator decimator(aWork.data(), set);
     const bytes_t sound = Pattern(256 * clDecimator::CHUNK);
     size_t sizeAt = 0;
     for ([[maybe_unused]] auto _ : state) {
@@ -71,7 +67,7 @@ void Decimate(benchmark::State &state)
     state.counters["x"] = benchmark::Counter(
         static_cast<double>(state.iterations() * clDecimator::CHUNK) / BYTES_PER_SECOND,
         benchmark::Counter::kIsRate);
-    state.SetLabel(pKernels->cpName);
+    state.SetLabel(set.cpName);
 }
 
 BENCHMARK(Read<clDSDIFF>)->Apply(Arguments);

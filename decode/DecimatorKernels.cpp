@@ -1,6 +1,7 @@
 #include "decode/DecimatorKernels.h"
 
 #include "decode/clDecimatorDesign.h"
+#include "kernels/SupportedSets.h"
 
 namespace
 {
@@ -46,10 +47,16 @@ void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeC
 
 } // namespace
 
-const decimator_kernels_t DecimatorKernels::SCALAR = {"scalar", First, Second};
+const DecimatorKernels::set_t DecimatorKernels::SCALAR = {"scalar", IsAlwaysSupported, First,
+                                                          Second};
 
-const decimator_kernels_t &DecimatorKernels::GetBest() noexcept
+std::vector<const DecimatorKernels::set_t *> DecimatorKernels::GetSets()
 {
-    static const decimator_kernels_t *const pBest = GetAVX2() != nullptr ? GetAVX2() : &SCALAR;
-    return *pBest;
+    return SupportedSets(SETS);
+}
+
+const DecimatorKernels::set_t &DecimatorKernels::GetFastest() noexcept
+{
+    static const set_t &fastest = FastestSet(SETS);
+    return fastest;
 }

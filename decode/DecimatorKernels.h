@@ -2,16 +2,25 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 /**
- * The arithmetic of the two stages of clDecimator: once in plain code, which is the truth, and for
- * processors that have them in vector instructions, which give the same doubles bit for bit. Every
- * sum is taken in one order, from +0.0 on. In the first stage every other byte, counted from the
- * start of the call, goes into a sum of its own, the oldest first, and the two are added at the
- * end; in the second stage the middle comes first, then the pairs from the nearest on.
+ * The arithmetic of the two stages of clDecimator: a scalar version, the reference, and one per
+ * vector instruction set. All give the same doubles bit for bit, because every sum has one order
+ * and starts from +0.0. The first stage adds the bytes at even and those at odd distances from the
+ * newest separately, the oldest first, and then the two sums; the second stage starts with the
+ * middle tap and goes on with the pairs, the innermost first.
  */
-struct decimator_kernels_t {
+namespace DecimatorKernels
+{
+
+constexpr size_t FIRST_HISTORY = 16;
+constexpr size_t SECOND_HISTORY = 24;
+
+/** The two stages for one instruction set. */
+struct set_t {
     const char *cpName;
+    bool (*fnIsSupported)() noexcept;
 
     /**
      * The first stage. Sample i of it belongs to byte i; even and odd ones go to different places.
@@ -19,7 +28,7 @@ struct decimator_kernels_t {
      * @param cpBytes   FIRST_HISTORY bytes in front of it are read as well
      * @param sizeBytes even
      */
-    void (*pFirst)(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept;
+    void (*fnFirst)(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept;
 
     /**
      * The second stage.
@@ -27,22 +36,25 @@ struct decimator_kernels_t {
      * @param cpEven SECOND_HISTORY samples in front of either are read as well
      * @param dScale each sum is multiplied by it
      */
-    void (*pSecond)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
-                    double dScale) noexcept;
+    void (*fnSecond)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+                     double dScale) noexcept;
 };
 
-namespace DecimatorKernels
-{
+/** The reference implementation that every other set must match. */
+extern const set_t SCALAR;
 
-constexpr size_t FIRST_HISTORY = 16;
-constexpr size_t SECOND_HISTORY = 24;
+/** The sets built for this kind of processor: the reference first, the fastest last. */
+#if defined(__x86_64__)
+extern const set_t AVX2;
+inline constexpr const set_t *SETS[] = {&SCALAR, &AVX2};
+#else
+inline constexpr const set_t *SETS[] = {&SCALAR};
+#endif
 
-extern const decimator_kernels_t SCALAR;
+/** Those of SETS that this processor can run. */
+std::vector<const set_t *> GetSets();
 
-/** Null on other processors. */
-const decimator_kernels_t *GetAVX2() noexcept;
-
-/** The best for this processor. */
-const decimator_kernels_t &GetBest() noexcept;
+/** The last of GetSets(). */
+const set_t &GetFastest() noexcept;
 
 } // namespace DecimatorKernels

@@ -1,7 +1,6 @@
-#include "decode/DecimatorKernels.h"
-
 #if defined(__x86_64__)
 
+#include "decode/DecimatorKernels.h"
 #include "decode/clDecimatorDesign.h"
 
 #include <immintrin.h>
@@ -9,8 +8,8 @@
 // Four samples side by side, each summed in the order of the plain code; multiply and add stay two
 // roundings. The attribute of each function, instead of a compiler option, keeps these instructions
 // out of everything else.
-#define AVX2 __attribute__((target("avx2")))
-#define AVX2_INLINE AVX2 __attribute__((always_inline)) inline
+#define VANTREL_TARGET __attribute__((target("avx2")))
+#define VANTREL_INLINE VANTREL_TARGET __attribute__((always_inline)) inline
 
 namespace
 {
@@ -23,7 +22,7 @@ struct sums_t {
 };
 
 // The row of a byte, loaded so many places early that its first entry meets the byte's own sample.
-AVX2_INLINE void AddRow(sums_t &sums, const double *pRow)
+VANTREL_INLINE void AddRow(sums_t &sums, const double *pRow)
 {
     sums.s0 = _mm256_add_pd(sums.s0, _mm256_loadu_pd(pRow));
     sums.s1 = _mm256_add_pd(sums.s1, _mm256_loadu_pd(pRow + 4));
@@ -33,7 +32,8 @@ AVX2_INLINE void AddRow(sums_t &sums, const double *pRow)
 
 // Takes four bytes in and gives the four samples that are complete with them. Two sums, so that an
 // addition need not wait for the one before.
-AVX2_INLINE __m256d NextFour(sums_t &even, sums_t &odd, const double *pRows, const uint8_t *cpBytes)
+VANTREL_INLINE __m256d NextFour(sums_t &even, sums_t &odd, const double *pRows,
+                                const uint8_t *cpBytes)
 {
     static_assert(design_t::ROW_MARGIN == 3 && design_t::ROW_SIZE == 17);
     const double *pLast = pRows + cpBytes[3] * design_t::ROW_SIZE;
@@ -50,7 +50,8 @@ AVX2_INLINE __m256d NextFour(sums_t &even, sums_t &odd, const double *pRows, con
     return complete;
 }
 
-AVX2 void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept
+VANTREL_TARGET void First(double *pEven, double *pOdd, const uint8_t *cpBytes,
+                          size_t sizeBytes) noexcept
 {
     const double *pRows = design_t::Get().aRows.data();
     const __m256d zero = _mm256_setzero_pd();
@@ -69,16 +70,16 @@ AVX2 void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t size
         _mm256_storeu_pd(pOdd + i / 2,
                          _mm256_permute4x64_pd(_mm256_unpackhi_pd(early, late), MIDDLE_SWAPPED));
     }
-    DecimatorKernels::SCALAR.pFirst(pEven + i / 2, pOdd + i / 2, cpBytes + i, sizeBytes - i);
+    DecimatorKernels::SCALAR.fnFirst(pEven + i / 2, pOdd + i / 2, cpBytes + i, sizeBytes - i);
 }
 
-AVX2_INLINE __m256d Pair(__m256d tap, const double *pLater, const double *pEarlier)
+VANTREL_INLINE __m256d Pair(__m256d tap, const double *pLater, const double *pEarlier)
 {
     return _mm256_mul_pd(tap, _mm256_add_pd(_mm256_loadu_pd(pLater), _mm256_loadu_pd(pEarlier)));
 }
 
-AVX2 void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
-                 double dScale) noexcept
+VANTREL_TARGET void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+                           double dScale) noexcept
 {
     const design_t &design = design_t::Get();
     constexpr size_t MIDDLE = design_t::SECOND_PAIRS - 1;
@@ -108,23 +109,16 @@ AVX2 void Second(double *pDest, const double *pEven, const double *pOdd, size_t 
         _mm256_storeu_pd(pDest + i + 8, _mm256_mul_pd(s2, scale));
         _mm256_storeu_pd(pDest + i + 12, _mm256_mul_pd(s3, scale));
     }
-    DecimatorKernels::SCALAR.pSecond(pDest + i, pEven + i, pOdd + i, sizeCount - i, dScale);
+    DecimatorKernels::SCALAR.fnSecond(pDest + i, pEven + i, pOdd + i, sizeCount - i, dScale);
 }
 
-constexpr decimator_kernels_t TABLE = {"avx2", First, Second};
+bool HasAVX2() noexcept
+{
+    return __builtin_cpu_supports("avx2") != 0;
+}
 
 } // namespace
 
-const decimator_kernels_t *DecimatorKernels::GetAVX2() noexcept
-{
-    return __builtin_cpu_supports("avx2") ? &TABLE : nullptr;
-}
-
-#else
-
-const decimator_kernels_t *DecimatorKernels::GetAVX2() noexcept
-{
-    return nullptr;
-}
+const DecimatorKernels::set_t DecimatorKernels::AVX2 = {"avx2", HasAVX2, First, Second};
 
 #endif

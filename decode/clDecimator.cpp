@@ -5,8 +5,8 @@
 
 using namespace DecimatorKernels;
 
-clDecimator::clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels) noexcept
-    : pKernels(&tableOfKernels),
+clDecimator::clDecimator(void *pWork, const set_t &set) noexcept
+    : pKernels(&set),
       pDoubles(static_cast<double *>(pWork)),
       pBytes(static_cast<uint8_t *>(pWork) + BYTES * sizeof(double))
 {
@@ -21,8 +21,8 @@ const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept
     double *pEven = pDoubles + EVEN + SECOND_HISTORY;
     double *pOdd = pDoubles + ODD + SECOND_HISTORY;
     double *pOutput = pDoubles + OUTPUT;
-    pKernels->pFirst(pEven, pOdd, GetInput(), sizeBytes);
-    pKernels->pSecond(pOutput, pEven, pOdd, sizeCount, dScale);
+    pKernels->fnFirst(pEven, pOdd, GetInput(), sizeBytes);
+    pKernels->fnSecond(pOutput, pEven, pOdd, sizeCount, dScale);
 
     // What the next samples look back at; in small pieces old and new place overlap.
     std::memmove(pBytes, pBytes + sizeBytes, FIRST_HISTORY);

@@ -40,7 +40,7 @@ public:
         WORK_ALIGNMENT * WORK_ALIGNMENT;
 
     /** @param pWork WORK_SIZE bytes */
-    clDecimator(void *pWork, const decimator_kernels_t &tableOfKernels) noexcept;
+    clDecimator(void *pWork, const DecimatorKernels::set_t &set) noexcept;
 
     /** CHUNK bytes that the caller fills before Decode; the earliest sample in the highest bit. */
     uint8_t *GetInput() noexcept { return pBytes + DecimatorKernels::FIRST_HISTORY; }
@@ -55,7 +55,7 @@ public:
     const double *Decode(size_t sizeBytes, double dScale) noexcept;
 
 private:
-    const decimator_kernels_t *pKernels;
+    const DecimatorKernels::set_t *pKernels;
     double *pDoubles;
     uint8_t *pBytes;
 };

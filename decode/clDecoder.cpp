@@ -55,7 +55,7 @@ void Gather(uint8_t *const *ppDest, size_t sizeCount, const source_t &source, ui
 } // namespace
 
 clDecoder::clDecoder(uint32_t uChannelCount, uint32_t uJobCount, void *const *ppWork,
-                     const decimator_kernels_t &kernels)
+                     const DecimatorKernels::set_t &kernels)
     : uChannels(uChannelCount),
       uMaxJobs(uJobCount)
 {

@@ -47,7 +47,7 @@ public:
      * @param ppWork memory of each channel, GetWorkSize(uJobs) bytes, borrowed
      */
     clDecoder(uint32_t uChannels, uint32_t uJobs, void *const *ppWork,
-              const decimator_kernels_t &kernels);
+              const DecimatorKernels::set_t &kernels);
 
     static constexpr size_t GetWorkSize(uint32_t uJobs) noexcept
     {

@@ -86,7 +86,7 @@ void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool
 
         pDecoder = std::make_unique<clDecoder>(uChannels, uJobs, apWork.data(),
                                                bThird ? DecimatorKernels::SCALAR
-                                                      : DecimatorKernels::GetBest());
+                                                      : DecimatorKernels::GetFastest());
         pDecoder->target.uPlaces = uChannels;
         std::iota(pDecoder->target.auPlaces.begin(), pDecoder->target.auPlaces.end(), 0U);
         bDoubledByOpen = bFirst;

@@ -1,10 +1,9 @@
 #include "kernels/Kernels.h"
 
-#include "kernels/KernelsVector.h"
+#include "kernels/SupportedSets.h"
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace
 {
@@ -70,36 +69,6 @@ void PlaceChannelsPlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames
     }
 }
 
-bool IsAlwaysSupported() noexcept
-{
-    return true;
-}
-
-// From the plainest to the fastest.
-constexpr const Kernels::set_t *SETS[] = {
-    &Kernels::SCALAR,
-#if defined(__x86_64__)
-    &Kernels::SSSE3,
-    &Kernels::AVX2,
-#elif defined(__aarch64__)
-    &Kernels::NEON,
-#endif
-};
-
-const Kernels::set_t &Fastest() noexcept
-{
-    static const Kernels::set_t &fastest = []() -> const Kernels::set_t & {
-        const Kernels::set_t *pFastest = &Kernels::SCALAR;
-        for (const Kernels::set_t *pSet : SETS) {
-            if (pSet->fnIsSupported()) {
-                pFastest = pSet;
-            }
-        }
-        return *pFastest;
-    }();
-    return fastest;
-}
-
 } // namespace
 
 const Kernels::set_t Kernels::SCALAR = {"scalar",           IsAlwaysSupported,
@@ -108,32 +77,36 @@ const Kernels::set_t Kernels::SCALAR = {"scalar",           IsAlwaysSupported,
 
 std::vector<const Kernels::set_t *> Kernels::GetSets()
 {
-    std::vector<const set_t *> sets;
-    std::copy_if(std::begin(SETS), std::end(SETS), std::back_inserter(sets),
-                 [](const set_t *pSet) { return pSet->fnIsSupported(); });
-    return sets;
+    return SupportedSets(SETS);
+}
+
+const Kernels::set_t &Kernels::GetFastest() noexcept
+{
+    static const set_t &fastest = FastestSet(SETS);
+    return fastest;
 }
 
 void Kernels::ReverseBits(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
 {
-    Fastest().fnReverseBits(pDest, pSrc, sizeCount);
+    GetFastest().fnReverseBits(pDest, pSrc, sizeCount);
 }
 
 void Kernels::Deinterleave(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
                            uint32_t uChannels, bool bReverse) noexcept
 {
-    Fastest().fnDeinterleave(ppDest, pSrc, sizeFrames, uChannels, bReverse);
+    GetFastest().fnDeinterleave(ppDest, pSrc, sizeFrames, uChannels, bReverse);
 }
 
 void Kernels::Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
                          bool bReverse) noexcept
 {
-    Fastest().fnInterleave(pDest, pSrc, sizeBlock, uChannels, bReverse);
+    GetFastest().fnInterleave(pDest, pSrc, sizeBlock, uChannels, bReverse);
 }
 
 void Kernels::PlaceChannels(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames,
                             const uint32_t *upTable, uint32_t uDestChannels, uint32_t uSrcChannels,
                             uint8_t uFill) noexcept
 {
-    Fastest().fnPlaceChannels(pDest, pSrc, sizeFrames, upTable, uDestChannels, uSrcChannels, uFill);
+    GetFastest().fnPlaceChannels(pDest, pSrc, sizeFrames, upTable, uDestChannels, uSrcChannels,
+                                 uFill);
 }

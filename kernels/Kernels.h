@@ -9,8 +9,8 @@
  * state. The layouts are drawn in docs/formats.md. Pointers to data may be null where there is
  * none.
  *
- * Each is written once plainly, which is the truth, and once for vectors; the first call chooses
- * the fastest set that the processor has.
+ * Each has a scalar version, the reference, and one per vector instruction set; the first call
+ * chooses the fastest set that the processor has.
  */
 namespace Kernels
 {
@@ -60,10 +60,24 @@ struct set_t {
     decltype(&Kernels::PlaceChannels) fnPlaceChannels;
 };
 
-/** The truth that every other set is held against. */
+/** The reference implementation that every other set must match. */
 extern const set_t SCALAR;
 
-/** The sets that this processor can run, the truth first and the fastest last. */
+/** The sets built for this kind of processor: the reference first, the fastest last. */
+#if defined(__x86_64__)
+extern const set_t SSSE3, AVX2;
+inline constexpr const set_t *SETS[] = {&SCALAR, &SSSE3, &AVX2};
+#elif defined(__aarch64__)
+extern const set_t NEON;
+inline constexpr const set_t *SETS[] = {&SCALAR, &NEON};
+#else
+inline constexpr const set_t *SETS[] = {&SCALAR};
+#endif
+
+/** Those of SETS that this processor can run. */
 std::vector<const set_t *> GetSets();
+
+/** The set that the functions above use: the last of GetSets(). */
+const set_t &GetFastest() noexcept;
 
 } // namespace Kernels

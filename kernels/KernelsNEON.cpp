@@ -4,6 +4,7 @@
 #define VANTREL_TARGET
 
 #include "kernels/KernelsVector.h"
+#include "kernels/SupportedSets.h"
 
 #include <arm_neon.h>
 
@@ -45,16 +46,11 @@ public:
     static reg_t Reverse(reg_t reg) noexcept { return vrbitq_u8(reg); }
 };
 
-bool IsAlwaysThere() noexcept
-{
-    return true;
-}
-
 using Set = clVectors<clNEONVector>;
 
 } // namespace
 
-const Kernels::set_t Kernels::NEON = {"neon",           IsAlwaysThere,
+const Kernels::set_t Kernels::NEON = {"neon",           IsAlwaysSupported,
                                       Set::ReverseBits, Set::Deinterleave,
                                       Set::Interleave,  Set::PlaceChannels};
 

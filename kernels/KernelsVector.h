@@ -25,21 +25,6 @@
  * so that the tables below serve every width.
  */
 
-#if defined(__x86_64__)
-namespace Kernels
-{
-extern const set_t SSSE3;
-extern const set_t AVX2;
-} // namespace Kernels
-#elif defined(__aarch64__)
-namespace Kernels
-{
-extern const set_t NEON;
-} // namespace Kernels
-#endif
-
-#if defined(VANTREL_TARGET)
-
 namespace
 {
 
@@ -386,5 +371,3 @@ private:
 };
 
 } // namespace
-
-#endif

@@ -1,7 +1,6 @@
 // The decoded reads of both formats, seen through the interface that they share.
 
 #include "base/clException.h"
-#include "decode/DecimatorKernels.h"
 #include "tests/support/DecodeHelpers.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/Response.h"
@@ -288,15 +287,6 @@ TEST(clDSD, DecodesToTheSameBitsEveryWay)
             ASSERT_TRUE(Same(expected, ReadAll(*spFile, size_t{uRead} * uChannels)));
         }
     }
-}
-
-TEST(clDSD, DecodesWithTheKernelsOfTheProcessor)
-{
-#ifdef __x86_64__
-    EXPECT_EQ(__builtin_cpu_supports("avx2") != 0, DecimatorKernels::GetAVX2() != nullptr);
-#endif
-    const decimator_kernels_t *pAVX2 = DecimatorKernels::GetAVX2();
-    EXPECT_EQ(pAVX2 != nullptr ? pAVX2 : &DecimatorKernels::SCALAR, &DecimatorKernels::GetBest());
 }
 
 TEST(clDSDIFF, Read51PlacesChannelsBySpeaker)
