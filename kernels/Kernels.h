@@ -65,8 +65,8 @@ extern const set_t SCALAR;
 
 /** The sets built for this kind of processor: the reference first, the fastest last. */
 #if defined(__x86_64__)
-extern const set_t SSSE3, AVX2;
-inline constexpr const set_t *SETS[] = {&SCALAR, &SSSE3, &AVX2};
+extern const set_t SSSE3, AVX2, AVX512;
+inline constexpr const set_t *SETS[] = {&SCALAR, &SSSE3, &AVX2, &AVX512};
 #elif defined(__aarch64__)
 extern const set_t NEON;
 inline constexpr const set_t *SETS[] = {&SCALAR, &NEON};

@@ -61,6 +61,10 @@ TEST(Kernels, TheFastestSetOfTheProcessorIsInUse)
     if (__builtin_cpu_supports("avx2") != 0) {
         expected.emplace_back("avx2");
     }
+    if (__builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
+        __builtin_cpu_supports("avx512vbmi") != 0 && __builtin_cpu_supports("gfni") != 0) {
+        expected.emplace_back("avx512");
+    }
 #elif defined(__aarch64__)
     expected.emplace_back("neon");
 #endif
