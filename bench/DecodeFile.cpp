@@ -1,5 +1,5 @@
-// Decodes a whole file and prints how many times faster than real time that was, and how much time
-// of the processor it took: decode_file <file> [workers]
+// Decodes a whole file and prints the speed as a multiple of real time, by elapsed time and by
+// processor time: decode_file <file> [workers]
 
 #include "dsd/clDSD.h"
 #include "examples/MakeReader.h"

@@ -1,4 +1,5 @@
-// How many times faster than real time a file in memory is decoded, and the two stages alone.
+// Speed of decoding a file in memory, and of the two filter stages alone, as a multiple of real
+// time.
 
 #include "decode/clDecimator.h"
 #include "dsd/clDSDIFF.h"

@@ -1,5 +1,5 @@
-// Bytes per second of the permutations, for every instruction set of this processor and every count
-// of channels, beside memcpy of as many bytes in the same run.
+// Bytes per second of the kernels, for every instruction set of this processor and one to six
+// channels, and of memcpy with the same number of bytes in the same run.
 
 #include "kernels/Kernels.h"
 
@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr size_t BLOCK = 4096;
-// Both buffers of six channels stay within a second-level cache.
+// With six channels both buffers fit a second-level cache.
 constexpr size_t BLOCKS = 4;
 
 // Buffers of whole block groups.
@@ -43,7 +43,7 @@ struct turn_t {
     const uint32_t uChannels;
     std::vector<uint8_t> source;
     std::vector<uint8_t> room;
-    // Half a page off: almost the same place within a page would be memcpy's worst case.
+    // Half a page apart: nearly equal offsets within a page are the worst case of memcpy.
     uint8_t *const pDest;
 };
 

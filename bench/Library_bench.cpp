@@ -13,7 +13,7 @@
 namespace
 {
 
-// 64 blocks of every channel, as much as a caller reads at a time, some turns of it.
+// 64 blocks of every channel, as much as the program reads at a time, and the number of such reads.
 constexpr size_t TURN = 64 * 4096;
 constexpr size_t TURNS = 8;
 
@@ -22,7 +22,7 @@ void CountBytes(benchmark::State &state, size_t sizeBytes)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * sizeBytes));
 }
 
-// Reads a file from memory to its end, over and over.
+// Reads a file in memory to its end, repeatedly.
 void ReadRaw(benchmark::State &state, clDSD &reader, MemoryStream *pStream, size_t sizeChannels)
 {
     reader.OpenMeta(pStream);
@@ -48,7 +48,7 @@ void ReadRawDSDIFF(benchmark::State &state)
             sizeChannels);
 }
 
-// All channels in other places than the file has them in.
+// Every channel moves to another place.
 void ReadRawReordered(benchmark::State &state)
 {
     clDSDIFF reader;

@@ -1,5 +1,6 @@
-// Prints what decoding leaves of each frequency, measured from outside by flipping single bits of a
-// file: kHz at 64 times 44.1, then dB for DSDIFF and for DSF. With "-s" the figures alone.
+// Prints the frequency response of decoding, measured from outside by flipping single bits of a
+// file: kHz at 64 times 44.1, then dB for DSDIFF and for DSF. With "-s" it prints the key figures
+// only.
 
 #include "tests/support/Response.h"
 
@@ -25,7 +26,7 @@ std::vector<double> Measure(format_t format)
     });
 }
 
-// The largest magnitude, or for sign -1 the smallest, from one frequency to another.
+// The largest magnitude between two frequencies, or for sign -1 the smallest.
 double Extreme(const std::vector<double> &aResponse, double dFrom, double dTo, double dSign)
 {
     double dMost = -1000.0;

@@ -1,6 +1,6 @@
-// Prints level and noise of a tone in a WAV file of 32-bit floating-point numbers, first channel:
-// tone <file.wav> <Hz>. The tone should have a whole number of periods in the samples looked at,
-// which are the last ones of a power of two that leaves the start out.
+// Prints level and noise of a tone in the first channel of a WAV file of 32-bit floating-point
+// numbers: tone <file.wav> <Hz>. It analyses a power of two of samples from the middle of the file,
+// in which the tone should have a whole number of periods.
 
 #include "tests/support/Spectrum.h"
 
@@ -47,7 +47,7 @@ int main(int argc, char **argv)
     const size_t sizeLength = std::bit_floor(sizeFrames * 9 / 10);
     std::vector<double> aSamples(sizeLength);
     for (size_t i = 0; i < sizeLength; ++i) {
-        // From the middle: filters need room on either side.
+        // From the middle, since filters have transients at both ends.
         const size_t sizeAt = sizeData + 8 + ((sizeFrames - sizeLength) / 2 + i) * sizeFrame;
         float fSample = 0.0F;
         std::memcpy(&fSample, &strBytes[sizeAt], sizeof(fSample));

@@ -8,7 +8,7 @@ namespace
 
 using design_t = clDecimatorDesign;
 
-// What every other byte adds to a sample of the first stage, the oldest first.
+// Sums up what every other byte contributes to a sample of the first stage, the oldest first.
 double HalfSample(const double *pRows, const uint8_t *cpNewest, size_t sizeYoungest) noexcept
 {
     double dSum = 0.0;
@@ -34,7 +34,7 @@ void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeC
 {
     const design_t &design = design_t::Get();
     for (size_t i = 0; i < sizeCount; ++i) {
-        // The middle tap lies on an even sample, all others that are not 0 on odd ones.
+        // The middle tap falls on an even sample, all other non-zero taps fall on odd ones.
         const double *pLater = pOdd + i - (design_t::SECOND_PAIRS - 1);
         const double *pEarlier = pLater - 1;
         double dSum = design.dCentre * *(pEven + i - (design_t::SECOND_PAIRS - 1));

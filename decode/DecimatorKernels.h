@@ -23,9 +23,9 @@ struct set_t {
     bool (*fnIsSupported)() noexcept;
 
     /**
-     * The first stage. Sample i of it belongs to byte i; even and odd ones go to different places.
+     * The first stage: one sample per byte, even and odd ones to separate buffers.
      *
-     * @param cpBytes   FIRST_HISTORY bytes in front of it are read as well
+     * @param cpBytes   preceded by FIRST_HISTORY bytes of history
      * @param sizeBytes even
      */
     void (*fnFirst)(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept;
@@ -33,7 +33,7 @@ struct set_t {
     /**
      * The second stage.
      *
-     * @param cpEven SECOND_HISTORY samples in front of either are read as well
+     * @param pEven  preceded by SECOND_HISTORY samples of history, as pOdd
      * @param dScale each sum is multiplied by it
      */
     void (*fnSecond)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,

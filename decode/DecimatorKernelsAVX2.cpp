@@ -5,9 +5,9 @@
 
 #include <immintrin.h>
 
-// Four samples side by side, each summed in the order of the plain code; multiply and add stay two
-// roundings. The attribute of each function, instead of a compiler option, keeps these instructions
-// out of everything else.
+// Each register holds four samples, and each sample is summed in the order of the scalar code, with
+// separate roundings for multiply and add. The attribute of each function, instead of a compiler
+// option, keeps these instructions out of everything else.
 #define VANTREL_TARGET __attribute__((target("avx2")))
 #define VANTREL_INLINE VANTREL_TARGET __attribute__((always_inline)) inline
 
@@ -16,12 +16,13 @@ namespace
 
 using design_t = clDecimatorDesign;
 
-/** Sums of the first stage under way: those of the next four samples, then of the following. */
+/** Partial sums of the next 20 samples of the first stage, four to a register. */
 struct sums_t {
     __m256d s0, s1, s2, s3, s4;
 };
 
-// The row of a byte, loaded so many places early that its first entry meets the byte's own sample.
+// Adds the row of a byte. The caller offsets pRow so that the row's first entry is added to the
+// byte's own sample.
 VANTREL_INLINE void AddRow(sums_t &sums, const double *pRow)
 {
     sums.s0 = _mm256_add_pd(sums.s0, _mm256_loadu_pd(pRow));
@@ -30,8 +31,8 @@ VANTREL_INLINE void AddRow(sums_t &sums, const double *pRow)
     sums.s3 = _mm256_add_pd(sums.s3, _mm256_loadu_pd(pRow + 12));
 }
 
-// Takes four bytes in and gives the four samples that are complete with them. Two sums, so that an
-// addition need not wait for the one before.
+// Adds the rows of four bytes and returns the four samples that they complete. The two sums are
+// independent, so the processor can overlap their additions.
 VANTREL_INLINE __m256d NextFour(sums_t &even, sums_t &odd, const double *pRows,
                                 const uint8_t *cpBytes)
 {
@@ -41,7 +42,8 @@ VANTREL_INLINE __m256d NextFour(sums_t &even, sums_t &odd, const double *pRows,
     AddRow(odd, pRows + cpBytes[1] * design_t::ROW_SIZE + 2);
     AddRow(even, pRows + cpBytes[2] * design_t::ROW_SIZE + 1);
     AddRow(odd, pLast);
-    // Only the last row reaches this far; adding makes a zero of its end the +0.0 of the others.
+    // Only the newest row reaches this far; adding to +0.0 turns a -0.0 into +0.0, as in the
+    // scalar sum.
     const __m256d zero = _mm256_setzero_pd();
     odd.s4 = _mm256_add_pd(zero, _mm256_loadu_pd(pLast + 16));
     const __m256d complete = _mm256_add_pd(even.s0, odd.s0);
@@ -86,7 +88,7 @@ VANTREL_TARGET void Second(double *pDest, const double *pEven, const double *pOd
     const __m256d centre = _mm256_set1_pd(design.dCentre);
     const __m256d scale = _mm256_set1_pd(dScale);
     size_t i = 0;
-    // Sixteen at a time: one sum waits for its last addition, four keep the unit busy.
+    // Four independent sums hide the latency of the additions.
     for (; i + 16 <= sizeCount; i += 16) {
         const double *pMiddle = pEven + i - MIDDLE;
         __m256d s0 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle));

@@ -9,16 +9,16 @@
 /**
  * One channel's low-pass and decimation by 16.
  *
- * It remembers what it has seen, so a channel may come in pieces of any size and gives the same
- * doubles as in one piece. The memory it works in belongs to the caller and has to outlive it. One
- * thread at a time.
+ * It keeps the history of its channel, so pieces of any size give the same doubles as the whole in
+ * one piece. It borrows its work memory from the caller: the memory must outlive this object. Only
+ * one thread may use it at a time.
  */
 class clDecimator
 {
 public:
-    /** Bytes at a time, few enough for the first cache beside the tables of the filter. */
+    /** Most bytes per call; the buffers and the tables of the filter fit the first-level cache. */
     static constexpr size_t CHUNK = 512;
-    /** Bytes after which nothing is left of what came before them: the reach of both stages. */
+    /** Number of past bytes that a sample depends on: the reach of both stages. */
     static constexpr size_t MEMORY =
         DecimatorKernels::FIRST_HISTORY + 2 * DecimatorKernels::SECOND_HISTORY;
 
@@ -30,11 +30,11 @@ private:
 
 public:
     /**
-     * Alignment of the memory. Whole pages, as processors load ahead, but not beyond a page: two
-     * decimators that run at the same time would take each other's cache lines away.
+     * Alignment of the memory in bytes. Hardware prefetch stops at page boundaries, so with whole
+     * pages two decimators in different threads never share prefetched lines.
      */
     static constexpr size_t WORK_ALIGNMENT = 4096;
-    /** Bytes of the memory. */
+    /** Size of the memory in bytes. */
     static constexpr size_t WORK_SIZE =
         (BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK + WORK_ALIGNMENT - 1) /
         WORK_ALIGNMENT * WORK_ALIGNMENT;
@@ -42,7 +42,9 @@ public:
     /** @param pWork WORK_SIZE bytes */
     clDecimator(void *pWork, const DecimatorKernels::set_t &set) noexcept;
 
-    /** CHUNK bytes that the caller fills before Decode; the earliest sample in the highest bit. */
+    /** Buffer of CHUNK bytes, filled by the caller before Decode, earliest sample in the highest
+     * bit.
+     */
     uint8_t *GetInput() noexcept { return pBytes + DecimatorKernels::FIRST_HISTORY; }
 
     /**

@@ -7,12 +7,12 @@
 namespace
 {
 
-// What either stage leaves of frequencies that would fold into the lowest 40 kHz (at 64 times 44.1
-// kHz), in dB below the signal.
+// Attenuation in dB, in each stage, of frequencies that alias into the lowest 40 kHz (at 64 times
+// 44.1 kHz).
 constexpr double ATTENUATION = 160.0;
 
-// Where the stages have lost half, as a part of their own input rate. The first is free to choose:
-// 144 kHz costs 0.01 dB at 50 kHz and leaves less than -100 dB of the noise above 140 kHz. In the
+// -6 dB points as a fraction of each stage's input rate. The first can be chosen freely: 144 kHz
+// costs 0.01 dB at 50 kHz and attenuates the noise above 140 kHz by more than 100 dB. In the
 // second, a quarter makes every other tap zero.
 constexpr double FIRST_CUTOFF = 0.051;
 constexpr double SECOND_CUTOFF = 0.25;
@@ -20,12 +20,12 @@ constexpr double SECOND_CUTOFF = 0.25;
 constexpr size_t FIRST_TAPS = clDecimatorDesign::FIRST_BYTES * 8 - 1;
 constexpr size_t SECOND_TAPS = 4 * clDecimatorDesign::SECOND_PAIRS - 1;
 
-// Half the way through both stages in one-bit samples, counted to the last of 16 that make a
+// The delay of both stages in one-bit samples, relative to the last of the 16 samples that make a
 // decoded one.
 static_assert((FIRST_TAPS - 1) / 2 + 8 * ((SECOND_TAPS - 1) / 2) ==
               16 * clDecimatorDesign::DELAY + 15);
 
-// The modified Bessel function of the first kind and order 0, by its power series.
+// The modified Bessel function of the first kind and order 0, from its power series.
 double Bessel(double dX)
 {
     double dSum = 1.0;
@@ -37,7 +37,7 @@ double Bessel(double dX)
     return dSum;
 }
 
-// A low-pass of an odd number of taps and sum 1: the ideal one, cut out by a Kaiser window.
+// A low-pass with an odd number of taps whose sum is 1: the ideal one times a Kaiser window.
 std::vector<double> LowPass(size_t sizeTaps, double dCutoff)
 {
     const double dBeta = 0.1102 * (ATTENUATION - 8.7);
@@ -71,11 +71,11 @@ const clDecimatorDesign &clDecimatorDesign::Get()
 clDecimatorDesign::clDecimatorDesign()
 {
     std::vector<double> aFirst = LowPass(FIRST_TAPS, FIRST_CUTOFF);
-    aFirst.push_back(0.0); // fills the fourteenth byte
+    aFirst.push_back(0.0); // completes the fourteenth byte
     aRows.fill(0.0);
     for (size_t sizeByte = 0; sizeByte < 256; ++sizeByte) {
         for (size_t sizeAge = 0; sizeAge < FIRST_BYTES; ++sizeAge) {
-            // Bit 0 is the latest sample, which meets the first of the byte's eight taps.
+            // Bit 0 is the latest sample and belongs to the first of the byte's eight taps.
             double dSum = 0.0;
             for (size_t sizeBit = 0; sizeBit < 8; ++sizeBit) {
                 const double dTap = aFirst[sizeAge * 8 + sizeBit];
@@ -85,15 +85,15 @@ clDecimatorDesign::clDecimatorDesign()
         }
     }
 
-    // The taps in between are zero in theory and 1e-17 in fact.
+    // The taps left out are zero in theory; rounding makes them about 1e-17.
     const std::vector<double> aSecond = LowPass(SECOND_TAPS, SECOND_CUTOFF);
     double dSides = 0.0;
     for (size_t i = 0; i < SECOND_PAIRS; ++i) {
         aPairs[i] = aSecond[SECOND_TAPS / 2 + 1 + 2 * i];
         dSides += 2.0 * aPairs[i];
     }
-    // Half of the sum in the middle, half at the sides: then what passes at one frequency is
-    // exactly what is missing at its mirror image.
+    // The middle tap is half of the sum, as in every half-band filter: the gains at two frequencies
+    // that mirror each other about the -6 dB point then add up to exactly 1.
     dCentre = FULL_SCALE / 2.0;
     for (double &dTap : aPairs) {
         dTap *= FULL_SCALE / 2.0 / dSides;

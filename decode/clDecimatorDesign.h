@@ -5,24 +5,25 @@
 #include <cstdint>
 
 /**
- * The low-pass that takes one-bit samples to a sixteenth of their rate, in two stages: by eight,
- * straight from bytes, then by two. docs/decoding.md says how it was chosen and shows what it does.
+ * The low-pass filter for decimation by 16, in two stages: by eight, directly from bytes, then by
+ * two. docs/decoding.md explains the design and shows the response.
  *
- * All frequencies are parts of the one-bit rate, so every rate gets the same filter, scaled.
- * Computed once per process, at the first Get(); any thread may ask for it.
+ * All frequencies are fractions of the one-bit rate, so the filter is the same for every rate. It
+ * is computed once per process, at the first call of Get(), which any thread may make.
  */
 class clDecimatorDesign
 {
 public:
-    /** Bytes that the first stage looks at: 111 taps of 112, symmetric about the 56th. */
+    /** Length of the first stage in bytes: 111 of their 112 bits have a tap, symmetric about the
+     * 56th. */
     static constexpr size_t FIRST_BYTES = 14;
 
-    /** Side taps of the second stage that are not 0, on one side: 43 taps, half of them 0. */
+    /** Non-zero taps of the second stage on one side of the middle; it has 43 taps in all. */
     static constexpr size_t SECOND_PAIRS = 11;
 
     /**
-     * How far the samples are behind, in decoded ones. A whole number because both stages are
-     * symmetric about a tap: sample n lies at one-bit sample 16 * (n - DELAY).
+     * The delay in decoded samples: sample n is centred on one-bit sample 16 * (n - DELAY). It is a
+     * whole number because both stages are symmetric about a tap.
      */
     static constexpr uint32_t DELAY = 13;
 
@@ -31,9 +32,8 @@ public:
 
     /**
      * Doubles from one row to the next. A row holds what a byte contributes to its own and the 13
-     * following samples of the first stage, with ROW_MARGIN zeros in front; the next row's zeros
-     * are those behind it. Vector code can so load a row up to three places early and beyond its
-     * end.
+     * following samples of the first stage. ROW_MARGIN zeros precede and follow it, the latter
+     * shared with the next row, so that vector code may read that far past either end.
      */
     static constexpr size_t ROW_MARGIN = 3;
     static constexpr size_t ROW_SIZE = ROW_MARGIN + FIRST_BYTES;
@@ -43,7 +43,7 @@ public:
     /** One row per value of a byte, the earliest sample in its highest bit. */
     std::array<double, 256 * ROW_SIZE + ROW_MARGIN> aRows;
 
-    /** The second stage: the tap in the middle and the pairs beside it, the nearest first. */
+    /** The second stage: the middle tap and the pairs of equal taps, the innermost first. */
     double dCentre;
     std::array<double, SECOND_PAIRS> aPairs;
 

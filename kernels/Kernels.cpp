@@ -28,15 +28,15 @@ uint8_t Bits(uint8_t uByte, bool bReverse)
     return bReverse ? aReversed[uByte] : uByte;
 }
 
-void ReverseBitsPlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
+void ReverseBitsScalar(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
 {
     for (size_t i = 0; i < sizeCount; ++i) {
         pDest[i] = aReversed[pSrc[i]];
     }
 }
 
-void DeinterleavePlainly(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
-                         uint32_t uChannels, bool bReverse) noexcept
+void DeinterleaveScalar(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
+                        uint32_t uChannels, bool bReverse) noexcept
 {
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         for (size_t i = 0; i < sizeFrames; ++i) {
@@ -45,8 +45,8 @@ void DeinterleavePlainly(uint8_t *const *ppDest, const uint8_t *pSrc, size_t siz
     }
 }
 
-void InterleavePlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
-                       bool bReverse) noexcept
+void InterleaveScalar(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
+                      bool bReverse) noexcept
 {
     for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
         for (size_t i = 0; i < sizeBlock; ++i) {
@@ -55,9 +55,9 @@ void InterleavePlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, ui
     }
 }
 
-void PlaceChannelsPlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames,
-                          const uint32_t *upTable, uint32_t uDestChannels, uint32_t uSrcChannels,
-                          uint8_t uFill) noexcept
+void PlaceChannelsScalar(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames,
+                         const uint32_t *upTable, uint32_t uDestChannels, uint32_t uSrcChannels,
+                         uint8_t uFill) noexcept
 {
     for (size_t i = 0; i < sizeFrames; ++i, pDest += uDestChannels, pSrc += uSrcChannels) {
         std::fill_n(pDest, uDestChannels, uFill);
@@ -71,9 +71,8 @@ void PlaceChannelsPlainly(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames
 
 } // namespace
 
-const Kernels::set_t Kernels::SCALAR = {"scalar",           IsAlwaysSupported,
-                                        ReverseBitsPlainly, DeinterleavePlainly,
-                                        InterleavePlainly,  PlaceChannelsPlainly};
+const Kernels::set_t Kernels::SCALAR = {"scalar",           IsAlwaysSupported, ReverseBitsScalar,
+                                        DeinterleaveScalar, InterleaveScalar,  PlaceChannelsScalar};
 
 std::vector<const Kernels::set_t *> Kernels::GetSets()
 {

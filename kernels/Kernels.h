@@ -15,7 +15,7 @@
 namespace Kernels
 {
 
-/** Reverses the order of the eight bits of each byte. pDest may be pSrc itself, but not overlap it.
+/** Reverses the order of the bits of each byte. pDest may equal pSrc, but not overlap it otherwise.
  */
 void ReverseBits(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept;
 
@@ -23,17 +23,17 @@ void ReverseBits(uint8_t *pDest, const uint8_t *pSrc, size_t sizeCount) noexcept
  * Splits interleaved bytes into one run per channel.
  *
  * @param ppDest     one run of sizeFrames bytes per channel
- * @param pSrc       sizeFrames * uChannels bytes, one of each channel in turn
+ * @param pSrc       sizeFrames * uChannels bytes, the channels in rotation
  * @param sizeFrames bytes per channel
- * @param bReverse   whether the bits of each byte are reversed on the way
+ * @param bReverse   whether to reverse the bits of each byte as well
  */
 void Deinterleave(uint8_t *const *ppDest, const uint8_t *pSrc, size_t sizeFrames,
                   uint32_t uChannels, bool bReverse) noexcept;
 
 /**
- * The way back, for whole blocks.
+ * The inverse of Deinterleave, for blocks that follow each other in memory.
  *
- * @param pDest sizeBlock * uChannels bytes, one of each channel in turn
+ * @param pDest sizeBlock * uChannels bytes, the channels in rotation
  * @param pSrc  uChannels blocks of sizeBlock bytes
  */
 void Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t uChannels,
@@ -41,11 +41,12 @@ void Interleave(uint8_t *pDest, const uint8_t *pSrc, size_t sizeBlock, uint32_t 
 
 /**
  * Copies channels between two interleaved layouts of bytes: source channel c goes to place
- * upTable[c] of each frame, or nowhere when that is no place of it. All places are written.
+ * upTable[c] of each frame, or is left out when the frame has no such place. All places are
+ * written.
  *
- * @param pDest  sizeFrames * uDestChannels bytes
- * @param upTable one entry per source channel; of two that are equal the later one wins
- * @param uFill  the byte of a place that no channel goes to
+ * @param pDest   sizeFrames * uDestChannels bytes
+ * @param upTable one entry per source channel; the later of two equal entries wins
+ * @param uFill   the byte for places without a channel
  */
 void PlaceChannels(uint8_t *pDest, const uint8_t *pSrc, size_t sizeFrames, const uint32_t *upTable,
                    uint32_t uDestChannels, uint32_t uSrcChannels, uint8_t uFill) noexcept;

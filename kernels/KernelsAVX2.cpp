@@ -60,7 +60,7 @@ public:
     {
         return _mm256_or_si256(regA, regB);
     }
-    /** Each half of a byte picks its reversed self for the other half. */
+    /** Looks up each nibble bit-reversed and swaps the nibbles. */
     VANTREL_TARGET static reg_t Reverse(reg_t reg) noexcept
     {
         const reg_t regHalf = _mm256_set1_epi8(0x0F);

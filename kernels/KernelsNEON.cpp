@@ -1,6 +1,6 @@
 #if defined(__aarch64__)
 
-// Part of every processor of this kind, so no function needs an attribute for it.
+// Every AArch64 processor has NEON, so its functions need no attribute.
 #define VANTREL_TARGET
 
 #include "kernels/KernelsVector.h"

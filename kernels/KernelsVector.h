@@ -8,21 +8,22 @@
 #include <utility>
 
 /**
- * The kernels for vectors, written once for every instruction set.
+ * The kernels for instruction sets whose shuffles work on lanes of 16 bytes.
  *
- * A source per instruction set defines VANTREL_TARGET, the attribute of every function that uses
- * its instructions, and a class V of 16-byte lanes:
+ * The source of such a set defines VANTREL_TARGET, the attribute of every function that uses its
+ * instructions, and a class V:
  *
- *     reg_t, LANES             a register, and how many lanes it has
+ *     reg_t, LANES             a register, and its number of lanes
  *     Load, Store              to and from consecutive bytes
- *     LoadLanes, StoreLanes    each lane to and from its own place, a stride apart
- *     Shuffle(reg, mask)       bytes of each lane by index; an index from 0x80 on gives 0
- *     LowHalves, HighHalves    of each lane, that of the first register before the second's
- *     ZipLow, ZipHigh          the bytes of such halves in turn
- *     Or, Reverse              of whole registers; the bits of each byte
+ *     LoadLanes, StoreLanes    the same, with the lanes a stride apart in memory
+ *     Shuffle(reg, mask)       picks bytes within each lane by index; indices from 0x80 on give 0
+ *     LowHalves, HighHalves    joins halves of each lane, the first register's before the second's
+ *     ZipLow, ZipHigh          the same with the bytes of the two halves alternating
+ *     Or                       bitwise, of two registers
+ *     Reverse                  reverses the bits of each byte
  *
- * and makes a set_t of the functions of clVectors<V>. A lane is what one group of 16 frames needs,
- * so that the tables below serve every width.
+ * and builds its set_t from the functions of clVectors<V>. The tables below are made for one lane,
+ * which is one group of 16 frames, and so serve registers of any width.
  */
 
 namespace
@@ -47,7 +48,7 @@ struct alignas(LANE *V::LANES) mask_t {
 template <class V, size_t N>
 using masks_t = std::array<std::array<mask_t<V>, N>, N>;
 
-/** 16 frames of N channels are N lanes. Entry [c][v] takes the bytes of channel c out of lane v. */
+/** 16 frames of N channels fill N lanes. Entry [c][v] picks the bytes of channel c from lane v. */
 template <class V, size_t N>
 constexpr masks_t<V, N> MakeSplit()
 {
@@ -60,7 +61,7 @@ constexpr masks_t<V, N> MakeSplit()
     return masks;
 }
 
-/** The way back: entry [v][c] puts the bytes of channel c into lane v. */
+/** The inverse: entry [v][c] puts the bytes of channel c into lane v. */
 template <class V, size_t N>
 constexpr masks_t<V, N> MakeJoin()
 {
@@ -74,8 +75,8 @@ constexpr masks_t<V, N> MakeJoin()
 }
 
 /**
- * 8 frames of 2 * N channels are N lanes. Entry [p][v] takes the bytes of pair p out of lane v,
- * those of its first channel before those of its second.
+ * 8 frames of 2 * N channels fill N lanes. Entry [p][v] picks the bytes of the channels 2 * p and
+ * 2 * p + 1 from lane v, all of the former before all of the latter.
  */
 template <class V, size_t N>
 constexpr masks_t<V, N> MakeSplitPairs()
@@ -92,7 +93,7 @@ constexpr masks_t<V, N> MakeSplitPairs()
     return masks;
 }
 
-/** The way back, from the bytes of both channels in turn: entry [v][p] puts pair p into lane v. */
+/** The inverse, from alternating bytes of two channels: entry [v][p] puts pair p into lane v. */
 template <class V, size_t N>
 constexpr masks_t<V, N> MakeJoinPairs()
 {
@@ -187,8 +188,8 @@ public:
         const size_t sizeWidest = std::max(uDestChannels, uSrcChannels);
         size_t sizeDone = 0;
         if (uDestChannels != 0 && uSrcChannels != 0 && sizeWidest <= LANE) {
-            // As many frames as a lane takes whole. What a store writes behind them, the next one
-            // writes again.
+            // A lane holds whole frames and a rest. The next store overwrites what this one writes
+            // to the rest.
             const size_t sizeInLane = LANE / sizeWidest;
             const size_t sizeTo = sizeInLane * uDestChannels;
             const size_t sizeFrom = sizeInLane * uSrcChannels;
@@ -207,7 +208,7 @@ public:
                 }
             }
             const reg_t regFill = V::Load(fill.auIndices);
-            // Frames that must be left for the last lane to lie inside both buffers.
+            // So many frames must be left that no lane reaches past the end of a buffer.
             const size_t sizeReach =
                 std::max(FramesIn((V::LANES - 1) * sizeTo + LANE, uDestChannels),
                          FramesIn((V::LANES - 1) * sizeFrom + LANE, uSrcChannels));
@@ -251,7 +252,7 @@ private:
         }
     }
 
-    /** One register out of N, by one row of masks. */
+    /** Joins the bytes that a row of masks picks from N registers. */
     template <size_t N>
     VANTREL_TARGET static reg_t Gather(const reg_t *pIn,
                                        const std::array<mask_t<V>, N> &masks) noexcept
@@ -268,7 +269,7 @@ private:
         return reg;
     }
 
-    // An even count of channels needs half the shuffles when two of them go together.
+    // With an even number of channels, one shuffle handles two channels.
 
     template <size_t N>
     VANTREL_TARGET static void StorePair(uint8_t *const *ppDest, const reg_t *pIn, size_t p,
@@ -302,7 +303,7 @@ private:
     VANTREL_TARGET static size_t SplitSteps(uint8_t *const *ppDest, const uint8_t *pSrc,
                                             size_t sizeFrames, std::index_sequence<I...>) noexcept
     {
-        // Names of their own, so that no store can be taken for one to the table of runs.
+        // Local copies: uint8_t stores may alias ppDest and would force it to be reloaded.
         uint8_t *const apDest[N] = {ppDest[I]...};
         size_t i = 0;
         for (; sizeFrames - i >= STEP; i += STEP, pSrc += N * STEP) {
