@@ -45,16 +45,16 @@ constexpr permutation_t<N> MakePermutation()
 }
 
 template <size_t N, bool SPLIT>
-constexpr permutation_t<N> PERMUTATION = MakePermutation<N, SPLIT>();
+constexpr permutation_t<N> aPermutation = MakePermutation<N, SPLIT>();
 
 template <size_t N, bool SPLIT, size_t... P>
 VANTREL_INLINE reg_t Permute(const reg_t *pIn, size_t sizeResult, std::index_sequence<P...>)
 {
-    constexpr const permutation_t<N> &permutation = PERMUTATION<N, SPLIT>;
-    const reg_t regIndices = _mm512_load_si512(permutation.auIndices[sizeResult]);
+    constexpr const permutation_t<N> &PERMUTATION = aPermutation<N, SPLIT>;
+    const reg_t regIndices = _mm512_load_si512(PERMUTATION.auIndices[sizeResult]);
     reg_t reg = _mm512_permutex2var_epi8(pIn[0], regIndices, pIn[1 % N]);
     ((reg = _mm512_mask_blend_epi8(
-          permutation.auPairs[sizeResult][P + 1], reg,
+          PERMUTATION.auPairs[sizeResult][P + 1], reg,
           _mm512_permutex2var_epi8(pIn[2 * P + 2], regIndices, pIn[(2 * P + 3) % N]))),
      ...);
     return reg;
