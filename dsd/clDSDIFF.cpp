@@ -244,6 +244,11 @@ const clID3tag *clDSDIFF::GetTag() const
     return &form.tag;
 }
 
+void clDSDIFF::SetWalkToEnd(bool bOn) noexcept
+{
+    form.bWalkToEnd = bOn;
+}
+
 bool clDSDIFF::HasChannelConflict() const noexcept
 {
     return form.chunkProperty.HasChannelConflict();

@@ -91,6 +91,13 @@ public:
     bool IsCompressed() const override;
     const clID3tag *GetTag() const override;
 
+    /**
+     * Whether the next open reads chunks to the end of the stream, whatever size the form
+     * announces, and leaves out chunks that extend beyond it; of sound data it takes what is there.
+     * Off at first. Remote streams are read as without it.
+     */
+    void SetWalkToEnd(bool bOn) noexcept;
+
     /** Whether two channels claim one place, so that all were left in the order of the file. */
     bool HasChannelConflict() const noexcept;
 

@@ -206,6 +206,8 @@ public:
     clDSDIFFPropChunk chunkProperty;
     clDSDIFFDataChunk chunkData;
     clID3tag tag;
+    /** As clDSDIFF::SetWalkToEnd; Read leaves it as it is. */
+    bool bWalkToEnd = false;
 
 private:
     void Walk(clStreamReader *pStream);
