@@ -4,6 +4,7 @@
 #include "base/clException.h"
 #include "dsd/Bytes.h"
 #include "dsd/ChannelPlaces.h"
+#include "dsd/ChunkText.h"
 #include "io/clStreamReader.h"
 
 #include <algorithm>
@@ -14,18 +15,9 @@
 namespace
 {
 
-// Ids come from the file and end up in messages on a terminal.
-std::string Printable(const char (&aId)[4])
-{
-    std::string strId(aId, sizeof(aId));
-    std::replace_if(
-        strId.begin(), strId.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
-    return strId;
-}
-
 [[noreturn]] void ThrowForChunk(const char *cpDetail, const clDSDIFFChunk &chunk)
 {
-    throw clXDSDIFF((std::string(cpDetail) + ", chunk '" + Printable(chunk.aId) + "'").c_str());
+    throw clXDSDIFF((std::string(cpDetail) + ", chunk '" + IdText(chunk.uId) + "'").c_str());
 }
 
 void CheckSize(const clDSDIFFChunk &chunk, bool bFits)
@@ -60,6 +52,31 @@ bool ReadNextHeader(clStreamReader &stream, header_t &aHeader, clDSDIFFChunk &ch
     }
     chunk.SetHeader(aHeader);
     uConsumed += clDSDIFFChunk::HEADER_SIZE;
+    return true;
+}
+
+// One step of a walk to the end of the file, whose chunks must be there: sound data is cut to what
+// is there, another chunk that is not is left out and ends the walk.
+bool ReadPresentHeader(clStreamReader &stream, header_t &aHeader, clDSDIFFChunk &chunk,
+                       uint64_t &uConsumed, bool bInForm)
+{
+    if (!ReadHeader(stream, aHeader)) {
+        return false;
+    }
+    chunk.SetHeader(aHeader);
+    // After the form there may be a tag as well.
+    if (!bInForm && !IsId(chunk.uId)) {
+        stream.Skip(-static_cast<off_t>(clDSDIFFChunk::HEADER_SIZE));
+        return false;
+    }
+    uConsumed += clDSDIFFChunk::HEADER_SIZE;
+    const int64_t lLeft = std::max<int64_t>(stream.GetSize() - stream.Tell(), 0);
+    const bool bCut = chunk.uSize > static_cast<uint64_t>(lLeft);
+    if (bCut && chunk.uId != Id("DSD ")) {
+        stream.Skip(lLeft);
+        return false;
+    }
+    chunk.uSize = bCut ? static_cast<uint64_t>(lLeft) : chunk.uSize;
     return true;
 }
 
@@ -403,11 +420,13 @@ void clDSDIFFFormChunk::Read(clStreamReader *pStream)
 
 void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
 {
+    const bool bToEnd = bWalkToEnd && !pStream->IsRemote();
     uint64_t uConsumed = sizeof(aType);
-    while (uConsumed < uSize) {
+    while (bToEnd || uConsumed < uSize) {
         header_t aHeader;
         clDSDIFFChunk header;
-        if (!ReadNextHeader(*pStream, aHeader, header, uConsumed)) {
+        if (!(bToEnd ? ReadPresentHeader(*pStream, aHeader, header, uConsumed, uConsumed < uSize)
+                     : ReadNextHeader(*pStream, aHeader, header, uConsumed))) {
             break;
         }
 
@@ -423,6 +442,7 @@ void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
             break;
         case Id("DSD "):
             chunkData.SetHeader(aHeader);
+            chunkData.uSize = header.uSize;
             uRead = chunkData.Attach(pStream);
             if (pStream->IsRemote()) {
                 return;

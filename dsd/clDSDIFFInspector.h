@@ -4,9 +4,11 @@
 #include "dsd/Findings.h"
 #include "dsd/clDSDIFFMaster.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
+class clDSDIFFWalk;
 class clStreamReader;
 
 /**
@@ -87,7 +89,11 @@ public:
     clDSDIFFMaster master;
 
 private:
-    class clWalk;
+    void Judge(clDSDIFFWalk &walk);
+    void JudgeSound(clDSDIFFWalk &walk);
+    void JudgeChannels(clDSDIFFWalk &walk);
+    void JudgeDST(clDSDIFFWalk &walk);
+    void JudgeTag(clDSDIFFWalk &walk);
 
     findings_t findings;
 };

@@ -93,7 +93,9 @@ public:
     std::vector<comment_t> aComments;
 
 private:
-    void AddMarker(const uint8_t *cpData, uint64_t uSize, uint64_t uOffset);
+    void AddChunk(uint32_t uId, const uint8_t *cpData, uint64_t uSize, const std::string &strWhere);
+    void AddMarker(const uint8_t *cpData, uint64_t uSize, bool &bWhole);
+    void Add(const std::string &strText);
 
     findings_t findings;
 };
