@@ -35,7 +35,7 @@ void clDSDIFFMaster::AddInformation(const uint8_t *cpData, uint64_t uSize, uint6
     uint64_t uPos = 0;
     while (uPos < uSize) {
         if (uSize - uPos < HEADER_SIZE) {
-            Add(std::to_string(uSize - uPos) + " bytes at the end of chunk 'DIIN' are no chunk");
+            Add(std::to_string(uSize - uPos) + " bytes at the end of chunk 'DIIN' make no chunk");
             return;
         }
         const uint32_t uId = GetBE<uint32_t>(cpData + uPos);

@@ -110,6 +110,13 @@ public:
 
     DSDIFFBuilder &NoSound() { return Set(sound, {}); }
 
+    /** The size that the form announces, whatever it is. */
+    DSDIFFBuilder &FormSize(uint64_t uSize)
+    {
+        formSize = Number(uSize, 8);
+        return *this;
+    }
+
     /** Bytes behind the form. */
     DSDIFFBuilder &Trailing(const bytes_t &bytes) { return Set(trailing, bytes); }
 
