@@ -76,6 +76,7 @@ void SaveFile(const std::string &strDoor, const std::string &strName, const byte
             static_cast<uint8_t>(iVariant < 6 ? 1 << iVariant : iVariant * 8 + 160);
         Save(strDoor, strName + "-" + std::to_string(iVariant), file + bytes_t{4, 7, uVariant});
     }
+    Save("Inspect", strName + "-" + strDoor, file + bytes_t{0});
 }
 
 void SaveDSDIFF(const std::string &strName, const bytes_t &file)
@@ -110,6 +111,23 @@ void SaveDSDIFFs()
                                  .After(B::Chunk("DIIN", Pattern(5)))
                                  .Trailing(Tag(4).Build())
                                  .Build());
+    const bytes_t text = B::Number(3, 4) + B::Text("abc");
+    const bytes_t marker = Pattern(18) + text;
+    const bytes_t comment = B::Number(2, 2) + Pattern(10) + text + bytes_t(1) + Pattern(10) + text;
+    SaveDSDIFF(
+        "master",
+        B().SubChunk(B::Chunk("ABSS", Pattern(8)))
+            .After(B::Chunk("DIIN", B::Chunk("EMID", B::Text("master")) + B::Chunk("DIAR", text) +
+                                        B::Chunk("DITI", text) + B::Chunk("MARK", marker)))
+            .After(B::Chunk("COMT", comment))
+            .Build());
+    SaveDSDIFF("frames", B().Compression("DST ")
+                             .NoSound()
+                             .After(B::Chunk("DST ", B::Chunk("FRTE", {0, 0, 0, 2, 0, 75}) +
+                                                         B::Chunk("DSTF", Pattern(9))))
+                             .Build());
+    SaveDSDIFF("form-too-small", B().FormSize(60).Trailing(Tag(3).Build()).Build());
+    SaveDSDIFF("form-too-large", B().FormSize(UINT64_MAX).Build());
     // Among them the tag that once took memory for all that its header announced.
     for (const std::string strId :
          {"ID3 ", "DSD ", "PROP", "FVER", "FS  ", "CHNL", "CMPR", "????"}) {
