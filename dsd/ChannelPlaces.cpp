@@ -31,7 +31,7 @@ constexpr place_t aSpeakers[] = {{Id("SLFT"), 0}, {Id("MLFT"), 0}, {Id("SRGT"), 
 
 // By the count of channels. Four channels are always left, right and two surrounds, never the
 // front, centre and low frequencies of type 5.
-constexpr uint32_t auTypes[] = {2, 1, 2, 3, 4, 6, 7};
+constexpr uint32_t aTypesByCount[] = {2, 1, 2, 3, 4, 6, 7};
 
 struct type_t {
     uint32_t uChannels;
@@ -138,7 +138,7 @@ uint32_t ChannelPlaces::GetSpeaker(uint32_t uId, uint32_t uOwnIdx) noexcept
 
 uint32_t ChannelPlaces::GetTypeOfCount(uint32_t uChannels) noexcept
 {
-    return uChannels < std::size(auTypes) ? auTypes[uChannels] : 2;
+    return uChannels < std::size(aTypesByCount) ? aTypesByCount[uChannels] : 2;
 }
 
 const uint32_t *ChannelPlaces::GetSpeakersOfType(uint32_t uType, uint32_t uChannels) noexcept
@@ -151,9 +151,9 @@ const uint32_t *ChannelPlaces::GetSpeakersOfType(uint32_t uType, uint32_t uChann
 
 const char *ChannelPlaces::GetName(role_t eRole) noexcept
 {
-    constexpr const char *acpNames[] = {"L", "R", "C", "LFE", "LS", "RS"};
+    constexpr const char *aNames[] = {"L", "R", "C", "LFE", "LS", "RS"};
     const auto sizeRole = static_cast<size_t>(eRole);
-    return sizeRole < std::size(acpNames) ? acpNames[sizeRole] : "?";
+    return sizeRole < std::size(aNames) ? aNames[sizeRole] : "?";
 }
 
 ChannelPlaces::layout_t ChannelPlaces::GetLayout(const std::vector<uint32_t> &auIds)

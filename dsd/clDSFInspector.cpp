@@ -100,9 +100,9 @@ void clDSFInspector::clWalk::Run()
                                  "is provisional, without samples and without the file's size");
         return;
     }
-    const uint64_t uFileSize = GetLE<uint64_t>(aHeaders.data() + FILE_SIZE);
-    if (uFileSize != to.uFileSize) {
-        Add(severity_t::LENIENT, "the header announces a file of " + CountText(uFileSize, "byte") +
+    const uint64_t uClaimed = GetLE<uint64_t>(aHeaders.data() + FILE_SIZE);
+    if (uClaimed != to.uFileSize) {
+        Add(severity_t::LENIENT, "the header announces a file of " + CountText(uClaimed, "byte") +
                                      ", the file has " + std::to_string(to.uFileSize));
     }
     if (to.data.uSize < uAnnounced) {
