@@ -17,11 +17,12 @@ endif()
 
 # The rooms on top may use what they like of the library, the library nothing of them.
 set(depends_tool ${names})
+set(depends_kit ${names})
 set(depends_examples ${names})
 
 set(files "")
 set(faults "")
-foreach(room IN LISTS names ITEMS tool examples)
+foreach(room IN LISTS names ITEMS tool kit examples)
     file(GLOB sources RELATIVE ${SOURCE_DIR} ${SOURCE_DIR}/${room}/*.h ${SOURCE_DIR}/${room}/*.cpp)
     foreach(source IN LISTS sources)
         list(APPEND files ${source})

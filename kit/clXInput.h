@@ -1,0 +1,12 @@
+#pragma once
+
+#include "base/clException.h"
+
+#include <string>
+
+/** One input cannot be processed; the text is the reason, in plain words for the user. */
+class clXInput : public clException
+{
+public:
+    explicit clXInput(const std::string &strReason) : clException(strReason.c_str()) {}
+};
