@@ -1,0 +1,102 @@
+#pragma once
+
+#include "kit/clProgressLine.h"
+#include "threads/clMutex.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+/**
+ * The only writer to standard output and standard error.
+ *
+ * Any thread may call any operation. Names and texts for standard error are made printable here;
+ * results are written as they are, so their makers use Printable. A line of messages or results is
+ * never mixed with another one, nor with the progress line. Nothing is thrown for bytes that do not
+ * arrive: those of results are remembered, and Finish tells.
+ */
+class clReporter
+{
+public:
+    /** @param bQuietRun only failures are written to standard error */
+    explicit clReporter(bool bQuietRun = false);
+    clReporter(const clReporter &) = delete;
+    clReporter &operator=(const clReporter &) = delete;
+
+    /** Removes the progress line. */
+    ~clReporter() noexcept(false);
+
+    // ---- standard error ----
+
+    /** "vantrel-kit: PATH: REASON" */
+    void Fail(const std::string &strPath, const std::string &strReason);
+    /** "vantrel-kit: REASON", for what has no path. */
+    void Fail(const std::string &strReason);
+    /** "vantrel-kit: PATH: warning: REASON" */
+    void Warn(const std::string &strPath, const std::string &strReason);
+    /** "vantrel-kit: PATH: hint: REASON" */
+    void Hint(const std::string &strPath, const std::string &strReason);
+    /** One line as it is, such as what became of a file, or the summary. */
+    void Note(const std::string &strLine);
+
+    // ---- standard output ----
+
+    /**
+     * The text of one input: printed when those of all inputs before it are, with all lines
+     * together.
+     *
+     * @param sizeIdx each index counts once, from 0 on without gaps
+     * @param strText whole lines with their ends; may be empty
+     */
+    void PutResult(size_t sizeIdx, std::string strText);
+
+    /** A line of JSON, without its end: printed at once. */
+    void PutJson(const std::string &strLine);
+
+    /** Text that is printed at once and as it is. */
+    void PutText(const std::string &strText);
+
+    // ---- progress ----
+
+    /** Shows the progress line from now on. @param uBytes of all files, 0 when not known */
+    void StartProgress(uint64_t uFiles, uint64_t uBytes);
+    void BeginFile(const std::string &strPath);
+    /** Cheap: mostly one addition. */
+    void AddBytes(uint64_t uBytes);
+    void EndFile();
+
+    /** Removes the progress line for good. */
+    void StopProgress();
+
+    /**
+     * Ends the output: results that still wait for one before them are printed, the progress line
+     * is removed and standard output is closed. Nothing may be written to it afterwards.
+     *
+     * @return whether all results arrived; when not, a failure was printed
+     */
+    [[nodiscard]] bool Finish();
+
+private:
+    using clock_t = std::chrono::steady_clock;
+
+    void PutMessage(const std::string &strLine);
+    void WriteResult(const std::string &strText);
+    void DrawIfDue(bool bNow);
+
+    const bool bQuiet;
+    clMutex mtx; // guards everything below but the atomics
+    clProgressLine line;
+    progress_t progress;
+    bool bProgress = false;
+    bool bFinished = false;
+    clock_t::time_point timeStart;
+    std::atomic<uint64_t> uBytesDone{0};
+    /** When the line is due again, in ticks of the clock; a hint only, so no order is needed. */
+    std::atomic<clock_t::rep> lNextDraw{0};
+    size_t sizeNextResult = 0;
+    std::map<size_t, std::string> mapWaiting; // results whose predecessors are not there yet
+    int iOutputError = 0;                     // of the first write that failed
+};
