@@ -17,7 +17,7 @@ public:
      * @param cpExtension of the outputs, with its dot
      * @throws clXUsage, naming both, when two inputs have the same output, or when an output is one
      * of the inputs or the file of --tag, by whatever names and links; also when there is a --tag
-     * and not exactly one file
+     * and more than one file
      */
     clOutputPlan(const clInputs &inputs, const options_t &options, const char *cpExtension);
 
