@@ -73,7 +73,7 @@ public:
 
     /**
      * Ends the output: results that still wait for one before them are printed, the progress line
-     * is removed and standard output is closed. Nothing may be written to it afterwards.
+     * is removed, and standard output is asked for errors that it reports only at its end.
      *
      * @return whether all results arrived; when not, a failure was printed
      */
@@ -84,19 +84,19 @@ private:
 
     void PutMessage(const std::string &strLine);
     void WriteResult(const std::string &strText);
-    void DrawIfDue(bool bNow);
+    void DrawIfDue();
 
     const bool bQuiet;
     clMutex mtx; // guards everything below but the atomics
     clProgressLine line;
     progress_t progress;
-    bool bProgress = false;
-    bool bFinished = false;
     clock_t::time_point timeStart;
+    std::atomic<bool> bProgress{false};
     std::atomic<uint64_t> uBytesDone{0};
     /** When the line is due again, in ticks of the clock; a hint only, so no order is needed. */
     std::atomic<clock_t::rep> lNextDraw{0};
     size_t sizeNextResult = 0;
+    bool bWritten = false;                    // something went to standard output
     std::map<size_t, std::string> mapWaiting; // results whose predecessors are not there yet
     int iOutputError = 0;                     // of the first write that failed
 };
