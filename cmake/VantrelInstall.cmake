@@ -2,6 +2,9 @@ include(CMakePackageConfigHelpers)
 
 set(vantrel_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vantrel)
 install(TARGETS vantrel_tool RUNTIME COMPONENT program)
+if(VANTREL_KIT)
+    install(TARGETS vantrel_kit RUNTIME COMPONENT program)
+endif()
 install(TARGETS vantrel_library EXPORT vantrelTargets
     ARCHIVE COMPONENT library
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantrel COMPONENT library)
