@@ -54,7 +54,9 @@ public:
     /** @throws clXStopped */
     clInputs(const std::vector<std::string> &aNames, extensions_t eExtensions);
 
-    const std::vector<input_t> &GetFiles() const noexcept { return aFiles; }
+    const std::vector<input_t> &GetFiles() const &noexcept { return aFiles; }
+    /** A list of an object that is gone at the end of the line. */
+    void GetFiles() && = delete;
 
     /** Sum of the sizes of all files, for the progress; at the limit of its type it stays there. */
     uint64_t GetTotalSize() const noexcept;
