@@ -24,6 +24,21 @@ struct run_t {
 /** What a test does while a program runs. */
 using meanwhile_t = std::function<void(pid_t)>;
 
+/** The status of a finished child as a shell gives it. */
+inline int StatusOf(int iWait)
+{
+    return WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
+}
+
+/** All that a file in memory holds; closes it. */
+inline std::string TakeText(int iFileH)
+{
+    std::ostringstream text;
+    text << std::ifstream("/proc/self/fd/" + std::to_string(iFileH)).rdbuf();
+    close(iFileH);
+    return text.str();
+}
+
 /** Runs a program, found as a shell finds it, to its end with nothing on standard input. */
 inline run_t RunProgram(
     const std::vector<std::string> &args, const meanwhile_t &fnMeanwhile = [](pid_t) {})
@@ -49,12 +64,28 @@ inline run_t RunProgram(
         wait4(pid, &iWait, 0, &usage);
     }
     posix_spawn_file_actions_destroy(&actions);
-    const auto Text = [](int iFileH) {
-        std::ostringstream text;
-        text << std::ifstream("/proc/self/fd/" + std::to_string(iFileH)).rdbuf();
-        close(iFileH);
-        return text.str();
-    };
-    const int iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
-    return {iStatus, usage.ru_maxrss, Text(iOutH), Text(iErrH)};
+    return {StatusOf(iWait), usage.ru_maxrss, TakeText(iOutH), TakeText(iErrH)};
+}
+
+/**
+ * Runs a function in a child process, whose status is what it returns.
+ *
+ * @param iStdOut where its standard output goes in place of strOut, -1 for there; stays open
+ */
+inline run_t RunForked(
+    const std::function<int()> &fnBody, const meanwhile_t &fnMeanwhile = [](pid_t) {},
+    int iStdOut = -1)
+{
+    const int iOutH = memfd_create("out", MFD_CLOEXEC);
+    const int iErrH = memfd_create("err", MFD_CLOEXEC);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(iStdOut == -1 ? iOutH : iStdOut, 1);
+        dup2(iErrH, 2);
+        _exit(fnBody());
+    }
+    fnMeanwhile(pid);
+    int iWait = 0;
+    waitpid(pid, &iWait, 0);
+    return {StatusOf(iWait), 0, TakeText(iOutH), TakeText(iErrH)};
 }
