@@ -15,6 +15,8 @@
 class clJobs : private clThreadPool
 {
 public:
+    ~clJobs() override;
+
     /** Processes the input with this index; runs on any thread. */
     using work_t = std::function<void(size_t sizeIdx)>;
     /** Reports why the work for the input with this index was given up; runs on any thread. */
@@ -36,7 +38,6 @@ public:
 
 private:
     clJobs(size_t sizeInputs, const work_t &work, const fail_t &fail);
-    ~clJobs() override;
 
     void RunOn(unsigned uJobs);
     void WorkOff() noexcept;
