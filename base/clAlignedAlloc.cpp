@@ -9,7 +9,7 @@
 namespace
 {
 
-// One vector register of 256 bits.
+// The size of a 256-bit vector register.
 constexpr size_t ALIGNMENT = 32;
 
 } // namespace
@@ -44,7 +44,7 @@ void clAlignedAlloc::Construct(const clAlignedAlloc &source)
     clAlignedAlloc::Copy(source);
 }
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy looks for it.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy() checks for self-assignment.
 clAlignedAlloc &clAlignedAlloc::operator=(const clAlignedAlloc &source)
 {
     Copy(source);

@@ -43,7 +43,7 @@ void clAlloc::Construct(const clAlloc &source)
     clAlloc::Copy(source);
 }
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy looks for it.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy() checks for self-assignment.
 clAlloc &clAlloc::operator=(const clAlloc &source)
 {
     Copy(source);
@@ -135,7 +135,7 @@ clWeakAlloc &clWeakAlloc::operator=(const clAlloc &source)
     return *this;
 }
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy looks for it.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Copy() checks for self-assignment.
 clWeakAlloc &clWeakAlloc::operator=(const clWeakAlloc &source)
 {
     CopyShared(source);

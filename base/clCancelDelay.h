@@ -3,10 +3,10 @@
 #include <pthread.h>
 
 /**
- * Puts a cancellation of the calling thread off until the end of the block.
+ * Defers a cancellation of the calling thread until the end of the block.
  *
- * Not for a thread that takes cancellations asynchronously: one that is pending would leave the
- * destructor, which ends the process.
+ * Not for a thread with asynchronous cancellation: a pending one would unwind out of the destructor
+ * and end the process.
  */
 class clCancelDelay
 {

@@ -4,57 +4,53 @@
 #include <string>
 
 /**
- * Root of every failure the library reports; never thrown itself.
+ * Base of all exceptions of the library.
  *
- * The text is "class::operation(): detail". A layer that passes a failure on puts its own prefix in
- * front (see WrapException), so the prefixes read from the outermost call inwards.
+ * The text is "class::operation(): detail". A layer that passes an exception on prepends its own
+ * prefix (see WrapException), so the prefixes read from the outermost call inwards.
  *
- * Constructors, also the copying one, destructor and what() do not throw: running out of memory
- * while a message is copied ends the process.
+ * Constructors, destructor and what() do not throw: a shortage of memory while a message is copied
+ * ends the process.
  */
 class clException : public std::exception
 {
 public:
-    /** Keeps the text exactly as given; the error number is 0. */
+    /** Copies the text; the error number is 0. */
     explicit clException(const char *cpMessage) noexcept;
 
-    /** The text, ": " and the system's text for the error number, also for number 0. */
+    /** Appends ": " and the system's text for the error number, also for number 0. */
     clException(const char *cpMessage, int iErrorNumber) noexcept;
 
     clException(const clException &) noexcept = default;
     clException &operator=(const clException &) = default;
     ~clException() noexcept override;
 
-    /** The whole message, NUL-terminated; valid as long as this object lives. */
+    /** Valid until this object changes or ends. */
     const char *what() const noexcept override;
 
-    /** Appends ": " and strerror() of the error number to the message. */
     virtual void AppendErrorText();
 
-    /** The error number given to the constructor, 0 when none was. */
     int iErrno;
 
 protected:
     std::string strMessage;
 };
 
-// The family. A class adds nothing but its type, so that callers can catch by module.
+// Each subclass adds only its type, so that callers can catch by module.
 
-/** Anything wrong with a DSD file, of either format. */
+/** Base of the failures of both DSD formats. */
 class clXDSD : public clException
 {
 public:
     using clException::clException;
 };
 
-/** DSDIFF chunks and reader. */
 class clXDSDIFF : public clXDSD
 {
 public:
     using clXDSD::clXDSD;
 };
 
-/** DSF reader and writer. */
 class clXDSF : public clXDSD
 {
 public:
@@ -68,21 +64,18 @@ public:
     using clException::clException;
 };
 
-/** Stream factory and stream readers. */
 class clXStreamReader : public clException
 {
 public:
     using clException::clException;
 };
 
-/** Files. */
 class clXFileIO : public clException
 {
 public:
     using clException::clException;
 };
 
-/** Socket addresses. */
 class clXSocketAddr : public clException
 {
 public:
@@ -96,7 +89,7 @@ public:
     using clException::clException;
 };
 
-/** An exceptional condition that a wait saw on a socket, unlike a call that failed. */
+/** An exceptional condition of a socket during a wait. */
 class clXSocketError : public clXSocket
 {
 public:
@@ -110,21 +103,18 @@ public:
     using clException::clException;
 };
 
-/** Single threads. */
 class clXThread : public clException
 {
 public:
     using clException::clException;
 };
 
-/** Thread groups. */
 class clXThreads : public clException
 {
 public:
     using clException::clException;
 };
 
-/** Thread pool. */
 class clXThreadPool : public clException
 {
 public:
@@ -132,10 +122,9 @@ public:
 };
 
 /**
- * Throws an X whose text is the prefix followed by the text of the caught exception. The error
- * number is not carried over, since its text is part of the caught message already.
- *
- * @param cpPrefix "class::operation(): ", with its trailing blank
+ * Throws an X with the prefix and the text of the caught exception. The error number is not copied,
+ * because the text already contains its message.
+ * @param cpPrefix "class::operation(): ", with the trailing blank
  */
 template <class X>
 [[noreturn]] void WrapException(const char *cpPrefix, const std::exception &caught)
@@ -144,8 +133,8 @@ template <class X>
 }
 
 /**
- * Whether a destructor that reports failures by throwing may do so: not while another exception is
- * on its way, since a second one would end the process.
+ * Whether a destructor may throw: not during the unwinding of another exception, where a second one
+ * would end the process.
  */
 inline bool DestructorMayThrow() noexcept
 {

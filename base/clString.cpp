@@ -17,8 +17,8 @@ namespace
 
 constexpr long CAPACITY_MIN = 8;
 
-// The smallest power of two above the length, at least CAPACITY_MIN. A length from bit 62 on has no
-// such capacity in a long: it gives a negative one, which every allocation refuses.
+// The smallest power of two above the length, at least CAPACITY_MIN. For a length of 2^62 or more,
+// which has none in a long, it is negative: every allocation refuses that.
 long CapacityFor(uint64_t sizeLen)
 {
     if (sizeLen >> 62U != 0) {
@@ -31,16 +31,15 @@ long CapacityFor(uint64_t sizeLen)
     return lCapacity;
 }
 
-// A new owner always takes its reference from a string that holds one, so nothing has to be
-// ordered.
+// Relaxed: a new owner copies the reference from a string that holds one, so nothing needs
+// ordering.
 void AddReference(clWeakAlloc &buffer) noexcept
 {
     std::atomic_ref<int64_t>(buffer.lRefCount).fetch_add(1, std::memory_order_relaxed);
 }
 
-// Gives up one reference; the last one deletes the buffer. Release, so that the reads and writes of
-// this owner are over for whoever is left; acquire, so that those of the others are before the
-// delete.
+// Drops one reference; the last one deletes the buffer. Release: the accesses of this owner happen
+// before any other owner's later ones. Acquire: those of the other owners happen before the delete.
 void DropReference(clWeakAlloc *pBuffer, const char *cpPrefix)
 {
     try {
@@ -63,7 +62,7 @@ struct buffer_deleter {
 
 using buffer_ptr = std::unique_ptr<clWeakAlloc, buffer_deleter>;
 
-// A buffer of lSize bytes with one owner, the caller; 0 leaves it without memory.
+// Returns a buffer of lSize bytes that the caller owns; one of 0 bytes has no memory.
 clWeakAlloc *NewBuffer(long lSize, const char *cpPrefix)
 {
     try {
@@ -135,7 +134,7 @@ clString::~clString() noexcept(false)
     DropReference(pShared, "clString::~clString(): ");
 }
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the reference is taken before one is dropped.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it takes a reference before it drops one.
 clString &clString::operator=(const clString &source)
 {
     AddReference(*source.pShared);
@@ -180,7 +179,8 @@ clString &clString::operator+=(const clString &str)
     return *this;
 }
 
-// Doubles instead of following the capacity rule, and never shrinks; this is deliberate.
+// Doubles the capacity and never shrinks it, unlike Reserve, so that appending single characters
+// costs constant time on average.
 clString &clString::operator+=(char c)
 {
     COW();
@@ -248,7 +248,7 @@ clString clString::SubString(unsigned uIdx, unsigned uCount) const
     if (uIdx >= sizeStr) {
         throw clXString("clString::SubString(): uIdx >= sizeStr");
     }
-    // The sum wraps, deliberately; what passes for that reason goes to the end of the text.
+    // Compatibility: a sum that wraps passes the check; the part then ends with the text.
     if (uIdx + uCount > sizeStr) {
         throw clXString("clString::SubString(): (uIdx + uCount) > sizeStr");
     }
@@ -269,7 +269,7 @@ clString clString::SubString(unsigned uIdx) const
 
 void clString::Insert(const clString &str, unsigned uIdx)
 {
-    // A reference of its own, since str may be this string.
+    // Holds the source's text, because str may be this string.
     const clString strSource(str);
     COW();
     if (uIdx > sizeStr) {
@@ -305,16 +305,16 @@ void clString::Clean()
     while (IsSpace(*cpStart)) {
         ++cpStart;
     }
-    const uint64_t sizeStart = static_cast<uint64_t>(cpStart - Text());
-    uint64_t sizeStop = std::max(sizeStr, sizeStart);
-    while (sizeStop > sizeStart && IsSpace(cpStr[sizeStop - 1])) {
-        --sizeStop;
+    const uint64_t uStart = static_cast<uint64_t>(cpStart - Text());
+    uint64_t uStop = std::max(sizeStr, uStart);
+    while (uStop > uStart && IsSpace(cpStr[uStop - 1])) {
+        --uStop;
     }
-    // sizeStr can be written from outside.
-    if (sizeStr < sizeStop) {
+    // Callers can write sizeStr.
+    if (sizeStr < uStop) {
         throw std::runtime_error("clString::Clean(): sizeRes > sizeStr");
     }
-    const uint64_t sizeRes = sizeStop - sizeStart;
+    const uint64_t sizeRes = uStop - uStart;
     Assign(cpStart, sizeRes, sizeRes);
 }
 
@@ -330,7 +330,7 @@ void clString::ToUpper()
 
 void clString::COW()
 {
-    if (IsSole()) {
+    if (IsOnlyOwner()) {
         return;
     }
     const char *cpPrefix = "clString::COW(): ";
@@ -340,13 +340,13 @@ void clString::COW()
     } catch (const std::exception &caught) {
         WrapException<clXString>(cpPrefix, caught);
     }
-    Adopt(pNew, cpPrefix);
+    ReplaceBuffer(pNew, cpPrefix);
 }
 
 void clString::FOW()
 {
-    if (!IsSole()) {
-        StartOver(NewBuffer(0, "clString::FOW(): "), 0);
+    if (!IsOnlyOwner()) {
+        ReplaceText(NewBuffer(0, "clString::FOW(): "), 0);
     }
 }
 
@@ -355,7 +355,7 @@ void clString::SetSizeI(long lSize)
     if (lSize == 0) {
         lSize = CAPACITY_MIN;
     }
-    // Looked for here, since clAlloc::Resize() gives up its block before it refuses.
+    // Checked here, because clAlloc::Resize() frees its block before it refuses the size.
     if (lSize < 0 && cpStr != nullptr) {
         throw clXString("clString::SetSizeI(): clAlloc::Resize(): lAllocSize < 0");
     }
@@ -363,7 +363,7 @@ void clString::SetSizeI(long lSize)
     buffer_ptr pNew;
     try {
         clWeakAlloc *pTarget = pShared;
-        if (!IsSole()) {
+        if (!IsOnlyOwner()) {
             pNew.reset(new clWeakAlloc);
             pTarget = pNew.get();
         }
@@ -377,7 +377,7 @@ void clString::SetSizeI(long lSize)
     }
     if (pNew != nullptr) {
         std::memcpy(pNew->GetPtr(), Text(), std::min(sizeStr, static_cast<uint64_t>(lSize)));
-        Adopt(pNew.release(), cpPrefix);
+        ReplaceBuffer(pNew.release(), cpPrefix);
     }
     cpStr = static_cast<char *>(pShared->GetPtr());
     sizeAlloc = static_cast<uint64_t>(lSize);
@@ -397,14 +397,14 @@ bool clString::Owns(const char *cpText) const noexcept
            std::less<>()(cpText, static_cast<const char *>(cpStr) + sizeAlloc);
 }
 
-// Acquire pairs with the release of DropReference(): who sees 1 also sees that the owners before
-// have stopped reading, and may write.
-bool clString::IsSole() const noexcept
+// Acquire pairs with the release of DropReference(): after reading 1, the accesses of all earlier
+// owners have happened, so this owner may write.
+bool clString::IsOnlyOwner() const noexcept
 {
     return std::atomic_ref<int64_t>(pShared->lRefCount).load(std::memory_order_acquire) == 1;
 }
 
-void clString::Adopt(clWeakAlloc *pNew, const char *cpPrefix)
+void clString::ReplaceBuffer(clWeakAlloc *pNew, const char *cpPrefix)
 {
     clWeakAlloc *pOld = pShared;
     pShared = pNew;
@@ -412,14 +412,14 @@ void clString::Adopt(clWeakAlloc *pNew, const char *cpPrefix)
     DropReference(pOld, cpPrefix);
 }
 
-void clString::StartOver(clWeakAlloc *pNew, uint64_t sizeLen)
+void clString::ReplaceText(clWeakAlloc *pNew, uint64_t sizeLen)
 {
     TokEnd();
     sizeWcStr = 0;
     iEncoding = 0;
     sizeAlloc = static_cast<uint64_t>(pNew->GetSize());
     sizeStr = sizeLen;
-    Adopt(pNew, "clString::FOW(): ");
+    ReplaceBuffer(pNew, "clString::FOW(): ");
 }
 
 void clString::Terminate(uint64_t sizeLen) noexcept
@@ -430,16 +430,16 @@ void clString::Terminate(uint64_t sizeLen) noexcept
 
 void clString::Assign(const char *cpText, uint64_t sizeLen, uint64_t sizeRoom)
 {
-    if (!IsSole()) {
-        // Filled before the shared buffer is given up, since the text may lie in that one.
+    if (!IsOnlyOwner()) {
+        // Filled before the shared buffer is dropped, because cpText may point into that one.
         clWeakAlloc *pNew = NewBuffer(CapacityFor(sizeRoom), "clString::SetSizeI(): ");
         std::memcpy(pNew->GetPtr(), cpText, sizeLen);
-        StartOver(pNew, sizeLen);
+        ReplaceText(pNew, sizeLen);
         Terminate(sizeLen);
         return;
     }
     if (Owns(cpText)) {
-        // A part of this very text: moved to the front before the buffer may shrink.
+        // A part of this text: moved to the front before the buffer may shrink.
         std::memmove(cpStr, cpText, sizeLen);
         Terminate(sizeLen);
         Reserve(sizeRoom);
@@ -453,10 +453,10 @@ void clString::Assign(const char *cpText, uint64_t sizeLen, uint64_t sizeRoom)
 void clString::Append(const char *cpText, uint64_t sizeLen)
 {
     const bool bOwnText = Owns(cpText);
-    const uint64_t sizeOffset = bOwnText ? static_cast<uint64_t>(cpText - cpStr) : 0;
+    const uint64_t uOffset = bOwnText ? static_cast<uint64_t>(cpText - cpStr) : 0;
     COW();
     Reserve(sizeStr + sizeLen);
-    std::memmove(cpStr + sizeStr, bOwnText ? cpStr + sizeOffset : cpText, sizeLen);
+    std::memmove(cpStr + sizeStr, bOwnText ? cpStr + uOffset : cpText, sizeLen);
     Terminate(sizeStr + sizeLen);
 }
 
@@ -473,7 +473,7 @@ void clString::MapCase(bool bUpper)
     wc_str();
     clAllocT<wchar_t> allocMapped(allocWcStr);
     for (wchar_t *wcp = allocMapped.GetData(); *wcp != 0; ++wcp) {
-        // NOLINTNEXTLINE(bugprone-signed-char-misuse): wchar_t is wide enough to be no char.
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): a wchar_t is not a char.
         const wint_t uChar = static_cast<wint_t>(*wcp);
         *wcp = static_cast<wchar_t>(bUpper ? std::towupper(uChar) : std::towlower(uChar));
     }

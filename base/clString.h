@@ -7,48 +7,39 @@
 #include <vector>
 
 /**
- * A NUL-terminated byte string whose buffer is shared between copies and copied before an edit.
+ * A NUL-terminated byte string; copies share a buffer, and an edit copies it first.
  *
- * Copying and assigning cost one atomic increment and no memory. The capacity is the smallest power
- * of two above the length, at least 8, and follows it in both directions; operator+=(char) alone
- * doubles and never shrinks. Invariants after every operation: c_str()[sizeStr] is 0 and sizeStr <
- * sizeAlloc.
+ * The capacity is the smallest power of two above the length, at least 8, and also shrinks; only
+ * operator+=(char) doubles it and never shrinks it. After every operation c_str()[sizeStr] is 0 and
+ * sizeStr < sizeAlloc.
  *
- * Different objects may be used on different threads even while they share a buffer; one object
- * belongs to one thread at a time.
+ * Different objects may be used on different threads, also while they share a buffer; one object is
+ * for one thread at a time. Misuse, and an edit without memory to grow, throw clXString and leave
+ * the text unchanged. Positions and lengths are in bytes. Arguments may point into the same string;
+ * they must not be null unless stated. Moving a string copies it.
  *
- * Misuse throws clXString and leaves the text as it was, and so does an edit that finds no memory
- * to grow. Positions and lengths are bytes. Arguments may point into the string they are applied
- * to, and must not be null where nothing is said about it. A string that was moved from is copied
- * and stays usable.
- *
- * The destructor may throw because that of the shared clWeakAlloc does. What holds a clString by
- * value is then not nothrow-destructible either: a lambda with such a capture does not compile as
- * the function of a std::thread or std::async. Capture a std::shared_ptr<clString> there.
+ * The destructor may throw because clWeakAlloc's does. A lambda that captures a clString by value
+ * therefore does not compile as the function of a std::thread; capture a std::shared_ptr instead.
  */
 class clString
 {
 public:
-    /** What a search returns that finds nothing. */
     static constexpr size_t NOT_FOUND = static_cast<size_t>(-1);
 
-    /** An empty text of capacity 8. @throws clXString when memory is short */
+    /** @throws clXString when memory is short */
     clString();
 
-    /** Shares the source's buffer. */
     clString(const clString &source) noexcept;
 
-    /** A copy of the text; null makes it empty. */
+    /** Null makes the text empty. */
     explicit clString(const char *cpText);
 
     /**
-     * A text of at most sizeBuf - 1 bytes of cpText, or, with null, an empty one whose buffer has
-     * room for sizeBuf bytes. Unlike every other length of this class, sizeBuf counts the
-     * terminator.
+     * Copies at most sizeBuf - 1 bytes of cpText; null makes an empty text with room for sizeBuf
+     * bytes. Only here does a length include the terminator.
      */
     clString(const char *cpText, size_t sizeBuf, int iTextEncoding);
 
-    /** As the assignments of the same type. */
     explicit clString(const uint16_t *upText);
     explicit clString(const wchar_t *wcpText);
 
@@ -59,13 +50,12 @@ public:
 
     clString &operator=(const clString &source);
 
-    /** Null makes the text empty. The encoding stays, unless the buffer was shared: then it becomes
-     * 0. */
+    /** Null makes the text empty. A shared buffer resets the encoding to 0, else it stays. */
     clString &operator=(const char *cpText);
 
     /**
-     * The decimal form, cut to two characters more than the low 32 bits of the value need, so that
-     * 4294967296 becomes "42"; this oddity is deliberate. Larger values go through unsigned long.
+     * The decimal form, cut to two characters more than the low 32 bits of the value need:
+     * 4294967296 becomes "42". Compatibility: callers rely on it; use unsigned long instead.
      */
     clString &operator=(long lValue);
 
@@ -76,17 +66,14 @@ public:
     clString &operator=(double dValue);
 
     /**
-     * UTF-16 up to a zero unit, in the byte order that iconv's "UTF-16" chooses: that of a leading
-     * mark, else its own default. What follows an invalid sequence is dropped.
-     *
+     * UTF-16 up to a zero unit or an invalid sequence, in the byte order of a mark, else iconv's.
      * @throws clXString without a converter; std::runtime_error when memory is short
      */
     clString &operator=(const uint16_t *upText);
 
-    /** Wide text in the current locale. @throws clXString for what the locale cannot express */
+    /** @throws clXString for characters that the current locale cannot represent */
     clString &operator=(const wchar_t *wcpText);
 
-    /** Makes the text empty and the capacity 8. */
     void Clear();
 
     // ---- appending ----
@@ -97,21 +84,16 @@ public:
     clString operator+(const clString &str) const;
     clString operator+(const char *cpText) const;
 
-    // ---- comparison: the results of strcmp() and its kin, unchanged ----
+    // ---- comparison: results as of strcmp(), strcasecmp(), strcoll() ----
 
     int Compare(const char *cpText) const;
     int CaseCompare(const char *cpText) const;
-    /** In the collating order of the current locale. */
     int Collate(const char *cpText) const;
 
-    /**
-     * Compares up to uiLen bytes from uiIdx on.
-     * @throws clXString when uiIdx + uiLen, summed in 32 bits, is above the length
-     */
+    /** @throws clXString when the 32-bit sum uiIdx + uiLen is above the length */
     int CompareRange(const char *cpText, unsigned uiIdx, unsigned uiLen) const;
     int CaseCompareRange(const char *cpText, unsigned uiIdx, unsigned uiLen) const;
 
-    /** The order of Compare. */
     bool operator<(const clString &str) const;
 
     bool BeginsWith(const clString &str) const;
@@ -120,169 +102,156 @@ public:
     bool CaseBeginsWith(const char *cpText) const;
 
     /**
-     * Places the compared range by the other string's count of characters, not of bytes, so a
-     * suffix of multibyte characters is never recognised; this oddity is deliberate.
+     * The clString overloads place the compared range by the suffix's characters, not its bytes, so
+     * they never find a suffix with multibyte characters. Compatibility: callers rely on it.
      */
     bool EndsWith(const clString &str) const;
     bool EndsWith(const char *cpText) const;
     bool CaseEndsWith(const clString &str) const;
     bool CaseEndsWith(const char *cpText) const;
 
-    // ---- searching: byte offsets, NOT_FOUND when there is none ----
+    // ---- searching: byte offsets or NOT_FOUND ----
 
     size_t Find(char c) const;
     size_t FindLast(char c) const;
-    /** A pointer to the first occurrence in this text, null when there is none; valid until an
-     * edit. */
+    /** Valid until an edit; null when not found. */
     const char *Find(const char *cpText) const;
     bool Contains(const char *cpText) const;
     size_t FindAny(const char *cpSet) const;
-    /** Length of the leading run of bytes in the set. */
+    /** Counts the leading bytes that are in the set. */
     size_t Span(const char *cpSet) const;
-    /** Length of the leading run of bytes not in the set. */
+    /** Counts the leading bytes that are not in the set. */
     size_t CSpan(const char *cpSet) const;
-    /** The text from the first occurrence on, empty when there is none. */
+    /** Empty when not found. */
     clString TailFrom(const char *cpText) const;
 
     // ---- access ----
 
-    /** Characters: bytes with encoding 1, otherwise bytes that do not continue a UTF-8 sequence. */
+    /** Characters: bytes with encoding 1, else bytes that are no UTF-8 continuation bytes. */
     size_t Length() const;
 
-    /** The text; valid until an edit. */
+    /** Valid until an edit. */
     const char *c_str() const noexcept { return cpStr; }
 
     /** @throws clXString for an index at or above the length */
     const char &at(size_t sizeIdx) const;
 
-    /** As at(), for writing: unshares the buffer first, also when the index is then refused. */
+    /** As at(), but copies a shared buffer first, even if the index is then refused. */
     char &operator[](size_t sizeIdx);
 
     // ---- substrings and editing ----
 
-    /** @throws clXString when uIdx is not below the length or uIdx + uCount, in 32 bits, above it
-     */
+    /** @throws clXString unless uIdx is below the length and the 32-bit uIdx + uCount not above */
     clString SubString(unsigned uIdx, unsigned uCount) const;
     clString SubString(unsigned uIdx) const;
 
-    /** Inserts before uIdx; at the length it appends. @throws clXString for an index above the
-     * length */
+    /** Inserts before uIdx. @throws clXString for an index above the length */
     void Insert(const clString &str, unsigned uIdx);
 
-    /** @throws clXString as SubString */
+    /** @throws clXString as SubString does */
     void Delete(unsigned uIdx, unsigned uCount);
 
-    /** Trims white space at both ends. @throws std::runtime_error if the length belies the text */
+    /** Trims white space at both ends. @throws std::runtime_error if sizeStr does not match it */
     void Clean();
 
-    /** Case mapping by byte with encoding 1, otherwise by wide character in the current locale. */
+    /** Byte by byte with encoding 1, else by wide characters of the current locale. */
     void ToLower();
     void ToUpper();
 
-    // ---- text to number: the text must be a number as a whole ----
+    // ---- text to number: clXString unless the whole text is a number ----
 
-    /** Base by prefix as strtol(..., 0); the low 32 bits of the value. @throws clXString */
+    /** The low 32 bits of strtol(text, end, 0). */
     int32_t ToInt() const;
-    /** Base by prefix as strtoul(..., 0), which also takes a minus sign. @throws clXString */
+    /** The value of strtoul(text, end, 0), which also accepts a minus sign. */
     uint64_t ToUInt() const;
-    /** In the current locale; failing that, the leading number in the "C" locale. @throws clXString
-     */
+    /** In the current locale, else the leading number in the "C" locale. */
     float ToFloat() const;
     double ToDouble() const;
     long double ToLongDouble() const;
 
     // ---- conversions ----
 
-    /** The number with up to 16 significant digits in the "C" locale. @throws clXString */
     void FloatC(double dValue);
     static clString FromFloat(double dValue);
 
-    /** ISO 8859-1 bytes, which must not be null, as UTF-8. @throws clXString without a converter */
+    /** Converts ISO 8859-1 to UTF-8. @throws clXString without a converter */
     static clString FromLatin1(const char *cpText);
 
     /**
-     * The text as wide characters in the current locale; owned by this string, valid until the next
-     * call.
-     * @throws clXString for bytes the locale cannot read; std::runtime_error when memory is short
+     * The text in wide characters; owned by this string, valid until the next call.
+     * @throws clXString for bytes invalid in the current locale; std::runtime_error when memory is
+     * short
      */
     const wchar_t *wc_str();
 
     // ---- tokens ----
 
     /**
-     * The next token between delimiters, empty ones left out. The first call of a run works on a
-     * private copy, so edits do not disturb it.
-     *
-     * @param bFirst starts a new run
-     * @return whether there was a token; strToken is emptied when not
+     * Gets the next non-empty token from a copy of the text, which the first call makes.
+     * @param bFirst starts again at the first token
+     * @return false without a further token; strToken is then empty
      * @throws clXString when memory is short
      */
     bool Tok(clString &strToken, const char *cpDelims, bool bFirst);
     clString Tok(const char *cpDelims, bool bFirst);
 
-    /** Ends a run of tokens and releases its copy. */
+    /** Releases the copy of Tok. */
     void TokEnd() noexcept;
 
     std::vector<clString> Split(const char *cpDelims);
 
     /**
-     * The trimmed lines of a text buffer that are not empty; a UTF-8 mark at its start is skipped.
-     * Modifies the buffer. Text behind the last line end is not returned; this is deliberate.
+     * Returns the trimmed, non-empty lines of a text, without a UTF-8 mark at its start. Modifies
+     * the buffer. Omits text after the last line end. Compatibility: callers rely on it.
      */
     static std::vector<clString> SplitLines(clAlloc &buffer);
 
-    /** Replaces the text by that of a system error number. */
+    /** Assigns the system's text for an error number. */
     void StrError(int iErrorNumber);
 
-    // ---- sharing: what every edit is built of ----
+    // ---- sharing ----
 
-    /** Makes this object the only owner of its bytes. @throws clXString when memory is short */
+    /** Copies a shared buffer. @throws clXString when memory is short */
     void COW();
 
     /**
-     * Makes this object the only owner of a buffer, without its bytes, encoding and token run if it
-     * was shared. The buffer then has no memory (c_str() is null and the text reads as empty) until
-     * SetSizeI gives it some, which should be the next call.
-     *
-     * @throws clXString when memory is short
+     * Replaces a shared buffer by one without memory (c_str() is null) and resets encoding and
+     * tokens; SetSizeI should follow. @throws clXString when memory is short
      */
     void FOW();
 
     /**
-     * Sets the capacity in bytes, 0 meaning 8; a text that no longer fits is cut.
-     * @throws clXString when the size is negative or memory is short; nothing has changed then
+     * Sets the capacity in bytes, 0 meaning 8, and cuts a text that no longer fits.
+     * @throws clXString when the size is negative or memory is short; nothing changes then
      */
     void SetSizeI(long lSize);
 
 private:
-    // The number of wide characters, terminator included, that the last wc_str() made.
+    // Wide characters of the last wc_str(), with the terminator; only kept for the layout.
     uint64_t sizeWcStr = 0;
     clAllocT<wchar_t> allocWcStr;
 
 public:
-    // Readable directly; only the operations above write them.
+    // For reading; only the operations above write them.
 
-    /** Capacity in bytes. */
-    uint64_t sizeAlloc = 0;
-    /** Length of the text in bytes, without its terminator. */
-    uint64_t sizeStr = 0;
-    /** 1: a byte is a character. Otherwise, and usually 0: multibyte text, counted as UTF-8. */
+    uint64_t sizeAlloc = 0; ///< capacity in bytes
+    uint64_t sizeStr = 0;   ///< length in bytes, without the terminator
+    /** 1: each byte is a character. Any other, usually 0: multibyte text, counted as UTF-8. */
     int32_t iEncoding = 0;
 
 private:
-    // The text for reading, also while FOW() has left no bytes.
+    // The text, or "" when FOW() has left no memory.
     const char *Text() const noexcept { return cpStr != nullptr ? cpStr : ""; }
     bool Owns(const char *cpText) const noexcept;
-    // Whether this object is the only owner, and then sees all that earlier owners wrote.
-    bool IsSole() const noexcept;
-    // Replaces the buffer by one of this object alone and gives up the reference to the old one.
-    void Adopt(clWeakAlloc *pNew, const char *cpPrefix);
-    // As Adopt, for a buffer with a text of sizeLen bytes, and forgets all the rest, as FOW() does.
-    void StartOver(clWeakAlloc *pNew, uint64_t sizeLen);
-    // Applies the capacity rule for a text of sizeLen bytes.
+    bool IsOnlyOwner() const noexcept;
+    // Drops the reference to the old buffer and takes ownership of the new one.
+    void ReplaceBuffer(clWeakAlloc *pNew, const char *cpPrefix);
+    // As ReplaceBuffer, for a buffer that holds sizeLen bytes; resets encoding and tokens.
+    void ReplaceText(clWeakAlloc *pNew, uint64_t sizeLen);
+    // Adjusts the capacity to a text of sizeLen bytes.
     void Reserve(uint64_t sizeLen);
     void Terminate(uint64_t sizeLen) noexcept;
-    // Replaces the text as FOW() and a copy do; the capacity is that for sizeRoom bytes.
+    // Replaces the text; the capacity is that for sizeRoom bytes.
     void Assign(const char *cpText, uint64_t sizeLen, uint64_t sizeRoom);
     void Append(const char *cpText, uint64_t sizeLen);
     void MapCase(bool bUpper);

@@ -39,11 +39,11 @@ private:
 };
 
 /**
- * The text as UTF-8, up to the first sequence that the charset does not know.
+ * Converts text to UTF-8, up to the first sequence that is invalid in the charset.
  *
  * @param pText     sizeBytes bytes
- * @param sizeRoom  more bytes than the result can have
- * @param cpFailure what is thrown when there is no converter
+ * @param sizeRoom  an upper bound of the result's bytes
+ * @param cpFailure text of the clXString that is thrown when there is no converter
  */
 clString ToUTF8(const char *cpCharset, const void *pText, size_t sizeBytes, size_t sizeRoom,
                 const char *cpFailure)
@@ -51,7 +51,7 @@ clString ToUTF8(const char *cpCharset, const void *pText, size_t sizeBytes, size
     clAllocT<char> allocOut;
     char *cpOut = allocOut.SetSize(static_cast<int64_t>(sizeRoom + 1));
     const clConverter converter(cpCharset, cpFailure);
-    // iconv() does not write through this pointer, it only lacks the const.
+    // iconv() does not write through this pointer, although its parameter is not const.
     char *cpIn = static_cast<char *>(const_cast<void *>(pText));
     while (sizeBytes != 0 && sizeRoom != 0) {
         if (iconv(converter.Get(), &cpIn, &sizeBytes, &cpOut, &sizeRoom) ==
@@ -63,8 +63,8 @@ clString ToUTF8(const char *cpCharset, const void *pText, size_t sizeBytes, size
     return clString(allocOut.GetData());
 }
 
-// The C parsers look at the current locale, where the decimal point may be a comma. Text that they
-// do not take as a whole gets a second chance in the "C" locale, which ignores what follows.
+// The C parsers use the current locale, where the decimal point may be a comma. Text that they do
+// not parse completely is parsed again in the "C" locale, which ignores what follows the number.
 template <class T>
 T ParseFloat(const char *cpText, T (*pParse)(const char *, char **), const char *cpFailure)
 {
@@ -91,8 +91,8 @@ std::ostringstream FormatC(double dValue)
     return stream;
 }
 
-// Characters that snprintf() made or wanted to make, held to the room there is.
-uint64_t Written(int iResult, uint64_t sizeRoom)
+// The characters that snprintf() wrote, at most sizeRoom; its result may be negative or larger.
+uint64_t ClampWritten(int iResult, uint64_t sizeRoom)
 {
     return std::min(static_cast<uint64_t>(std::max(iResult, 0)), sizeRoom);
 }
@@ -104,7 +104,7 @@ constexpr size_t NUMBER_SIZE = 32;
 
 clString &clString::operator=(long lValue)
 {
-    // The low 32 bits alone decide how many digits are kept; this is deliberate.
+    // Compatibility: only the low 32 bits decide how many digits are kept.
     uint32_t uLow = static_cast<uint32_t>(lValue);
     if (uLow >> 31U != 0) {
         uLow = 0U - uLow;
@@ -113,7 +113,7 @@ clString &clString::operator=(long lValue)
         static_cast<uint64_t>(std::ceil(std::log10(static_cast<double>(uLow + 1U)))) + 2;
     char aText[NUMBER_SIZE];
     const int iResult = std::snprintf(aText, sizeof aText, "%ld", lValue);
-    Assign(aText, Written(iResult, sizeRoom), sizeRoom);
+    Assign(aText, ClampWritten(iResult, sizeRoom), sizeRoom);
     return *this;
 }
 
@@ -126,7 +126,7 @@ clString &clString::operator=(unsigned long uValue)
         static_cast<uint64_t>(std::ceil(std::log10(static_cast<double>(uValue + 1)))) + 1;
     char aText[NUMBER_SIZE];
     const int iResult = std::snprintf(aText, sizeof aText, "%lu", uValue);
-    Assign(aText, Written(iResult, sizeRoom), sizeRoom);
+    Assign(aText, ClampWritten(iResult, sizeRoom), sizeRoom);
     return *this;
 }
 
@@ -134,8 +134,8 @@ clString &clString::operator=(double dValue)
 {
     char aText[NUMBER_SIZE];
     const int iResult = std::snprintf(aText, sizeof aText, "%g", dValue);
-    Assign(aText, Written(iResult, sizeof aText - 1), sizeof aText - 1);
-    // One fixed capacity, whatever it was before.
+    Assign(aText, ClampWritten(iResult, sizeof aText - 1), sizeof aText - 1);
+    // The capacity is fixed, independent of the earlier text.
     SetSizeI(sizeof aText);
     return *this;
 }
@@ -170,7 +170,7 @@ clString &clString::operator=(const wchar_t *wcpText)
     clAllocT<char> allocText;
     char *cpText = allocText.SetSize(static_cast<int64_t>(sizeLen + 1));
     if (std::wcstombs(cpText, wcpText, sizeLen + 1) == static_cast<size_t>(-1)) {
-        // The name of the operation lacks its "=" here; this is deliberate.
+        // Compatibility: callers rely on this text, which lacks the "=" of the operation.
         throw clXString("clString::operator(const wchar_t *): wcstombs()", errno);
     }
     return *this = cpText;
@@ -273,7 +273,7 @@ bool clString::Tok(clString &strToken, const char *cpDelims, bool bFirst)
         strToken.Clear();
         return false;
     }
-    // Handed over as a string, since strToken may be this one: that keeps its run of tokens alive.
+    // Assigned as a clString: strToken may be this one, and assigning a char * may end its tokens.
     clString strFound(cpToken);
     strFound.iEncoding = iEncoding;
     strToken = strFound;

@@ -32,7 +32,8 @@ int clString::Collate(const char *cpText) const
     return std::strcoll(Text(), cpText);
 }
 
-// The sums of both range checks wrap, deliberately; the index is held inside the text after that.
+// Compatibility: a sum that wraps passes both range checks; the index is then limited to the
+// length.
 int clString::CompareRange(const char *cpText, unsigned uiIdx, unsigned uiLen) const
 {
     if (uiIdx + uiLen > sizeStr) {
