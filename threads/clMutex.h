@@ -3,9 +3,8 @@
 #include <pthread.h>
 
 /**
- * A plain mutex: not recursive, and nobody checks who releases it.
- *
- * Failures are clException with the number the system returned.
+ * A non-recursive mutex that does not check which thread releases it. Failures are clException
+ * with the number that the system returned.
  */
 class clMutex
 {
@@ -15,13 +14,13 @@ public:
     clMutex &operator=(const clMutex &) = delete;
 
     /**
-     * @throws clException when the mutex is still held, since its holder would go on without it;
-     * silent while another exception is on its way
+     * @throws clException when the mutex is still held, because its holder would continue without
+     * protection; silent during the unwinding of another exception
      */
     // NOLINTNEXTLINE(bugprone-exception-escape): it may throw, as noexcept(false) says.
     virtual ~clMutex() noexcept(false);
 
-    /** Locks; a thread that holds the mutex already waits for ever. */
+    /** Locks; a thread that already holds the mutex waits for ever. */
     void Wait();
 
     /** Unlocks; only for the thread that holds the mutex. */

@@ -3,10 +3,10 @@
 #include <semaphore.h>
 
 /**
- * A counting semaphore of this process; it starts with count 0.
+ * A counting semaphore of this process; the count starts at 0.
  *
- * Any thread may wait and post. What happened before a Post is visible after the Wait that took it.
- * A semaphore may be destroyed as soon as the last Wait has returned. Failures are clException.
+ * Any thread may wait and post. A Post synchronises with the Wait that takes it. A semaphore may be
+ * destroyed as soon as the last Wait has returned. Failures are clException.
  */
 class clSemaphore
 {
@@ -15,22 +15,20 @@ public:
     clSemaphore(const clSemaphore &) = delete;
     clSemaphore &operator=(const clSemaphore &) = delete;
 
-    /** @throws clException as far as the system reports; silent while another one is on its way */
+    /** @throws clException if the system reports an error; silent during unwinding */
     // NOLINTNEXTLINE(bugprone-exception-escape): it may throw, as noexcept(false) says.
     virtual ~clSemaphore() noexcept(false);
 
     /**
-     * Waits until the count is above 0 and takes one. A point where a thread can be cancelled.
-     *
-     * @throws clException also when a signal handler interrupts the wait (EINTR); nothing is taken
-     * then, and whether to wait again is the caller's decision
+     * Waits until the count is above 0 and decrements it. A cancellation point.
+     * @throws clException also when a signal handler interrupts the wait (EINTR); the count stays
      */
     void Wait();
 
-    /** Takes one if the count is above 0. @return whether it did */
+    /** Decrements the count if it is above 0. @return whether it did */
     bool TryWait();
 
-    /** Adds one. @throws clException when the count is at its limit; it stays there */
+    /** Increments the count. @throws clException when the count is at its limit, and keeps it */
     void Post();
 
 protected:

@@ -15,15 +15,15 @@ struct StartRecord {
     void *pArg;
 };
 
-// Not inlined, for the sake of SetCancel.
+// Not inlined, because SetCancel must have no destructor in its frame.
 [[noreturn, gnu::noinline]] void ThrowResult(const char *cpMessage, int iResult)
 {
     throw clXThread(cpMessage, iResult);
 }
 
-/** Runs one of the thread's own functions; false when it threw, which is reported. */
+/** Runs a function and prints what it throws; returns false if it threw. */
 template <class F>
-bool RunReported(const char *cpFormat, const F &function)
+bool RunAndReport(const char *cpFormat, const F &function)
 {
     try {
         function();
@@ -31,8 +31,8 @@ bool RunReported(const char *cpFormat, const F &function)
     } catch (const clException &caught) {
         std::fprintf(stderr, cpFormat, caught.what());
     } catch (...) {
-        // A cancellation comes by here as well, without an exception of C++; swallowing it would
-        // end the process.
+        // pthread cancellation unwinds through this handler with no current_exception; swallowing
+        // it would end the process.
         if (std::current_exception() == nullptr) {
             throw;
         }
@@ -45,8 +45,8 @@ bool RunReported(const char *cpFormat, const F &function)
 
 clThread::~clThread() noexcept(false)
 {
-    // A cancellation of the calling thread must not break off the join: the thread would go on
-    // without its object.
+    // A cancellation of the calling thread must not interrupt the join: the thread would continue
+    // after its object is gone.
     const clCancelDelay delay;
     bEnding = true;
     try {
@@ -67,8 +67,7 @@ void clThread::Create(void *pArg, bool bDetach)
     const pthread_t tidOld = tidThread;
     int iResult = pthread_create(&tidThread, nullptr, ThreadEntry, pStart.get());
     if (iResult != 0) {
-        // A failure leaves the handle undefined, and a thread that has ended may still want its
-        // Wait.
+        // A failure leaves the handle undefined, but a thread that has ended can still be joined.
         tidThread = tidOld;
         throw clXThread("clThread::Create(): pthread_create()", iResult);
     }
@@ -106,16 +105,16 @@ void *clThread::Wait()
         throw clXThread("clThread::Wait(): pthread_join()", iResult);
     }
     bJoinable = false;
-    // Still set when the thread left Execute by pthread_exit(); it must not be cancelled any more.
+    // Still set if the thread left Execute by pthread_exit(); it can no longer be cancelled.
     bRunning = false;
     return pResult;
 }
 
-// Called where a cancellation may strike at any instruction, hence no handler and no destructor in
-// this frame, not even that of an exception in the making: see clThreadsBase::RunBody.
+// A cancellation may occur at any instruction here, so this frame has no handler and no destructor,
+// not even that of a partly constructed exception: see clThreadsBase::RunBody.
 void clThread::SetCancel(bool bDisable, bool bAsync)
 {
-    // A true first argument disables; deliberately the sense of the system's own constants.
+    // True disables, as PTHREAD_CANCEL_DISABLE is 1. Compatibility: callers rely on it.
     int iResult =
         pthread_setcancelstate(bDisable ? PTHREAD_CANCEL_DISABLE : PTHREAD_CANCEL_ENABLE, nullptr);
     if (iResult != 0) {
@@ -138,18 +137,17 @@ void *clThread::ThreadEntry(void *pStart)
     void *const pArg = static_cast<StartRecord *>(pStart)->pArg;
     delete static_cast<StartRecord *>(pStart);
 
-    if (!RunReported("\nclThread::ThreadInit(): %s\n", [=] { pThread->ThreadInit(); })) {
+    if (!RunAndReport("\nclThread::ThreadInit(): %s\n", [=] { pThread->ThreadInit(); })) {
         return nullptr;
     }
     void *pResult = nullptr;
     pThread->bRunning = true;
-    // Once the destructor has begun, there is no Execute left to call.
+    // Once the destructor has begun, the subclass's Execute is gone.
     if (!pThread->bEnding) {
-        RunReported("\nclThread::Execute(): %s\n", [&] { pResult = pThread->Execute(pArg); });
+        RunAndReport("\nclThread::Execute(): %s\n", [&] { pResult = pThread->Execute(pArg); });
     }
     pThread->bRunning = false;
-    // Last: whoever learns from ThreadClean that a detached thread is through may delete the
-    // object.
-    RunReported("\nclThread::ThreadClean(): %s\n", [=] { pThread->ThreadClean(); });
+    // Last: the ThreadClean of a detached thread may tell another thread to delete the object.
+    RunAndReport("\nclThread::ThreadClean(): %s\n", [=] { pThread->ThreadClean(); });
     return pResult;
 }

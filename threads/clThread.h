@@ -5,17 +5,14 @@
 #include <pthread.h>
 
 /**
- * One thread whose work a subclass supplies in Execute.
+ * One thread; a subclass supplies its work in Execute.
  *
- * The object belongs to the thread that created it: calls of Create, Cancel, Wait and the
- * destructor must not overlap. It has to outlive its thread, a detached one included. By the time
- * ~clThread cancels and joins, the parts of the subclass are gone, so a subclass whose thread uses
- * them ends it with Cancel and Wait in its own destructor. A thread that comes to its Execute later
- * than that ends without it.
+ * Calls of Create, Cancel, Wait and the destructor must not overlap. The object must outlive its
+ * thread, also a detached one. ~clThread cancels and joins, but only after the subclass has been
+ * destroyed: a subclass whose thread uses its members calls Cancel and Wait in its own destructor.
  *
- * Exceptions never leave the thread: the text of a clException, or "unknown exception" for any
- * other, goes to standard error and the thread ends normally. A cancellation is no such exception
- * and prints nothing.
+ * Exceptions do not leave the thread: the text of a clException, or "unknown exception" for any
+ * other, is printed to standard error, and the thread ends normally. A cancellation prints nothing.
  */
 class clThread
 {
@@ -24,72 +21,64 @@ public:
     clThread(const clThread &) = delete;
     clThread &operator=(const clThread &) = delete;
 
-    /**
-     * Cancels a running thread and joins a joinable one; failures are dropped. Throws nothing
-     * itself, but a subclass may hold what does, a semaphore for example.
-     */
+    /** Cancels and joins the thread and ignores failures; only members of subclasses may throw. */
     virtual ~clThread() noexcept(false);
 
     /**
-     * Starts a thread that calls ThreadInit, Execute(pArg) and ThreadClean in turn.
+     * Starts a thread that calls ThreadInit, Execute(pArg) and ThreadClean in turn. Once the
+     * destructor has begun, the thread leaves out Execute.
      *
-     * A thread counts as running only after its ThreadInit, and a cancelled one not at all;
-     * creating another before such a thread was waited for loses the first one for good.
-     *
-     * @param bDetach nobody will wait for the thread; its Execute has to end by returning
-     * @throws clXThread when a thread is running; when none can be started, and the one before can
-     * still be waited for; when it cannot be detached, in which case it runs and can be waited for
+     * A thread counts as running from the end of its ThreadInit until it ends or is cancelled.
+     * Creating another one while the first does not count as running, but before Wait, loses the
+     * first for good.
+     * @param bDetach nobody will wait for the thread; its Execute must end by returning
+     * @throws clXThread when a thread is running; when none can be started (the previous one can
+     * still be waited for); when it cannot be detached (it runs and can be waited for)
      */
     void Create(void *pArg, bool bDetach);
 
     /**
-     * Asks the running thread to end at its next cancellation point; ThreadClean is then left out.
-     * The thread can still be waited for.
-     *
+     * Cancels the running thread at its next cancellation point; ThreadClean is not called then.
      * @throws clXThread when no thread is running
      */
     void Cancel();
 
     /**
      * Joins the thread.
-     *
-     * @return what Execute returned; null after an exception and when there is nothing to join;
+     * @return the result of Execute; null after an exception and when there is nothing to join;
      * PTHREAD_CANCELED for a cancelled thread
      * @throws clXThread when the thread cannot be joined, for example by itself
      */
     void *Wait();
 
     /**
-     * Sets how the calling thread, whichever it is, takes a cancellation.
-     *
-     * @param bDisable true puts cancellations off, false admits them
-     * @param bAsync   true ends the thread anywhere at once, which only code without C++ objects
-     * and handlers survives; false at cancellation points
+     * Sets how the calling thread reacts to a cancellation.
+     * @param bDisable true defers cancellations, false admits them
+     * @param bAsync   true ends the thread at any instruction, which is safe only for code without
+     * C++ objects and handlers; false ends it at cancellation points
      */
     static void SetCancel(bool bDisable, bool bAsync);
 
 protected:
-    /** Runs first on the new thread; when it throws, nothing else is called. */
+    /** If it throws, the thread ends without the other two. */
     virtual void ThreadInit();
 
-    /** Runs last on the new thread, also after an Execute that threw. */
+    /** Called also after an Execute that threw. */
     virtual void ThreadClean();
 
-    /** The work itself; the result is what Wait returns. */
+    /** The work of the thread; Wait returns its result. */
     virtual void *Execute(void *pArg) = 0;
 
     bool bJoinable = false;
 
-    /**
-     * Written by both threads. Its order against bEnding matters, hence the default one; all else
-     * is handed over by the creation and the join.
-     */
+    // Written by both threads. Sequentially consistent because its order against bEnding matters;
+    // thread creation and join synchronise everything else.
     std::atomic<bool> bRunning{false};
     pthread_t tidThread{};
 
 private:
     static void *ThreadEntry(void *pStart);
 
-    /** Set before the destructor looks at bRunning, and read after the thread has set that. */
+    // Set before the destructor reads bRunning; read after the thread has set bRunning.
     std::atomic<bool> bEnding{false};
 };

@@ -19,15 +19,15 @@ namespace
 constexpr long MAX_THREADS =
     std::numeric_limits<long>::max() / static_cast<long>(sizeof(clSemaphore));
 
-void *StartRoutine(void *pPool)
+void *ThreadEntry(void *pPool)
 {
     clThreadPool::ThreadPoolCB(static_cast<clThreadPool *>(pPool));
     return nullptr;
 }
 
-// Not inlined: a cancellation may unwind the caller's frame without the address sanitizer's notice,
-// which would then go on guarding the buffer.
-[[noreturn, gnu::noinline]] void ThrowNoBatch(long lThreads)
+// Not inlined: the address sanitizer does not see a cancellation unwind the caller's frame and
+// would keep the buffer's guard zones poisoned.
+[[noreturn, gnu::noinline]] void ThrowBadThreadCount(long lThreads)
 {
     char acMessage[160];
     std::snprintf(acMessage, sizeof(acMessage),
@@ -37,11 +37,11 @@ void *StartRoutine(void *pPool)
 }
 
 /**
- * Stays awake for less than a tenth of a millisecond before it sleeps. Where batches follow each
- * other closely most waits are over by then, and waking a thread can take as long, on a virtual
- * processor above all. Who else wants the processor gets it.
+ * Spins for up to 100 yields, less than 0.1 ms, before blocking. When batches follow each other
+ * closely, most waits end within that time, and waking a blocked thread can take as long,
+ * especially on a virtual processor.
  */
-void WaitAwake(clSemaphore &sem)
+void SpinThenWait(clSemaphore &sem)
 {
     constexpr int TRIES = 100;
     for (int i = 0; i < TRIES; ++i) {
@@ -53,8 +53,8 @@ void WaitAwake(clSemaphore &sem)
     sem.Wait();
 }
 
-/** Waits although signals arrive. */
-void WaitThrough(clSemaphore &sem)
+/** Waits again after each signal. */
+void WaitDespiteSignals(clSemaphore &sem)
 {
     for (;;) {
         try {
@@ -80,37 +80,37 @@ clThreadPool::~clThreadPool() noexcept(false)
 
 void clThreadPool::ThreadPoolCreate(long lThreads)
 {
-    CollectOwedPost();
+    DrainStalePost();
     if (lThreadCntr != 0) {
         throw clXThreadPool("clThreadPool::ThreadPoolCreate(): lThreadCntr != 0");
     }
     if (lThreads < 0 || lThreads > MAX_THREADS) {
         throw std::bad_array_new_length();
     }
-    // Without workers this only frees what a creation of none, or workers that died, left behind.
+    // Without workers this only frees the arrays of a pool of 0 threads or of dead workers.
     ThreadPoolDestroy();
-    const auto sizeCount = static_cast<size_t>(lThreads);
-    auto piNewRun = std::make_unique<std::atomic<int32_t>[]>(sizeCount);
-    auto ppNewArg = std::make_unique<void *[]>(sizeCount);
-    psemWorker = std::make_unique<clSemaphore[]>(sizeCount);
+    const auto uCount = static_cast<size_t>(lThreads);
+    auto piNewRun = std::make_unique<std::atomic<int32_t>[]>(uCount);
+    auto ppNewArg = std::make_unique<void *[]>(uCount);
+    psemWorker = std::make_unique<clSemaphore[]>(uCount);
     piRun = std::move(piNewRun);
     ppArg = std::move(ppNewArg);
-    sizeSlots = sizeCount;
+    uSlots = uCount;
 
-    // One after another, so that worker i is the i-th thread.
-    for (size_t i = 0; i < sizeCount; ++i) {
+    // Each starts before the next is created, so that worker i is the i-th thread.
+    for (size_t i = 0; i < uCount; ++i) {
         pthread_t thread{};
-        int iResult = pthread_create(&thread, nullptr, StartRoutine, this);
+        int iResult = pthread_create(&thread, nullptr, ThreadEntry, this);
         if (iResult != 0) {
             throw clXThreadPool("clThreadPool::ThreadPoolCreate(): pthread_create()", iResult);
         }
-        bPostOwed = true;
+        bPostPending = true;
         iResult = pthread_detach(thread);
         if (iResult != 0) {
             throw clXThreadPool("clThreadPool::ThreadPoolCreate(): pthread_detach()", iResult);
         }
         semDone.Wait();
-        bPostOwed = false;
+        bPostPending = false;
     }
 }
 
@@ -122,12 +122,12 @@ void clThreadPool::ThreadPoolSubmit(long lThreads, void **ppArgs)
 
 void clThreadPool::ThreadPoolStart(long lThreads, void **ppArgs)
 {
-    CollectOwedPost();
+    DrainStalePost();
     if (lThreadCntr < lThreads || lThreads <= 0) {
-        ThrowNoBatch(lThreads);
+        ThrowBadThreadCount(lThreads);
     }
     lPending = lThreads;
-    bPostOwed = true;
+    bPostPending = true;
     for (size_t i = 0; i < static_cast<size_t>(lThreads); ++i) {
         piRun[i] = 1;
         ppArg[i] = ppArgs != nullptr ? ppArgs[i] : nullptr;
@@ -137,31 +137,32 @@ void clThreadPool::ThreadPoolStart(long lThreads, void **ppArgs)
 
 void clThreadPool::ThreadPoolWait()
 {
-    WaitAwake(semDone);
-    bPostOwed = false;
+    SpinThenWait(semDone);
+    bPostPending = false;
 }
 
 void clThreadPool::ThreadPoolDestroy()
 {
-    // The arrays belong to the workers until the last one has ended, so nothing may get in between.
+    // The workers use the arrays until the last one has ended, so a cancellation must not
+    // interrupt this.
     const clCancelDelay delay;
-    CollectOwedPost();
+    DrainStalePost();
     if (lThreadCntr >= 1) {
-        // All of them: a worker that has died leaves a gap, not the last index.
-        for (size_t i = 0; i < sizeSlots; ++i) {
+        // All slots: the index of a dead worker may be any, not only the last.
+        for (size_t i = 0; i < uSlots; ++i) {
             piRun[i] = 0;
             psemWorker[i].Post();
         }
-        WaitThrough(semDone);
-        // A batch that was still running has posted before its workers ended, unless a job threw.
-        if (bPostOwed && lPending == 0) {
-            WaitThrough(semDone);
+        WaitDespiteSignals(semDone);
+        // An interrupted batch has posted before its workers ended, unless a job threw.
+        if (bPostPending && lPending == 0) {
+            WaitDespiteSignals(semDone);
         }
     }
-    bPostOwed = false;
+    bPostPending = false;
     lPending = 0;
-    sizeSlots = 0;
-    // Not reset(): a semaphore's destructor may throw, which reset() does not let pass.
+    uSlots = 0;
+    // Not reset(), which is noexcept: a semaphore's destructor may throw.
     delete[] psemWorker.release();
     ppArg.reset();
     piRun.reset();
@@ -169,15 +170,15 @@ void clThreadPool::ThreadPoolDestroy()
 
 void clThreadPool::ThreadPoolCB(clThreadPool *pPool)
 {
-    const auto sizeIdx = static_cast<size_t>(pPool->lThreadCntr.fetch_add(1));
+    const auto uIdx = static_cast<size_t>(pPool->lThreadCntr.fetch_add(1));
     try {
         pPool->semDone.Post();
         for (;;) {
-            WaitAwake(pPool->psemWorker[sizeIdx]);
-            if (pPool->piRun[sizeIdx] == 0) {
+            SpinThenWait(pPool->psemWorker[uIdx]);
+            if (pPool->piRun[uIdx] == 0) {
                 break;
             }
-            pPool->ThreadPoolJob(static_cast<long>(sizeIdx), pPool->ppArg[sizeIdx]);
+            pPool->ThreadPoolJob(static_cast<long>(uIdx), pPool->ppArg[uIdx]);
             if (pPool->lPending.fetch_sub(1) == 1) {
                 pPool->semDone.Post();
             }
@@ -191,8 +192,8 @@ void clThreadPool::ThreadPoolCB(clThreadPool *pPool)
         std::fprintf(stderr, "clThreadPool::ThreadPoolCB(): %s\n", caught.what());
     } catch (...) {
         --pPool->lThreadCntr;
-        // A cancellation, or a job that left by pthread_exit(), comes by here as well, without an
-        // exception of C++; swallowing it would end the process.
+        // pthread cancellation, and a job that calls pthread_exit(), unwind through this handler
+        // with no current_exception; swallowing them would end the process.
         if (std::current_exception() == nullptr) {
             throw;
         }
@@ -203,14 +204,14 @@ void clThreadPool::ThreadPoolCB(clThreadPool *pPool)
 void clThreadPool::ThreadPoolJob(long, void *) {}
 
 /**
- * A wait on semDone that a signal or a cancellation broke off leaves its post behind, and the next
- * wait would take it for its own. Without a pending job it has come or is certain to come; a batch
- * with one may never complete, so that is not waited for.
+ * An interrupted wait leaves semDone's post pending; the next wait must not take it for its own.
+ * Without a pending job the post is certain to come. A batch with one may never complete, so its
+ * post is not waited for.
  */
-void clThreadPool::CollectOwedPost()
+void clThreadPool::DrainStalePost()
 {
-    if (bPostOwed && lPending == 0) {
-        WaitThrough(semDone);
-        bPostOwed = false;
+    if (bPostPending && lPending == 0) {
+        WaitDespiteSignals(semDone);
+        bPostPending = false;
     }
 }

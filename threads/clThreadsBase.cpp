@@ -32,8 +32,8 @@ private:
     clMutex &mtxHeld;
 };
 
-/** The highest number is never handed out; the one after the last is 0. */
-int32_t Wrapped(int32_t iId)
+/** Replaces the highest number, which is never assigned, by 0. */
+int32_t WrapId(int32_t iId)
 {
     return iId == std::numeric_limits<int32_t>::max() ? 0 : iId;
 }
@@ -42,8 +42,8 @@ int32_t Wrapped(int32_t iId)
 
 clThreadsBase::~clThreadsBase() noexcept(false)
 {
-    // A cancellation of the calling thread must not break off a join: the thread would go on
-    // without its object.
+    // A cancellation of the calling thread must not interrupt a join: the thread would continue
+    // after its object is gone.
     const clCancelDelay delay;
     bEnding = true;
     try {
@@ -75,7 +75,7 @@ int clThreadsBase::Create(void *pArg, bool bDetach)
     try {
         return Record(thread);
     } catch (...) {
-        // Nobody else knows this thread, so nobody else could keep it from outliving the object.
+        // An unrecorded thread cannot be ended later and would outlive the object.
         pthread_cancel(thread);
         pthread_join(thread, nullptr);
         throw;
@@ -113,12 +113,11 @@ void clThreadsBase::Cancel(int iId)
 bool clThreadsBase::SetScheduling(pthread_t thread, int iPolicy, int iPriority)
 {
     const clMutexLock lock(mtxThreads);
-    // Neither result of setuid() matters: an ordinary user's call fails, and then the change below
-    // needs no privilege or is refused by itself.
+    // The results of setuid() are ignored: without the privilege the call below either needs none
+    // or is refused.
     const uid_t uUser = getuid();
     [[maybe_unused]] const int iRaised = setuid(0);
-    // Added as unsigned numbers, since a senseless priority is the system's to refuse, not ours to
-    // overflow on.
+    // Unsigned, so that a priority out of range wraps and the system refuses it.
     sched_param param{};
     param.sched_priority = static_cast<int>(static_cast<unsigned>(sched_get_priority_min(iPolicy)) +
                                             static_cast<unsigned>(iPriority));
@@ -140,8 +139,8 @@ void *clThreadsBase::ThreadEntry(void *pStart)
         pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr);
         std::fprintf(stderr, "\nclThreadsBase::ThreadBody(): %s\n", caught.what());
     } catch (...) {
-        // A cancellation comes by here as well, without an exception of C++; swallowing it would
-        // end the process.
+        // pthread cancellation unwinds through this handler with no current_exception; swallowing
+        // it would end the process.
         if (std::current_exception() == nullptr) {
             throw;
         }
@@ -151,13 +150,13 @@ void *clThreadsBase::ThreadEntry(void *pStart)
     return nullptr;
 }
 
-// Cancellation is asynchronous in this frame alone, and it must stay free of handlers and
-// destructors: the compilers' tables cover a function that has any only where it calls something,
-// and a cancellation between two calls would end the process.
+// Cancellation is asynchronous in this frame only. The frame must have no handlers and no
+// destructors: in a function that has some, the unwind tables cover only its calls, and a
+// cancellation between two calls would end the process.
 [[gnu::noinline]] void *clThreadsBase::RunBody(clThreadsBase *pThreads, void *pArg)
 {
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-    // Once the destructor has begun, there is no ThreadBody left to call.
+    // Once the destructor has begun, the subclass's ThreadBody is gone.
     void *const pResult = pThreads->bEnding ? nullptr : pThreads->ThreadBody(pArg);
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr);
     return pResult;
@@ -166,12 +165,12 @@ void *clThreadsBase::ThreadEntry(void *pStart)
 int32_t clThreadsBase::Record(pthread_t thread)
 {
     const clMutexLock lock(mtxThreads);
-    int32_t iId = Wrapped(iNextId);
-    // Ends, since the process runs out of threads long before the numbers do.
+    int32_t iId = WrapId(iNextId);
+    // Terminates, because the process runs out of threads long before the numbers do.
     while (!mapThreads.emplace(iId, thread).second) {
-        iId = Wrapped(iId + 1);
+        iId = WrapId(iId + 1);
     }
-    iNextId = Wrapped(iId + 1);
+    iNextId = WrapId(iId + 1);
     return iId;
 }
 
