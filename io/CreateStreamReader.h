@@ -3,10 +3,8 @@
 class clStreamReader;
 
 /**
- * Opens the input that a user names: "http:" names come from a web server, all others are files,
- * see clStreamReaderFile. Upper case is no prefix; "HTTP://x" is a file.
- *
+ * Makes a clStreamReaderHTTP for a name that begins with "http:", in lower case only, and a
+ * clStreamReaderFile for any other; throws what their constructors throw.
  * @return the reader; the caller deletes it
- * @throws clXStreamReader and what else the constructors of the readers throw, unchanged
  */
 clStreamReader *CreateStreamReader(const char *cpName);

@@ -12,41 +12,41 @@
 namespace
 {
 
-/** Blocks the signals of a refused write for the calling thread until the end of the block. */
-class clWriteSignals
+/** Blocks SIGPIPE and SIGXFSZ for the calling thread until the end of the block. */
+class clBlockWriteSignals
 {
 public:
-    clWriteSignals() noexcept
+    clBlockWriteSignals() noexcept
     {
         sigset_t setPending;
         sigpending(&setPending);
         sigset_t setBlock;
         sigemptyset(&setBlock);
-        sigemptyset(&setTaken);
+        sigemptyset(&setConsumed);
         for (const int iSignal : {SIGPIPE, SIGXFSZ}) {
             sigaddset(&setBlock, iSignal);
-            // One of the caller's must not be taken from it, nor be mistaken for the write's own.
+            // A signal that is already pending is the caller's and must not be consumed.
             if (sigismember(&setPending, iSignal) == 0) {
-                sigaddset(&setTaken, iSignal);
+                sigaddset(&setConsumed, iSignal);
             }
         }
         pthread_sigmask(SIG_BLOCK, &setBlock, &setOld);
     }
-    clWriteSignals(const clWriteSignals &) = delete;
-    clWriteSignals &operator=(const clWriteSignals &) = delete;
-    ~clWriteSignals() { pthread_sigmask(SIG_SETMASK, &setOld, nullptr); }
+    clBlockWriteSignals(const clBlockWriteSignals &) = delete;
+    clBlockWriteSignals &operator=(const clBlockWriteSignals &) = delete;
+    ~clBlockWriteSignals() { pthread_sigmask(SIG_SETMASK, &setOld, nullptr); }
 
-    /** Takes what the write has raised; it is pending on this very thread by then. */
-    void Take() const noexcept
+    /** Consumes the signal that a write of this thread has just raised. */
+    void Consume() const noexcept
     {
         const clCancelDelay delay;
         const timespec now = {};
-        while (sigtimedwait(&setTaken, nullptr, &now) > 0 || errno == EINTR) {
+        while (sigtimedwait(&setConsumed, nullptr, &now) > 0 || errno == EINTR) {
         }
     }
 
 private:
-    sigset_t setTaken;
+    sigset_t setConsumed;
     sigset_t setOld;
 };
 
@@ -63,12 +63,12 @@ ssize_t WriteWithoutSignal(int iDescriptorH, const void *pBuffer, size_t sizeBuf
     ssize_t lWritten = 0;
     int iError = 0;
     {
-        const clWriteSignals signals;
+        const clBlockWriteSignals signals;
         lWritten = write(iDescriptorH, pBuffer, sizeBuffer);
         iError = errno;
-        // A pipe whose reader left in mid-write gives a short count and the signal.
+        // A pipe whose reader closes during the write returns a short count and raises the signal.
         if (lWritten < 0 || static_cast<size_t>(lWritten) != sizeBuffer) {
-            signals.Take();
+            signals.Consume();
         }
     }
     errno = iError;

@@ -13,24 +13,73 @@
 namespace
 {
 
-// The system's calls must not see a null path; an empty one is refused with ENOENT.
+// The system calls must not get a null path; they refuse an empty one with ENOENT.
 const char *PathOrEmpty(const char *cpPath) noexcept
 {
     return cpPath != nullptr ? cpPath : "";
+}
+
+int OpenFlags(clFileIO::access_t access, int iOptions)
+{
+    int iFlags = 0;
+    switch (access) {
+    case clFileIO::ACCESS_READ:
+        iFlags = O_RDONLY;
+        break;
+    case clFileIO::ACCESS_WRITE:
+        iFlags = O_WRONLY;
+        break;
+    case clFileIO::ACCESS_READWRITE:
+        iFlags = O_RDWR;
+        break;
+    default:
+        throw clXFileIO("clFileIO::Open(): BUG: unknown access_t");
+    }
+    iFlags |= (iOptions & clFileIO::OPEN_EXCLUSIVE) != 0 ? O_EXCL : 0;
+    iFlags |= (iOptions & clFileIO::OPEN_SYNC) != 0 ? O_SYNC : 0;
+    iFlags |= (iOptions & clFileIO::OPEN_TRUNCATE) != 0 ? O_TRUNC : 0;
+    iFlags |= (iOptions & clFileIO::OPEN_CREATE) != 0 ? O_CREAT : 0;
+    return iFlags;
+}
+
+void Advise(int iFileH, int iOptions)
+{
+    if ((iOptions & (clFileIO::OPEN_ADVISE_RANDOM | clFileIO::OPEN_ADVISE_SEQUENTIAL)) == 0) {
+        return;
+    }
+    const bool bRandom = (iOptions & clFileIO::OPEN_ADVISE_RANDOM) != 0;
+    // posix_fadvise() returns its error number and does not set errno.
+    if (posix_fadvise(iFileH, 0, 0, bRandom ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL) != 0) {
+        throw clXFileIO("clFileIO::Open(): posix_fadvise()");
+    }
+}
+
+int MapProtection(clFileIO::access_t access)
+{
+    switch (access) {
+    case clFileIO::ACCESS_READ:
+        return PROT_READ;
+    case clFileIO::ACCESS_WRITE:
+        return PROT_WRITE;
+    case clFileIO::ACCESS_READWRITE:
+        return PROT_READ | PROT_WRITE;
+    default:
+        throw clXFileIO("clFileIO::Map(): BUG: unknown access_t");
+    }
 }
 
 } // namespace
 
 clFileIO::clFileIO() noexcept(false) = default;
 
-// Delegating makes the object whole before Open runs, so that the destructor follows when Open
-// throws and closes a descriptor whose advice has failed.
+// Delegates, so that the destructor runs when Open throws and closes the descriptor of a file whose
+// posix_fadvise() has failed.
 clFileIO::clFileIO(const char *cpPath, access_t access, int iOptions) : clFileIO()
 {
     clFileIO::Open(cpPath, access, iOptions);
 }
 
-// NOLINTNEXTLINE(bugprone-exception-escape): the last word on whether all bytes arrived.
+// NOLINTNEXTLINE(bugprone-exception-escape): the only report of a failed delayed write.
 clFileIO::~clFileIO() noexcept(false)
 {
     try {
@@ -44,57 +93,22 @@ clFileIO::~clFileIO() noexcept(false)
 
 void clFileIO::Open(const char *cpPath, access_t access, int iOptions)
 {
-    // A copy, since the path may be the name of this very file, which Close forgets.
+    // A copy, because cpPath may point into strFileName, which Close clears.
     const clString strPath(cpPath);
     Close();
-    // Close keeps the name of a file that it could not delete; it must not become that of the next.
+    // Close keeps the name of a file that it could not delete.
     strFileName.Clear();
-
-    int iFlags = 0;
-    switch (access) {
-    case ACCESS_READ:
-        iFlags = O_RDONLY;
-        break;
-    case ACCESS_WRITE:
-        iFlags = O_WRONLY;
-        break;
-    case ACCESS_READWRITE:
-        iFlags = O_RDWR;
-        break;
-    default:
-        throw clXFileIO("clFileIO::Open(): BUG: unknown access_t");
-    }
-    if ((iOptions & OPEN_EXCLUSIVE) != 0) {
-        iFlags |= O_EXCL;
-    }
-    if ((iOptions & OPEN_SYNC) != 0) {
-        iFlags |= O_SYNC;
-    }
-    if ((iOptions & OPEN_TRUNCATE) != 0) {
-        iFlags |= O_TRUNC;
-    }
-    if ((iOptions & OPEN_CREATE) != 0) {
-        iFileH = open(strPath.c_str(), iFlags | O_CREAT, 0666);
-    } else {
-        iFileH = open(strPath.c_str(), iFlags);
-    }
+    iFileH = open(strPath.c_str(), OpenFlags(access, iOptions), 0666);
     if (iFileH < 0) {
         throw clXFileIO("clFileIO::Open(): open()", errno);
     }
-
-    if ((iOptions & (OPEN_ADVISE_RANDOM | OPEN_ADVISE_SEQUENTIAL)) != 0) {
-        const bool bRandom = (iOptions & OPEN_ADVISE_RANDOM) != 0;
-        // posix_fadvise() returns its error number and leaves errno alone.
-        if (posix_fadvise(iFileH, 0, 0, bRandom ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL) != 0) {
-            throw clXFileIO("clFileIO::Open(): posix_fadvise()");
-        }
-    }
+    Advise(iFileH, iOptions);
     strFileName = strPath;
 }
 
 void clFileIO::Close()
 {
-    // Also without a descriptor: Detach leaves the mappings.
+    // Also without a descriptor, because Detach keeps the mappings.
     for (const auto &[pMapping, uSize] : mapMappings) {
         munmap(pMapping, uSize);
     }
@@ -131,20 +145,7 @@ void clFileIO::SetSize(off_t lLength)
 
 void *clFileIO::Map(off_t lOffset, size_t sizeMap, access_t access, int iOptions)
 {
-    int iProtection = 0;
-    switch (access) {
-    case ACCESS_READ:
-        iProtection = PROT_READ;
-        break;
-    case ACCESS_WRITE:
-        iProtection = PROT_WRITE;
-        break;
-    case ACCESS_READWRITE:
-        iProtection = PROT_READ | PROT_WRITE;
-        break;
-    default:
-        throw clXFileIO("clFileIO::Map(): BUG: unknown access_t");
-    }
+    const int iProtection = MapProtection(access);
     int iFlags = MAP_SHARED;
     if ((iOptions & MAP_OPT_LOCK) != 0) {
         iFlags |= MAP_LOCKED;
@@ -196,8 +197,8 @@ ssize_t clFileIO::Write(const void *pBuffer, size_t sizeBuffer)
         throw clXFileIO("clFileIO::Write(): write()", errno);
     }
     if (static_cast<size_t>(lWritten) != sizeBuffer) {
-        // A short write sets no error number; the system names the cause when it refuses the rest.
-        // Without a signal: the exception is the report, and the first write has raised none.
+        // A short write sets no errno; the write of the rest fails with the cause. It must not
+        // raise a signal, because the exception reports the error.
         const size_t sizeDone = static_cast<size_t>(lWritten);
         const ssize_t lRest = WriteWithoutSignal(
             iFileH, static_cast<const uint8_t *>(pBuffer) + sizeDone, sizeBuffer - sizeDone);

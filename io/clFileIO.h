@@ -9,10 +9,10 @@
 #include <sys/types.h> // for off_t, ssize_t
 
 /**
- * Owns one POSIX file descriptor and the memory mappings made of it.
+ * Owns one file descriptor and the memory mappings made of it.
  *
- * One thread at a time. Every failure is a clXFileIO; where a system call failed, the system's text
- * is part of the message. Closing is no point where a thread can be cancelled.
+ * One thread at a time. Every failure is a clXFileIO, with the system's text for a failed call.
+ * Closing is no cancellation point.
  */
 class clFileIO
 {
@@ -23,13 +23,10 @@ public:
 
     // Bits of Open.
     static constexpr int OPEN_EXCLUSIVE = 1;
-    /** Synchronous writes, data and metadata. */
-    static constexpr int OPEN_SYNC = 2;
-    /** Creates a missing file with permissions 0666, less the umask. */
-    static constexpr int OPEN_CREATE = 4;
+    static constexpr int OPEN_SYNC = 2;   ///< synchronous writes, data and metadata
+    static constexpr int OPEN_CREATE = 4; ///< creates a missing file with mode 0666 & ~umask
     static constexpr int OPEN_TRUNCATE = 8;
-    /** Advises the system of the access to come; random wins over sequential. */
-    static constexpr int OPEN_ADVISE_RANDOM = 16;
+    static constexpr int OPEN_ADVISE_RANDOM = 16; ///< overrides OPEN_ADVISE_SEQUENTIAL
     static constexpr int OPEN_ADVISE_SEQUENTIAL = 32;
 
     // Bits of Map.
@@ -38,70 +35,60 @@ public:
 
     clFileIO() noexcept(false);
 
-    /** As Open on a closed object; when it throws nothing stays open. */
+    /** Opens the file as Open does, but leaves nothing open when it throws. */
     clFileIO(const char *cpPath, access_t access, int iOptions);
 
     clFileIO(const clFileIO &) = delete;
     clFileIO &operator=(const clFileIO &) = delete;
 
     /**
-     * Closes the file and lets an error of that through, since for a file that was written it is
-     * the last word on whether the bytes arrived; silent while another exception is on its way. A
-     * holder that must not throw calls Close itself and, when that failed, Detach.
+     * Closes the file and throws as Close does, because the error may be the only report of a
+     * failed delayed write; silent during unwinding. An owner that must not throw calls Close and,
+     * if that fails, Detach.
      */
     // NOLINTNEXTLINE(bugprone-exception-escape): it may throw, as noexcept(false) says.
     virtual ~clFileIO() noexcept(false);
 
     /**
-     * Closes what was open and opens the path.
-     *
-     * @param iOptions OPEN_ bits; others are ignored
-     * @throws clXFileIO; after a failed advice the file is open all the same, but without a name
+     * Closes the current file and opens the path; ignores other bits than OPEN_ ones.
+     * @throws clXFileIO; when only posix_fadvise(2) fails, the file is open, but without a name
      */
     virtual void Open(const char *cpPath, access_t access, int iOptions);
 
     /**
-     * Releases all mappings and closes the file; nothing happens when there is neither.
-     * @throws clXFileIO when close(2) reports an error: the descriptor then stays held; or when a
-     * file marked for deletion cannot be deleted: it is closed by then
+     * Ends all mappings and closes the file, if there are any.
+     * @throws clXFileIO when close(2) reports an error (the object then keeps the number of the
+     * descriptor, see Detach) or when a file marked for deletion cannot be deleted
      */
     virtual void Close();
 
-    /** Size in bytes. */
     virtual int64_t Size();
 
-    /** Cuts or extends the file to lLength bytes. */
     virtual void SetSize(off_t lLength);
 
     /**
-     * Maps a part of the file, shared. The mapping ends with Unmap or Close.
-     *
+     * Makes a shared mapping of a part of the file, which Unmap or Close ends.
      * @param lOffset  a multiple of GetPageSize()
-     * @param sizeMap  bytes
      * @param iOptions MAP_OPT_ bits
      */
     virtual void *Map(off_t lOffset, size_t sizeMap, access_t access, int iOptions);
 
-    /** Ends a mapping, given exactly as Map returned and was asked for it. */
+    /** @param sizeMap the same as for Map */
     virtual void Unmap(void *pMapping, size_t sizeMap);
 
-    /** One read(2), short counts and all: only the caller knows whether less is the end or a fault.
-     */
+    /** One read(2), which may be short. */
     virtual ssize_t Read(void *pBuffer, size_t sizeBuffer);
 
     /**
      * One write(2).
-     *
-     * @throws clXFileIO also when only a part was written, so that callers need not look for that.
-     * The rest is then written once to learn the cause, "No space left on device" when the system
-     * names none; the file and its position have moved by an unknown part of the bytes.
+     * @throws clXFileIO also when only a part was written. A second write then determines the
+     * error, ENOSPC if it succeeds; how many of the bytes were written is unknown.
      */
     virtual ssize_t Write(const void *pBuffer, size_t sizeBuffer);
 
-    /** @return the new position from the start of the file */
+    /** @return the new position, from the start of the file */
     virtual off_t Seek(seekpoint_t whence, off_t lOffset);
 
-    /** Size of the file at a path, in bytes. */
     static int64_t GetSize(const char *cpPath);
     static unsigned GetPageSize();
     /** False for a dangling symbolic link. */
@@ -110,14 +97,14 @@ public:
     bool IsOpen() const noexcept { return iFileH >= 0; }
 
     /**
-     * Lets go of the descriptor without closing it, for destructors whose Close has failed: on
-     * Linux the descriptor is gone by then, and a second close(2) could hit another file. Mappings
-     * stay valid and owned: Unmap, Close or the destructor ends them.
+     * Gives up the descriptor without closing it. For use after a failed Close: Linux has closed
+     * the descriptor even then, and a second close(2) could close another file. Mappings stay
+     * owned.
      */
     void Detach() noexcept { iFileH = -1; }
 
 protected:
-    // A subclass that sets this makes Close delete the file.
+    // A subclass assigns this to iUnlinkMark to make Close delete the file.
     static constexpr int32_t UNLINK_ON_CLOSE = static_cast<int32_t>(0xDEADBEEF);
 
     int32_t iUnlinkMark = 0;

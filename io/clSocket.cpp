@@ -16,7 +16,7 @@
 namespace
 {
 
-// The numbers of IPv4 for both families.
+// The option numbers of IPv4, used for both families. Compatibility: callers rely on it.
 constexpr int MULTICAST_IF = 32;
 constexpr int MULTICAST_TTL = 33;
 constexpr int MULTICAST_LOOP = 34;
@@ -142,7 +142,7 @@ bool clSocket::Connect(const clSocketAddr &addr, int iTimeoutMs)
     SetBlocking(false);
     const int iResult = ::connect(iSockH, addr.GetSockAddr(), addr.GetSize());
     const int iConnectErrno = errno;
-    // Before the wait, so that no way out of it leaves the socket without blocking.
+    // Before the wait, so that an exception leaves the socket blocking.
     SetBlocking(true);
     if (iResult == 0) {
         return true;
@@ -205,8 +205,8 @@ void clSocket::Close()
     if (iSockH < 0) {
         return;
     }
-    // The descriptor is gone even when close(2) reports an error; a second close could hit another
-    // thread's file.
+    // Linux closes the descriptor even when close(2) reports an error; a second close(2) could
+    // close another thread's file.
     const int iOldH = iSockH;
     iSockH = -1;
     const int iError = CloseDescriptor(iOldH);
@@ -228,7 +228,7 @@ ssize_t clSocket::Read(void *pBuffer, size_t sizeBuffer)
 
 ssize_t clSocket::Write(const void *pBuffer, size_t sizeBuffer)
 {
-    // A write(2) in all but the signal that it would send when the peer is gone.
+    // Equals write(2), but raises no signal when the peer has closed.
     ssize_t lResult = ::send(iSockH, pBuffer, sizeBuffer, MSG_NOSIGNAL);
     if (lResult == -1 && errno == ENOTSOCK) {
         lResult = WriteWithoutSignal(iSockH, pBuffer, sizeBuffer);
@@ -304,7 +304,7 @@ bool clSocket::IsConnected()
         return false;
     }
     try {
-        // Before the peek: bytes that came before a reset can still be peeked at.
+        // Checked first, because bytes that came before a reset can still be peeked.
         int iError = 0;
         socklen_t size = sizeof(iError);
         GetOption(SOL_SOCKET, SO_ERROR, &iError, &size);

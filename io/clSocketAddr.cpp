@@ -9,7 +9,7 @@
 #include <arpa/inet.h> // for inet_ntop(), inet_pton()
 #include <netdb.h>
 
-// The detector tells the families apart by these sizes.
+// clSocketAddrDetect distinguishes the families by these sizes.
 static_assert(sizeof(sockaddr_in) == 16 && sizeof(sockaddr_in6) == 28 &&
               sizeof(sockaddr_un) == 110);
 
@@ -21,13 +21,13 @@ struct ListDeleter {
 };
 using list_t = std::unique_ptr<addrinfo, ListDeleter>;
 
-// What the resolver knows of a name in one family, its best answer first; null when it knows none.
+// Resolves a name in one family, the best answer first; null when there is none.
 list_t Resolve(const char *cpHost, int iFamily)
 {
     addrinfo hints = {};
     hints.ai_family = iFamily;
     addrinfo *pFound = nullptr;
-    // The resolver does not always set errno; what an earlier call left there must not be reported.
+    // The resolver does not always set errno; the value of an earlier call must not be reported.
     errno = 0;
     if (getaddrinfo(cpHost, nullptr, &hints, &pFound) != 0) {
         return nullptr;
@@ -53,7 +53,7 @@ clString WithPort(const clString &strHost, uint16_t uPort)
 }
 
 template <class T>
-clSocketAddr *NewAddr(const sockaddr *spAddr, socklen_t size)
+clSocketAddr *MakeAddr(const sockaddr *spAddr, socklen_t size)
 {
     auto pAddr = std::make_unique<T>();
     pAddr->Set(spAddr, size);
@@ -138,7 +138,7 @@ void clSocketAddrLocal::Set(const sockaddr *spNewAddr, socklen_t size)
 
 clString clSocketAddrLocal::AsString() const
 {
-    // A raw structure may use the whole field and leave no room for a terminator.
+    // A raw structure may fill the whole field, without a terminator.
     return clString(addrLocal.sun_path, sizeof(addrLocal.sun_path) + 1, 0);
 }
 
@@ -327,7 +327,7 @@ void clSocketAddrIPv6::Set(const char *cpHost, uint16_t uPort)
         if (pList == nullptr) {
             throw clXSocketAddr("clSocketAddrIPv6::Set(): getaddrinfo()", errno);
         }
-        // A link-local address is of no use without the interface that came with it.
+        // A link-local address is usable only with its interface.
         const auto *spFound = reinterpret_cast<const sockaddr_in6 *>(pList->ai_addr);
         addrNew.sin6_addr = spFound->sin6_addr;
         addrNew.sin6_scope_id = spFound->sin6_scope_id;
@@ -341,11 +341,11 @@ clSocketAddr *clSocketAddrDetect::GetAddr(const sockaddr *spAddr, socklen_t size
 {
     switch (size) {
     case sizeof(sockaddr_in):
-        return NewAddr<clSocketAddrIPv4>(spAddr, size);
+        return MakeAddr<clSocketAddrIPv4>(spAddr, size);
     case sizeof(sockaddr_in6):
-        return NewAddr<clSocketAddrIPv6>(spAddr, size);
+        return MakeAddr<clSocketAddrIPv6>(spAddr, size);
     case sizeof(sockaddr_un):
-        return NewAddr<clSocketAddrLocal>(spAddr, size);
+        return MakeAddr<clSocketAddrLocal>(spAddr, size);
     default:
         throw clXSocketAddr("clSocketAddrDetect::GetAddr(): no match");
     }
@@ -369,15 +369,15 @@ clSocketAddr *clSocketAddrDetect::GetAddr(const char *cpNode, const char *cpServ
     addrinfo *pFound = nullptr;
     const int iResult = getaddrinfo(cpNode, cpService, nullptr, &pFound);
     if (iResult != 0) {
-        // The resolver's code stands where an errno would; callers read it from iErrno.
+        // The resolver's code replaces the errno. Compatibility: callers read it from iErrno.
         throw clXSocketAddr("clSocketAddrDetect::GetAddr(): getaddrinfo()", iResult);
     }
     const list_t pList(pFound);
     switch (pList->ai_family) {
     case AF_INET:
-        return NewAddr<clSocketAddrIPv4>(pList->ai_addr, pList->ai_addrlen);
+        return MakeAddr<clSocketAddrIPv4>(pList->ai_addr, pList->ai_addrlen);
     case AF_INET6:
-        return NewAddr<clSocketAddrIPv6>(pList->ai_addr, pList->ai_addrlen);
+        return MakeAddr<clSocketAddrIPv6>(pList->ai_addr, pList->ai_addrlen);
     default:
         clString strFamily;
         strFamily = static_cast<unsigned long>(pList->ai_family);

@@ -9,10 +9,8 @@
 #include <sys/un.h>
 
 /**
- * The address of a socket: one class per family, each around the sockaddr structure of the system.
- *
- * Plain values without a resource behind them. This base is the address of no family. What a family
- * refuses, and what the resolver does not find, throws clXSocketAddr.
+ * The address of a socket: a value type, with one subclass for each address family. This base has
+ * no family. Invalid arguments and failures of the resolver throw clXSocketAddr.
  */
 class clSocketAddr
 {
@@ -26,26 +24,25 @@ public:
     virtual const char *GetFamilyName() const;
     virtual int GetFamily() const;
 
-    /** The structure held, null in this base; valid as long as this object lives. */
+    /** Owned by this object, valid as long as it; null in this base. */
     virtual const sockaddr *GetSockAddr() const;
 
-    /** Bytes of the structure held. */
+    /** Size of the structure at GetSockAddr(). */
     virtual socklen_t GetSize() const;
 
     /**
-     * Copies a raw structure.
-     * @throws clXSocketAddr for null, then for any size but GetSize(); this base ignores the call
+     * Copies a raw structure; this base ignores it.
+     * @throws clXSocketAddr for null and for any size but GetSize()
      */
     virtual void Set(const sockaddr *spNewAddr, socklen_t size);
 
     /** The numeric address, or the path of a local socket. */
     virtual clString AsString() const;
 
-    /** AsString() and, for families that have one, ":" and the port; never any brackets. */
+    /** AsString(), ":" and the port for families with ports; without brackets. */
     virtual clString AsStringPort() const;
 
-    /** The name the resolver knows the address by, or the numeric address; empty without a
-     * resolver. */
+    /** The resolver's name, or the numeric address; empty for families without names. */
     virtual clString AsHostName() const;
 };
 
@@ -62,7 +59,7 @@ public:
 
     virtual void Copy(const clSocketAddrLocal &source);
 
-    /** Keeps at most 107 bytes of the path; null makes it empty. */
+    /** Cuts the path after 107 bytes; null makes it empty. */
     void Set(const char *cpPath);
 
 private:
@@ -88,12 +85,11 @@ public:
     virtual void Copy(const clSocketAddrIPv4 &source);
 
     /**
-     * Takes a numeric address or else asks the resolver, whose first answer counts.
-     *
-     * @param cpHost null is the wildcard address; written as static_cast<const char *>(nullptr),
-     *               since a bare nullptr fits the raw structure of the other Set as well
+     * Sets a numeric address or the first answer of the resolver.
+     * @param cpHost null is the wildcard address; pass static_cast<const char *>(nullptr), because
+     * a plain nullptr is ambiguous
      * @param uPort  in host byte order
-     * @throws clXSocketAddr for a name the resolver does not know; the address stays as it was
+     * @throws clXSocketAddr for a name that the resolver does not find; the address is unchanged
      */
     void Set(const char *cpHost, uint16_t uPort);
 
@@ -126,28 +122,28 @@ private:
     sockaddr_in6 addrIPv6 = {AF_INET6, 0, 0, {}, 0};
 };
 
-/** Makes the address object that fits; the caller owns and deletes what is returned. */
+/** Makes the address object of the matching class; the caller deletes it. */
 class clSocketAddrDetect
 {
 public:
     /**
-     * Chooses the family by the size alone.
-     * @throws clXSocketAddr for a size of no family, which most local sockets report: the system
-     * cuts their structure behind the path
+     * Chooses the family only by the size.
+     * @throws clXSocketAddr for any other size. Most local sockets report one, because the system
+     * cuts their structure after the path
      */
     static clSocketAddr *GetAddr(const sockaddr *spAddr, socklen_t size);
 
     /**
-     * Resolves "host" or "host:service", split at the first colon, so that a numeric IPv6 address
-     * cannot be given; port 0 without a service.
-     *
+     * Resolves "host" or "host:service"; without a service the port is 0. Splits at the first
+     * colon, so numeric IPv6 addresses are not possible.
      * @throws clXSocketAddr without a host, or when the resolver finds nothing
      */
     static clSocketAddr *GetAddr(const clString &strText);
 
     /**
-     * The resolver's first answer; the resolver's own code is the error number of the exception.
-     * @throws clXSocketAddr when the resolver finds nothing, or a family without a class here
+     * Returns the resolver's first answer.
+     * @throws clXSocketAddr, with the resolver's code in iErrno, when the resolver finds nothing;
+     * for a family without a class here
      */
     static clSocketAddr *GetAddr(const char *cpNode, const char *cpService);
 };

@@ -45,8 +45,8 @@ ssize_t clSocket::GetLinePiece(clString &strLine, bool &bComplete)
     *cpStop = '\0';
     strLine += cpBuf;
 
-    // The zeros are in the buffer only; what the socket still holds is taken from it unseen. All
-    // of that: the rest would be read once more, as a line of its own.
+    // Removes exactly the peeked bytes of this line from the socket. A short removal would leave
+    // the rest to be read again as another line.
     const bool bEnd = cpStop != cpEnd;
     const ssize_t lPiece = cpStop - cpBuf + (bEnd ? 1 : 0);
     for (ssize_t lLeft = lPiece; lLeft != 0;) {

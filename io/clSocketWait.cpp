@@ -11,7 +11,7 @@
 namespace
 {
 
-// One of the three waits, with its messages in full so that a search for one of them ends here.
+// One of the three waits, with complete messages, so that a search for a message finds it here.
 struct wait_t {
     bool bRead;
     bool bWrite;
@@ -26,13 +26,10 @@ constexpr wait_t WAIT_WRITE = {false, true, "clSocket::WaitWrite(): select()",
 constexpr wait_t WAIT_READWRITE = {true, true, "clSocket::WaitReadWrite(): select()",
                                    "clSocket::WaitReadWrite(): socket error"};
 
-// Returns the mask of the descriptors that are ready, 0 after a time-out, which null leaves out.
-uint32_t Wait(const wait_t &wait, const char *cpRange, const int *ipSockH, unsigned uCount,
-              const unsigned *upTimeoutMs)
+// FD_SET writes outside the set for a descriptor out of range.
+void CheckRange(const int *ipBegin, const int *ipEnd, const char *cpRange)
 {
-    // A set has no room for other descriptors: FD_SET would write beside it.
-    const int *const ipEnd = ipSockH + uCount;
-    for (const int *ip = ipSockH; ip != ipEnd; ++ip) {
+    for (const int *ip = ipBegin; ip != ipEnd; ++ip) {
         if (*ip < 0) {
             throw clXSocket(cpRange);
         }
@@ -42,6 +39,14 @@ uint32_t Wait(const wait_t &wait, const char *cpRange, const int *ipSockH, unsig
                                 .c_str());
         }
     }
+}
+
+// Returns the mask of the ready descriptors, 0 after a time-out; a null time-out waits for ever.
+uint32_t Wait(const wait_t &wait, const char *cpRange, const int *ipSockH, unsigned uCount,
+              const unsigned *upTimeoutMs)
+{
+    const int *const ipEnd = ipSockH + uCount;
+    CheckRange(ipSockH, ipEnd, cpRange);
     fd_set setRead;
     FD_ZERO(&setRead);
     int iHighest = 0;

@@ -55,10 +55,11 @@ size_t clStreamReader::ReadFully(void *pBuffer, size_t sizeBuffer)
 size_t clStreamReader::ReadFully(clAlloc &buffer, uint64_t uSize)
 {
     constexpr uint64_t FIRST_SIZE = 1 << 20;
-    constexpr uint64_t FIRST_SIZE_REMOTE = 256 << 20; // about the largest tag
+    constexpr uint64_t FIRST_SIZE_REMOTE = 256 << 20; // about the size of the largest tag
 
-    // A remote reader may limit the wait before each read, and a server may pause at any byte. What
-    // the stream announces bounds the buffer, and untouched memory costs nothing.
+    // A remote reader may limit the wait before each read, and a server may pause at any byte, so
+    // few large reads are safer. GetSize() bounds the buffer, and memory that is not written is
+    // free.
     uint64_t uFirst = FIRST_SIZE;
     if (IsRemote() && GetSize() > 0) {
         uFirst = std::clamp(static_cast<uint64_t>(GetSize()), FIRST_SIZE, FIRST_SIZE_REMOTE);

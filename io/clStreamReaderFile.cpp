@@ -19,7 +19,7 @@ clStreamReaderFile::~clStreamReaderFile() noexcept(false)
     try {
         clStreamReaderFile::Close();
     } catch (...) {
-        // All bytes that were wanted have been read.
+        // The file was only read, so an error loses nothing.
     }
 }
 
@@ -28,8 +28,7 @@ void clStreamReaderFile::Close()
     try {
         fileInput.Close();
     } catch (...) {
-        // The descriptor is gone all the same: a second close(2), of the destructor at the latest,
-        // could hit another file.
+        // The descriptor is closed even then; a second close(2) could close another file.
         fileInput.Detach();
         throw;
     }
@@ -77,7 +76,7 @@ bool clStreamReaderFile::IsSeekable()
 
 clString clStreamReaderFile::PathOf(const clString &strFile)
 {
-    // Not SubString, which refuses to cut the empty path out of a bare prefix.
+    // Not SubString, which refuses the empty path after a bare prefix.
     for (const char *cpPrefix : {"file://", "file:"}) {
         if (strFile.BeginsWith(cpPrefix)) {
             return clString(strFile.c_str() + std::strlen(cpPrefix));

@@ -3,16 +3,12 @@
 #include "io/clFileIO.h"
 #include "io/clStreamReader.h"
 
-/**
- * A local file as a stream. Its operations are those of clFileIO and throw clXFileIO as they do.
- */
+/** A local file as a stream; operations call those of clFileIO and throw the same. */
 class clStreamReaderFile : public clStreamReader
 {
 public:
     /**
-     * Opens the file for reading, with the advice that it will be read from front to back.
-     *
-     * @param strFile a path, or a path behind "file:" or "file://"
+     * @param strFile a path, also after "file:" or "file://"
      * @throws clXStreamReader when the file cannot be opened
      */
     explicit clStreamReaderFile(const clString &strFile);
@@ -24,14 +20,14 @@ public:
     off_t Skip(off_t lCount) override;
     off_t Tell() override;
     int64_t GetSize() override;
-    /** Also true past the end, where Seek and Skip may go. */
+    /** Also true after the end, where Seek and Skip may go. */
     bool IsEOF() override;
     bool IsRemote() override;
     bool IsSeekable() override;
 
     /**
-     * The path that a name stands for: what follows "file://" or "file:", or the name itself. There
-     * is no more of a URL in it: neither host nor %-escapes, so "file://a/b" is the relative a/b.
+     * The name without "file://" or "file:". Host and %-escapes are not parsed: "file://a/b" is the
+     * relative path a/b.
      */
     static clString PathOf(const clString &strFile);
 

@@ -24,18 +24,18 @@ constexpr off_t SKIP_SIZE = 65536;
 
 clString Decimal(uint64_t uValue)
 {
-    // The signed assignment would cut values of more than 32 bits.
+    // The assignment of a long would cut values above 32 bits.
     clString strValue;
     strValue = static_cast<unsigned long>(uValue);
     return strValue;
 }
 
-// Waits for more of the head. A signal does not end the wait, and does not prolong it.
+// Waits for more of the head, for HEAD_TIMEOUT in all, whether signals arrive or not.
 void WaitForHead(clSocket &sock)
 {
     const auto deadline = std::chrono::steady_clock::now() + HEAD_TIMEOUT;
     auto left = HEAD_TIMEOUT;
-    // The last look, with no time left, is for bytes that came while the process was stopped.
+    // The last check, with no time left, finds bytes that came while the process was stopped.
     while (!sock.WaitRead(static_cast<unsigned>(left.count()))) {
         if (left.count() == 0) {
             throw clXStreamReader("clStreamReaderHTTP::GetHead(): read timeout");
@@ -46,11 +46,11 @@ void WaitForHead(clSocket &sock)
     }
 }
 
-// False for an empty line and when the server has closed; strLine may hold the start of one then.
+// Returns false for an empty line and when the server has closed, then with the start of a line.
 bool GetHeadLine(clSocket &sock, clString &strLine)
 {
     strLine.Clear();
-    // What was taken counts, since a line may be long and its text empty.
+    // Counts the bytes received, because a long line may leave an empty text.
     ssize_t lSize = 0;
     bool bComplete = false;
     while (!bComplete) {
@@ -68,9 +68,9 @@ bool GetHeadLine(clSocket &sock, clString &strLine)
     return strLine.sizeStr != 0;
 }
 
-// The text with a question mark for every control character but the tab, so that a server cannot
-// send commands to a terminal. Bytes from 0x80 to 0x9F are controls outside UTF-8, where they
-// continue characters.
+// Replaces control characters, except the tab, by question marks, so that a server cannot send
+// commands to a terminal. Bytes from 0x80 to 0x9F are controls unless they continue a UTF-8
+// character.
 clString Printable(clString str)
 {
     unsigned uContinuations = 0;
@@ -80,7 +80,7 @@ clString Printable(clString str)
             --uContinuations;
             continue;
         }
-        // 0xC2 with such a byte is a control in UTF-8 as well.
+        // 0xC2 with such a byte is a control also in UTF-8.
         uContinuations = uByte >= 0xF0 ? 3 : uByte >= 0xE0 ? 2 : uByte >= 0xC3 ? 1 : 0;
         if ((uByte < 0x20 && uByte != '\t') || (uByte >= 0x7F && uByte < 0xA0)) {
             str[i] = '?';
@@ -89,7 +89,7 @@ clString Printable(clString str)
     return str;
 }
 
-// 0, as without the header, for a number that is no size.
+// Returns 0, as without the header, for a number that is no valid size.
 int64_t ContentLength(const clString &strValue)
 {
     const uint64_t uLength = strValue.ToUInt();
@@ -100,8 +100,8 @@ int64_t ContentLength(const clString &strValue)
     return static_cast<int64_t>(uLength);
 }
 
-// Closes the connection unless its answer was accepted: the body of an error page, or one from
-// another position, must not be read as the resource.
+// Closes the connection unless its answer was accepted: an error page, or a body from another
+// position, must not be read as the resource.
 class clAnswerGuard
 {
 public:
@@ -114,7 +114,7 @@ public:
             try {
                 sockConn.Close();
             } catch (const clXSocket &) {
-                // The failure on its way says more.
+                // The exception that is being thrown names the cause.
             }
         }
     }
@@ -264,12 +264,12 @@ void clStreamReaderHTTP::SendRequest(const char *cpMethod, const char *cpHeaderN
     sockConn.SendLine("\r\n");
 }
 
-// Prints the status, and throws the reason when it is no success.
+// Prints the status; throws the reason if it is not 200 to 299.
 uint32_t clStreamReaderHTTP::ReadStatus()
 {
     clString strLine;
     GetHeadLine(sockConn, strLine);
-    strLine.Tok(" ", true); // the protocol, whatever it is
+    strLine.Tok(" ", true); // skips the protocol
     const clString strCode = strLine.Tok(" ", false);
     const clString strReason = Printable(strLine.Tok(" ", false));
     strLine.TokEnd();
@@ -308,7 +308,7 @@ void clStreamReaderHTTP::StoreHeader(const clString &strHeader, const clString &
     if (strHeader.Compare("Content-Type") == 0) {
         strContentType = strValue;
     } else if (strHeader.Compare("Content-Length") == 0 && iSize == 0) {
-        // The answer to a range announces the length of its part; the resource's stays.
+        // The answer to a range request announces only the length of its part.
         iSize = ContentLength(strValue);
     }
 }
