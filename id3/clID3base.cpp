@@ -8,8 +8,8 @@
 namespace
 {
 
-// Lengths of 8-bit text and of UTF-16 text at the start of sizeMax bytes, terminator included where
-// there is one.
+// The bytes of 8-bit text and of UTF-16 text within sizeMax bytes, with the terminator if there is
+// one.
 uint64_t GetByteTextSize(const uint8_t *cpText, uint64_t sizeMax)
 {
     const void *pEnd = std::memchr(cpText, 0, sizeMax);
@@ -19,7 +19,7 @@ uint64_t GetByteTextSize(const uint8_t *cpText, uint64_t sizeMax)
     return static_cast<uint64_t>(static_cast<const uint8_t *>(pEnd) - cpText) + 1;
 }
 
-uint64_t GetUnitTextSize(const uint8_t *cpText, uint64_t sizeMax)
+uint64_t GetUTF16TextSize(const uint8_t *cpText, uint64_t sizeMax)
 {
     uint64_t sizeText = 0;
     while (sizeMax - sizeText >= 2) {
@@ -92,7 +92,7 @@ uint32_t clID3base::ReadSS5()
 void clID3base::ReadBytes(void *pTarget, uint64_t uCount)
 {
     Require(uCount, "clID3base::ReadBytes(): not enough data left");
-    // Neither pointer needs to be one when there is nothing to copy.
+    // Both pointers may be null when there is nothing to copy.
     if (uCount != 0) {
         std::memcpy(pTarget, cpCursor, uCount);
         Advance(uCount);
@@ -103,22 +103,22 @@ uint64_t clID3base::ReadString(clString &strTarget, uint8_t uEncoding)
 {
     Require(1, "clID3base::ReadString(): not enough data left");
 
-    // Room for whatever the text turns out to be and the widest terminator. Only the part in use is
-    // ever touched, so that many short texts in a large tag stay cheap.
+    // Enough for any text and the widest terminator. Only the used part is written, so that many
+    // short texts in a large tag cost little.
     clAlloc allocText;
     const uint64_t sizeRoom = uRemaining + 2;
     allocText.SetSize(sizeRoom < uRemaining ? -1 : static_cast<int64_t>(sizeRoom));
     auto *pText = static_cast<char *>(allocText.GetPtr());
 
-    const bool bUnits = uEncoding == 1 || uEncoding == 2;
+    const bool bUTF16 = uEncoding == 1 || uEncoding == 2;
     const uint64_t sizeText =
-        bUnits ? GetUnitTextSize(cpCursor, uRemaining) : GetByteTextSize(cpCursor, uRemaining);
+        bUTF16 ? GetUTF16TextSize(cpCursor, uRemaining) : GetByteTextSize(cpCursor, uRemaining);
     std::memcpy(pText, cpCursor, sizeText);
-    // Text that ends with the tag has no terminator of its own.
+    // Text at the end of the tag may have no terminator.
     pText[sizeText] = 0;
-    if (bUnits) {
+    if (bUTF16) {
         pText[sizeText + 1] = 0;
-        // Deliberate, and what makes the mark of a little-endian text unreadable.
+        // Compatibility: callers rely on it, although it destroys the byte order mark.
         pText[0] = 0;
         strTarget = static_cast<const uint16_t *>(allocText.GetPtr());
     } else if (uEncoding == 0) {

@@ -7,9 +7,9 @@
 namespace
 {
 
-// What the decoders pass for a MIME type: 8-bit text that is taken as it is.
+// The encoding that is passed for a MIME type: 8-bit text that is not converted.
 constexpr uint8_t ENCODING_PLAIN = 255;
-// UTF-16 with the highest byte first, for which a text needs no mark.
+// Big-endian UTF-16, which needs no mark.
 constexpr uint8_t ENCODING_BIG_ENDIAN = 2;
 
 constexpr uint8_t aBigEndianMark[] = {0xFE, 0xFF};
@@ -22,13 +22,12 @@ bool BeginsWithMark(const void *pText, uint64_t sizeText)
 }
 
 /**
- * UTF-16 text as a string. The text is converted from a copy, since at an odd length the bytes of a
- * frame hold half a unit at their end and no whole terminator after it.
+ * Converts UTF-16 text. Works on a copy, because text of odd length lacks a complete terminator.
  *
- * @param bBigEndian the order of a text without a mark; false: the order of this machine, which the
+ * @param bBigEndian the byte order of a text without a mark; false: that of the machine, which the
  *                   conversion assumes
  */
-void AssignUnits(clString &strTarget, const void *pText, uint64_t sizeText, bool bBigEndian)
+void AssignUTF16(clString &strTarget, const void *pText, uint64_t sizeText, bool bBigEndian)
 {
     clAllocT<uint16_t> allocUnits;
     const uint64_t uUnits = sizeText / 2 + 3;
@@ -50,11 +49,11 @@ clID3frame::clID3frame() = default;
 
 clID3frame::clID3frame(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining)
 {
-    Begin(cpTagCursor, uTagRemaining);
+    SetCursor(cpTagCursor, uTagRemaining);
     clID3frame::ReadHeader();
     RequireBody("clID3frame::clID3frame(): insufficient data");
     DecodeBody(HIGH_IS_UTF8, "clID3frame::clID3frame(): header size mismatch");
-    End(cpTagCursor, uTagRemaining);
+    ReturnCursor(cpTagCursor, uTagRemaining);
 }
 
 clID3frame::~clID3frame() noexcept(false) = default;
@@ -102,7 +101,7 @@ uint8_t clID3frame::GetPictureType() const
     return uPictureType;
 }
 
-void clID3frame::Begin(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexcept
+void clID3frame::SetCursor(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexcept
 {
     cpCursor = cpTagCursor;
     uRemaining = uTagRemaining;
@@ -110,13 +109,13 @@ void clID3frame::Begin(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexc
 
 void clID3frame::RequireBody(const char *cpFailure) const
 {
-    // Also what bounds every allocation below by the bytes that are really there.
+    // Also limits every allocation below to the bytes that are present.
     if (uSize > uRemaining) {
         throw clXID3tag(cpFailure);
     }
 }
 
-void clID3frame::End(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining) const noexcept
+void clID3frame::ReturnCursor(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining) const noexcept
 {
     cpTagCursor = cpCursor;
     uTagRemaining = uRemaining;
@@ -138,7 +137,7 @@ void clID3frame::DecodeBody(highencoding_t high, const char *cpMismatch)
 void clID3frame::DecodeText(highencoding_t high)
 {
     uTextEncoding = ReadByte();
-    // Without even an encoding byte of its own the size wraps, which no number of bytes satisfies.
+    // A body without an encoding byte makes the size wrap, and ReadBytes refuses it.
     const uint64_t sizeText = static_cast<uint64_t>(uSize) - 1;
     auto *pText = static_cast<char *>(allocData.SetSize(static_cast<int64_t>(uSize) + 1));
     ReadBytes(pText, sizeText);
@@ -147,7 +146,7 @@ void clID3frame::DecodeText(highencoding_t high)
     if (uTextEncoding == 0) {
         strText = clString::FromLatin1(pText);
     } else if (uTextEncoding <= 2 || high == HIGH_IS_UTF16) {
-        AssignUnits(strText, pText, sizeText, uTextEncoding == ENCODING_BIG_ENDIAN);
+        AssignUTF16(strText, pText, sizeText, uTextEncoding == ENCODING_BIG_ENDIAN);
     } else {
         strText = pText;
     }
@@ -172,7 +171,7 @@ void clID3frame::DecodePicture(const char *cpMismatch)
 
 void clID3frame::DecodePictureData(uint64_t sizeHeader, const char *cpMismatch)
 {
-    // The strings end with their terminators or with the tag, whatever size the frame has.
+    // The strings end at a terminator or with the tag, so they may be longer than the frame.
     if (sizeHeader > uSize) {
         throw clXID3tag(cpMismatch);
     }
@@ -187,7 +186,7 @@ void clID3frame::DecodeRaw()
 
 bool clID3frame::IsId(const char *cpId) const noexcept
 {
-    // The terminator counts where the id is the shorter one.
+    // Compares the zero byte after a short id as well.
     return std::strncmp(reinterpret_cast<const char *>(aId), cpId, sizeof(aId)) == 0;
 }
 
@@ -195,11 +194,11 @@ bool clID3frame::IsId(const char *cpId) const noexcept
 
 clID3frame3::clID3frame3(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining)
 {
-    Begin(cpTagCursor, uTagRemaining);
+    SetCursor(cpTagCursor, uTagRemaining);
     clID3frame3::ReadHeader();
     RequireBody("clID3frame3::clID3frame3(): insufficient data");
     DecodeBody(HIGH_IS_UTF16, "clID3frame3::clID3frame3(): header size mismatch");
-    End(cpTagCursor, uTagRemaining);
+    ReturnCursor(cpTagCursor, uTagRemaining);
 }
 
 void clID3frame3::ReadHeader()
@@ -213,11 +212,11 @@ void clID3frame3::ReadHeader()
 
 clID3frame2::clID3frame2(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining)
 {
-    Begin(cpTagCursor, uTagRemaining);
+    SetCursor(cpTagCursor, uTagRemaining);
     clID3frame2::ReadHeader();
     RequireBody("clID3frame2::clID3frame2(): insufficient data");
     DecodeShortBody();
-    End(cpTagCursor, uTagRemaining);
+    ReturnCursor(cpTagCursor, uTagRemaining);
 }
 
 void clID3frame2::ReadHeader()
@@ -251,7 +250,7 @@ void clID3frame2::DecodeShortUrl()
     DecodeRaw();
     if (uSize != 0) {
         auto *pText = static_cast<char *>(allocData.GetPtr());
-        // Deliberate: the last character makes room for the terminator.
+        // Compatibility: callers rely on the loss of the last character.
         pText[uSize - 1] = 0;
         strText = pText;
     }

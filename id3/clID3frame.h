@@ -7,23 +7,21 @@
 #include <cstdint>
 
 /**
- * One frame of an ID3v2.4 tag; the subclasses are those of the older versions.
+ * One frame of an ID3v2.4 tag; subclasses read the older versions. One thread at a time.
  *
- * The constructor reads header and body and copies what it keeps, so the frame outlives the bytes
- * of the tag. Text, URL and picture frames are decoded; every other body, those of user-defined
- * text and URLs included, stays as it is. UTF-16 without a mark is read in the order of this
- * machine, in a text frame of encoding 2 with the highest byte first. The flags are kept and never
- * acted on: what is compressed, encrypted, unsynchronised or grouped is read as if it were plain.
- * All this is deliberate. One thread at a time.
+ * The constructor reads and copies header and body, so the frame may outlive the tag's bytes. Text,
+ * URL and picture frames are decoded; other bodies, also user-defined text and URLs, are not.
+ * UTF-16 without a mark is in the machine's byte order, but big-endian in a text frame of
+ * encoding 2. The flags are ignored: compressed, encrypted, unsynchronised or grouped bodies are
+ * read as plain ones. Compatibility: callers rely on all this.
  *
- * The virtual functions stand in the order of their slots.
+ * The order of the virtual functions is fixed; append only.
  */
 class clID3frame : public clID3base
 {
 public:
     /**
-     * Reads the frame at a cursor, which moves behind it; after a failure it is where it was.
-     *
+     * Reads the frame at a cursor and moves that after it; a failure leaves the cursor unchanged.
      * @param uTagRemaining bytes from the cursor to the end of the tag
      * @throws clXID3tag for malformed bytes; std::runtime_error when memory is short
      */
@@ -31,7 +29,7 @@ public:
     clID3frame(const clID3frame &) = delete;
     clID3frame &operator=(const clID3frame &) = delete;
 
-    /** Clears the header and the cursor; the decoded body stays. */
+    /** Clears the header and the cursor, but keeps the decoded body. */
     void Reset() override;
     ~clID3frame() noexcept(false) override;
 
@@ -42,45 +40,41 @@ public:
     virtual clString GetId() const;
 
     /**
-     * The body: the bytes of the picture of a picture frame, else the body as read, without the
-     * encoding byte of a text. Text is followed by two zero bytes and a URL by one.
+     * The picture of a picture frame, else the body. Of a text without the encoding byte, but with
+     * two added zero bytes; of a URL with one.
      */
     virtual const clAlloc &GetData() const;
 
-    /** The text or URL, or the description of a picture. */
+    /** A text or URL, or the description of a picture. */
     virtual const clString &GetText() const;
 
-    /** Of a picture; empty when it names none. */
+    /** Of a picture; empty if it has none. */
     virtual const clString &GetMimeType() const;
 
-    /** Of a picture, 3 being the front cover and 0 no stated kind; 0 for every other frame. */
+    /** Of a picture: 3 is the front cover, 0 unspecified. 0 for any other frame. */
     virtual uint8_t GetPictureType() const;
 
 protected:
-    // For the subclasses: a frame that has read nothing yet.
+    // For subclasses, whose constructors call these steps around their own ReadHeader.
     clID3frame();
-
-    // The steps of a constructor, which calls them around its own ReadHeader.
-    void Begin(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexcept;
+    void SetCursor(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexcept;
     void RequireBody(const char *cpFailure) const;
-    void End(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining) const noexcept;
+    void ReturnCursor(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining) const noexcept;
 
-    // What an encoding above 2 means to a text frame.
+    // The meaning of an encoding above 2 in a text frame.
     enum highencoding_t : int { HIGH_IS_UTF8 = 0, HIGH_IS_UTF16 = 1 };
 
     void DecodeBody(highencoding_t high, const char *cpMismatch);
     void DecodeText(highencoding_t high);
     void DecodeRaw();
-    // What is left of a picture frame's body behind its header.
+    // Reads the rest of a picture frame's body after its header.
     void DecodePictureData(uint64_t sizeHeader, const char *cpMismatch);
 
     bool IsId(const char *cpId) const noexcept;
 
-    // The shorter id of ID3v2.2 is followed by a zero byte.
-    uint8_t aId[4] = {};
-    // Of the body, in bytes.
-    uint32_t uSize = 0;
-    uint16_t uFlags = 0;
+    uint8_t aId[4] = {}; // of ID3v2.2: three characters and a zero byte
+    uint32_t uSize = 0;  // of the body
+    uint16_t uFlags = 0; // read for callers only
     uint8_t uTextEncoding = 0;
     uint8_t uPictureType = 0;
     clAlloc allocData;
@@ -92,11 +86,11 @@ private:
     void DecodePicture(const char *cpMismatch);
 };
 
-/** A frame of an ID3v2.3 tag: a plain size, and no UTF-8 in text frames. */
+/** A frame of an ID3v2.3 tag: sizes are not synchsafe, text frames have no UTF-8. */
 class clID3frame3 : public clID3frame
 {
 public:
-    /** As clID3frame. */
+    /** See clID3frame. */
     clID3frame3(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
 
 protected:
@@ -106,20 +100,19 @@ protected:
 /**
  * A frame of an ID3v2.2 tag: ids of three characters, no flags, text as in ID3v2.3.
  *
- * A URL loses its last character, since its end is marked within the body; this is deliberate. A
- * picture names a format of three characters, of which PNG and JPG become a MIME type.
+ * The terminator replaces the last character of a URL. Compatibility: callers rely on it. Only the
+ * picture formats PNG and JPG give a MIME type.
  */
 class clID3frame2 : public clID3frame
 {
 public:
-    /** As clID3frame. */
+    /** See clID3frame. */
     clID3frame2(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
 
 protected:
     void ReadHeader() override;
 
 public:
-    /** The id of three characters. */
     virtual clString GetShortId() const;
 
 private:

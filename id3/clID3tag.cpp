@@ -58,12 +58,12 @@ void clID3tag::Reset()
 
 void clID3tag::Parse(const void *pTag, uint64_t uLength)
 {
-    // The bytes may be those of a frame of the last parse, so these go at the end.
+    // pTag may point into a frame of the last parse, so these frames are deleted at the end.
     decltype(mapFrames) mapOld;
     mapOld.swap(mapFrames);
     Reset();
 
-    // The bytes are borrowed for this call only, however it ends.
+    // Ends the borrowing of the bytes on every return.
     const struct cursor_guard {
         clID3tag &tag;
         ~cursor_guard() { tag.clID3base::Reset(); }
@@ -85,8 +85,8 @@ void clID3tag::Parse(const void *pTag, uint64_t uLength)
         return;
     }
 
-    // Wraps for an input shorter than its own frame of header and footer, which then passes; this
-    // is deliberate.
+    // Compatibility: for an input shorter than header and footer the difference wraps, and the
+    // check passes.
     const bool bFooter = (uFlags & FLAG_FOOTER) != 0;
     if (uSize > uLength - (bFooter ? HEADER_SIZE + FOOTER_SIZE : HEADER_SIZE)) {
         throw clXID3tag("clID3tag::Parse(): incomplete data");
@@ -105,8 +105,8 @@ void clID3tag::ParseExtendedHeader()
     uExtSize = ReadSS4();
     uExtFlagBytes = ReadByte();
     uExtFlags = ReadByte();
-    // Deliberate: the layout of version 2.4 is asked of every version, and an older tag passes only
-    // where its flags look like that.
+    // Compatibility: every version is read in the layout of 2.4, so most extended headers of 2.3
+    // are refused.
     if (uVersion >> 8 == 3) {
         ReadDWord();
     }
@@ -193,7 +193,7 @@ clString clID3tag::GetComposer() const
 
 clString clID3tag::GetPerformer() const
 {
-    // Without a composer the lead performer stands in for one and is not named twice.
+    // Without a composer, GetComposer returns the lead performer.
     if (FindFirst({"TCOM"}) != nullptr) {
         return GetTextOf({"TPE1", "TPE2", "TPE3", "TP2", "TP3"});
     }
@@ -209,7 +209,7 @@ int clID3tag::GetTrack() const
 {
     try {
         const clString strTrack(GetTextOf({"TRCK", "TRK"}));
-        // Not SubString, whose 32-bit count a text of more than 4 GiB would wrap.
+        // Not SubString, whose 32-bit count would wrap for a text above 4 GiB.
         const std::string strNumber(strTrack.c_str(), strTrack.CSpan("/"));
         return clString(strNumber.c_str()).ToInt();
     } catch (const clException &) {
@@ -238,7 +238,7 @@ const void *clID3tag::GetPicture() const
 const clID3frame *clID3tag::FindFirst(std::initializer_list<const char *> ids) const
 {
     for (const char *cpId : ids) {
-        // Unlike find(), equal_range() tells the first of several frames.
+        // Unlike find(), equal_range() gives the first of several frames.
         const auto range = mapFrames.equal_range(clString(cpId));
         if (range.first != range.second) {
             return range.first->second.get();
