@@ -11,6 +11,7 @@ TEST(clAlignedAlloc, BlocksAreAlignedExactAndCopied)
 {
     clDSPAlloc alloc;
     for (const int64_t lSize : {1, 33, 4096, 7}) {
+        SCOPED_TRACE(lSize);
         void *pBlock = alloc.SetSize(lSize);
         EXPECT_EQ(lSize, alloc.GetSize());
         EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(pBlock) % 32);

@@ -6,9 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-// The sanitizers end the process at an allocation that malloc() would merely refuse, unless these
-// functions say otherwise; the tests of this room want the refusal.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// Makes the sanitizers return null for an allocation that is too large, as malloc() does, instead
+// of ending the process. NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" const char *__asan_default_options();
 extern "C" const char *__tsan_default_options();
 const char *__asan_default_options()
@@ -24,7 +23,7 @@ const char *__tsan_default_options()
 namespace
 {
 
-// The layout that code compiled against these headers relies on.
+// Code compiled against these headers relies on the layout.
 static_assert(sizeof(clAlloc) == 32 && sizeof(clAllocT<wchar_t>) == 32);
 static_assert(sizeof(clWeakAlloc) == 40);
 
@@ -50,7 +49,7 @@ TEST(clAlloc, SizesAndCopiesAreExact)
         void *pBlock = alloc.SetSize(lSize);
         EXPECT_EQ(lSize, alloc.GetSize());
         EXPECT_EQ(lSize == 0, pBlock == nullptr);
-        // The converter sizes its buffers for every block and counts on this.
+        // The converter calls this for every block and relies on the unchanged pointer.
         EXPECT_EQ(pBlock, alloc.SetSize(lSize));
     }
     Fill(alloc, "0123456789");
@@ -88,7 +87,7 @@ TEST(clAllocT, CountsElements)
     std::memcpy(alloc.SetSize(3), L"abc", 12);
     EXPECT_EQ(12, alloc.GetSize());
     EXPECT_EQ(3, alloc.GetCount());
-    // The product wraps in 64 bits: what has its top bit set after that is negative.
+    // The product wraps in 64 bits; with its top bit set it is negative.
     EXPECT_THROW_MSG(alloc.SetSize(int64_t{1} << 61U), std::runtime_error,
                      "clAlloc::SetSize(): lAllocSize < 0");
 }

@@ -17,6 +17,7 @@ TEST(clException, NumberAddsTheSystemsText)
 {
     EXPECT_EQ(0, clXFileIO("clFileIO::Read(): read()").iErrno);
     for (const int iErrorNumber : {0, ENOENT, -1}) {
+        SCOPED_TRACE(iErrorNumber);
         const clXFileIO numbered("clFileIO::Read(): read()", iErrorNumber);
         EXPECT_EQ(std::string("clFileIO::Read(): read(): ") + std::strerror(iErrorNumber),
                   numbered.what());
@@ -35,7 +36,7 @@ TEST(clException, PrefixesNestOutwards)
     };
     const std::string strPrefixes = "clDSDIFFFormChunk::Read(): clDSDIFFVersChunk::Read(): ";
     EXPECT_THROW_MSG(Outer(std::runtime_error("malloc()")), clXDSDIFF, strPrefixes + "malloc()");
-    // The system's text is part of the message already and must not come twice.
+    // The message already contains the system's text, which must not be repeated.
     EXPECT_THROW_MSG(Outer(clXFileIO("read()", EIO)), clXDSDIFF,
                      strPrefixes + "read(): " + std::strerror(EIO));
 }

@@ -31,7 +31,7 @@ TEST(clString, ParsesWholeIntegers)
         {"-1", -1, UINT64_MAX},
         {"2147483648", INT32_MIN, 2147483648U},
         {"4294967297", 1, 4294967297U},
-        {"99999999999999999999", -1, UINT64_MAX}, // both parsers stop at their largest value
+        {"99999999999999999999", -1, UINT64_MAX}, // both parsers return their largest value
     };
     for (const auto &[cpText, iValue, uValue] : aRows) {
         EXPECT_EQ(iValue, clString(cpText).ToInt()) << cpText;
@@ -45,11 +45,11 @@ TEST(clString, ParsesWholeIntegers)
     }
 }
 
-TEST(clString, ParsesFloatsWithASecondChance)
+TEST(clString, ParsesFloatsAgainInTheCLocale)
 {
     const std::pair<const char *, double> aRows[] = {
         {" -2.5e1", -25}, {"0x10", 16},  {"inf", HUGE_VAL}, {"1e99999", HUGE_VAL},
-        {"2.5x", 2.5},    {"2.5 ", 2.5}, {"1,5", 1}, // these only the second chance takes
+        {"2.5x", 2.5},    {"2.5 ", 2.5}, {"1,5", 1}, // only as in "C"
     };
     for (const auto &[cpText, dValue] : aRows) {
         EXPECT_EQ(static_cast<float>(dValue), clString(cpText).ToFloat()) << cpText;
@@ -69,11 +69,12 @@ TEST(clString, AssignsIntegers)
 {
     clString str;
     for (const long lValue : {0L, -123L, 2147483647L, -2147483648L, 999999L}) {
+        SCOPED_TRACE(lValue);
         str = lValue;
         EXPECT_EQ(std::to_string(lValue), Text(str));
     }
     str = 4294967296;
-    EXPECT_EQ("42", Text(str)); // the room is made for the low 32 bits
+    EXPECT_EQ("42", Text(str)); // the low 32 bits decide the length
     EXPECT_THROW_MSG(str = UINT64_MAX, clXString,
                      "clString::operator=(unsigned long): value out of range");
 }
@@ -84,11 +85,12 @@ TEST(clString, ReadsUTF16UpToTheFirstFault)
         {{0xFEFF, 'A', 0xE9, 0x20AC, 0}, "A\xC3\xA9\xE2\x82\xAC"},
         {{0xFFFE, 0x4100, 0xAC20, 0}, "A\xE2\x82\xAC"},
         {{0xFEFF, 0xD83C, 0xDFB5, '!', 0}, "\xF0\x9F\x8E\xB5!"},
-        {{0xFEFF, 'A', 0xD83C, 'B', 0}, "A"}, // half a pair, in its three kinds
+        {{0xFEFF, 'A', 0xD83C, 'B', 0}, "A"}, // an incomplete surrogate pair
         {{0xFEFF, 'A', 0xDFB5, 'B', 0}, "A"},
         {{0xFEFF, 'A', 0xD83C, 0}, "A"},
     };
     for (const auto &[units, cpResult] : aRows) {
+        SCOPED_TRACE(testing::PrintToString(units));
         clString str("before");
         str.iEncoding = 1;
         str = units.data();
@@ -124,11 +126,12 @@ TEST(clString, SplitsLinesOfABuffer)
 {
     const std::pair<std::string, std::string> aRows[] = {
         {"\xEF\xBB\xBFx\n", "x|"},
-        {"x\r\ny", "x|"}, // what no line end follows is dropped
+        {"x\r\ny", "x|"}, // text after the last line end is omitted
         {std::string("x\0y\0", 4), "x|y|"},
         {"\n\r\n \t \n  x y \r", "x y|"},
     };
     for (const auto &[strBytes, strExpected] : aRows) {
+        SCOPED_TRACE(testing::PrintToString(strBytes));
         clAlloc buffer;
         buffer.SetSize(static_cast<int64_t>(strBytes.size()));
         std::copy(strBytes.begin(), strBytes.end(), static_cast<char *>(buffer.GetPtr()));

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 #include <tuple>
+#include <utility>
 
 namespace
 {
@@ -16,8 +17,8 @@ static_assert(sizeof(clString) == 104, "code compiled against the header relies 
 
 constexpr unsigned MAX = 0xFFFFFFFFU;
 
-// What holds after every operation; the capacity rule on its own is checked where it is promised.
-void ExpectSound(const clString &str, const std::string &strText)
+// Checks the text and the invariants of every operation.
+void ExpectText(const clString &str, const std::string &strText)
 {
     EXPECT_EQ(strText, std::string(str.c_str(), str.sizeStr));
     EXPECT_LT(str.sizeStr, str.sizeAlloc);
@@ -30,9 +31,10 @@ TEST(clString, SharedBuffersAreSafeAcrossThreads)
 {
     const std::string strText(100, 'x');
     for (int iRound = 0; iRound < 300; ++iRound) {
+        SCOPED_TRACE(iRound);
         clString strMaster(strText.c_str());
         clString aStr[2] = {strMaster, strMaster};
-        // Without the master the threads race for who is the last owner.
+        // Without strMaster, either thread may be the last owner.
         if (iRound % 2 == 0) {
             strMaster = "";
         }
@@ -45,9 +47,9 @@ TEST(clString, SharedBuffersAreSafeAcrossThreads)
         std::thread other(Edit, std::ref(aStr[0]));
         Edit(aStr[1]);
         other.join();
-        ExpectSound(aStr[0], "<" + strText.substr(51));
-        ExpectSound(aStr[1], "<" + strText.substr(51));
-        ExpectSound(strMaster, iRound % 2 == 0 ? "" : strText);
+        ExpectText(aStr[0], "<" + strText.substr(51));
+        ExpectText(aStr[1], "<" + strText.substr(51));
+        ExpectText(strMaster, iRound % 2 == 0 ? "" : strText);
     }
 }
 
@@ -64,9 +66,9 @@ TEST(clString, SetSizeIChangesAllOrNothing)
                      "clString::SetSizeI(): clAlloc::Resize(): realloc()");
     EXPECT_EQ(strShared.c_str(), str.c_str());
     str.SetSizeI(0);
-    ExpectSound(str, "unchang");
+    ExpectText(str, "unchang");
     EXPECT_EQ(8U, str.sizeAlloc);
-    ExpectSound(strShared, "unchanged");
+    ExpectText(strShared, "unchanged");
 }
 
 TEST(clString, ComparisonsStayInsideTheText)
@@ -80,7 +82,7 @@ TEST(clString, ComparisonsStayInsideTheText)
                      "clString::CaseCompareRange(): uiIdx + uiLen > sizeStr");
     // Sums that wrap pass the check.
     EXPECT_EQ(0, str.CompareRange("E", 4, MAX - 3));
-    // A suffix given as a string is placed by its characters, and so missed if they are wider.
+    // A suffix in a clString is placed by its characters and not found if they have more bytes.
     const clString strText("x\xC3\xA9z"), strSuffix("\xC3\xA9Z");
     EXPECT_TRUE(strText.CaseEndsWith(strSuffix.c_str()));
     EXPECT_FALSE(strText.CaseEndsWith(strSuffix));
@@ -97,6 +99,97 @@ TEST(clString, OnlyWritableAccessUnshares)
     EXPECT_NE(strOther.c_str(), str.c_str());
 }
 
+TEST(clString, FindsAndCountsBytes)
+{
+    constexpr size_t NONE = clString::NOT_FOUND;
+    const struct {
+        const char *cpText;
+        char c;
+        size_t uFirst, uLast;
+        const char *cpSet;
+        size_t uAny, uSpan, uCSpan;
+    } aRows[] = {
+        {"banana", 'a', 1, 5, "ab", 0, 2, 0},   {"banana", 'x', NONE, NONE, "xyz", NONE, 0, 6},
+        {"banana", 'n', 2, 4, "n", 2, 0, 2},    {"aaa", 'a', 0, 2, "a", 0, 3, 0},
+        {"", 'a', NONE, NONE, "a", NONE, 0, 0},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(testing::Message() << row.cpText << ", " << row.c << ", " << row.cpSet);
+        const clString str(row.cpText);
+        EXPECT_EQ(row.uFirst, str.Find(row.c));
+        EXPECT_EQ(row.uLast, str.FindLast(row.c));
+        EXPECT_EQ(row.uAny, str.FindAny(row.cpSet));
+        EXPECT_EQ(row.uSpan, str.Span(row.cpSet));
+        EXPECT_EQ(row.uCSpan, str.CSpan(row.cpSet));
+    }
+    const clString str("banana");
+    EXPECT_EQ(str.c_str() + 1, str.Find("ana"));
+    ExpectText(str.TailFrom("nan"), "nana");
+    EXPECT_TRUE(str.Contains("") && str.Contains("banana") && !str.Contains("bananas"));
+    ExpectText(str.TailFrom("x"), "");
+}
+
+TEST(clString, EditsParts)
+{
+    // Each row: text, index, count; the part there, the rest, and the text with "<>" inserted
+    // there.
+    const std::tuple<const char *, unsigned, unsigned, const char *, const char *, const char *>
+        aRows[] = {
+            {"abcdefgh", 0, 8, "abcdefgh", "", "<>abcdefgh"},
+            {"abcdefgh", 0, 1, "a", "bcdefgh", "<>abcdefgh"},
+            {"abcdefgh", 3, 2, "de", "abcfgh", "abc<>defgh"},
+            {"abcdefgh", 7, 1, "h", "abcdefg", "abcdefg<>h"},
+            {"abcdefgh", 5, 0, "", "abcdefgh", "abcde<>fgh"},
+            {"abcdefgh", 2, MAX, "cdefgh", "ab", "ab<>cdefgh"}, // the 32-bit sum wraps
+        };
+    for (const auto &[cpText, uIdx, uCount, cpPart, cpRest, cpInserted] : aRows) {
+        SCOPED_TRACE(testing::Message() << uIdx << ", " << uCount);
+        clString str(cpText);
+        const clString strShared(str);
+        ExpectText(str.SubString(uIdx, uCount), cpPart);
+        ExpectText(str.SubString(uIdx), cpText + uIdx);
+        str.Delete(uIdx, uCount);
+        ExpectText(str, cpRest);
+        str = strShared;
+        str.Insert(clString("<>"), uIdx);
+        ExpectText(str, cpInserted);
+        ExpectText(strShared, cpText);
+    }
+    clString str("ab");
+    str.Insert(str, 2);
+    str.Insert(str, 1);
+    ExpectText(str, "aababbab");
+}
+
+TEST(clString, Concatenates)
+{
+    const clString strA("a");
+    const clString strEmpty;
+    ExpectText(strA + strA + "bc" + strEmpty, "aabc");
+    ExpectText(strEmpty + "", "");
+    ExpectText(strA + nullptr, "a");
+    clString str("1234567");
+    str += '8';
+    str += strA;
+    str += "b";
+    str += str.c_str() + 8;
+    str += str;
+    ExpectText(str, "12345678abab12345678abab");
+}
+
+TEST(clString, CleanTrimsBothEnds)
+{
+    const std::pair<const char *, const char *> aRows[] = {
+        {"text", "text"}, {" \t a  b \r\n", "a  b"}, {"a ", "a"}, {" \n", ""}, {"", ""},
+    };
+    for (const auto &[cpText, cpTrimmed] : aRows) {
+        clString str(cpText);
+        str.Clean();
+        SCOPED_TRACE(testing::PrintToString(cpText));
+        ExpectText(str, cpTrimmed);
+    }
+}
+
 TEST(clString, PartsOutsideTheTextAreRefused)
 {
     const std::tuple<const char *, unsigned, unsigned, std::string> aRefused[] = {
@@ -104,6 +197,7 @@ TEST(clString, PartsOutsideTheTextAreRefused)
         {"", 0, 0, "uIdx >= sizeStr"},
     };
     for (const auto &[cpText, uIdx, uCount, strReason] : aRefused) {
+        SCOPED_TRACE(strReason);
         clString str(cpText);
         EXPECT_THROW_MSG(str.SubString(uIdx, uCount), clXString,
                          "clString::SubString(): " + strReason);
@@ -118,15 +212,15 @@ TEST(clString, CaseMappingFollowsTheEncoding)
     clString str("aBc\xE9");
     str.iEncoding = 1;
     str.ToUpper();
-    ExpectSound(str, "ABC\xE9");
+    ExpectText(str, "ABC\xE9");
     ASSERT_NE(nullptr, std::setlocale(LC_CTYPE, "C.UTF-8"));
-    // The capital of a letter of three bytes here has two.
+    // U+2C65 has three bytes in UTF-8, its capital U+023A two.
     str = "\xE2\xB1\xA5\xC3\xA9";
     str.iEncoding = 2;
     str.ToUpper();
-    ExpectSound(str, "\xC8\xBA\xC3\x89");
+    ExpectText(str, "\xC8\xBA\xC3\x89");
     EXPECT_EQ(0, str.iEncoding);
     str.ToLower();
-    ExpectSound(str, "\xE2\xB1\xA5\xC3\xA9");
+    ExpectText(str, "\xE2\xB1\xA5\xC3\xA9");
     std::setlocale(LC_CTYPE, "C");
 }

@@ -1,5 +1,4 @@
-// What becomes of a conversion, and of the parsers, when one of their calls fails: each of them,
-// one after another, until a run comes through untouched.
+// Conversions and parsers with one failing call: each call in turn, until a run makes fewer calls.
 
 #include "base/clException.h"
 #include "dsd/clDSDIFF.h"
@@ -9,6 +8,7 @@
 #include "io/clSocketAddr.h"
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFModel.h"
+#include "tests/support/EqualBytes.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/FailingCalls.h"
 #include "tests/support/ID3Builder.h"
@@ -28,7 +28,7 @@
 #include <netdb.h>
 #include <sys/wait.h>
 
-int VantrelMain(int iArgs, char **argv); // the program's main, renamed
+int VantrelMain(int iArgs, char **argv); // the renamed main() of the program
 
 namespace
 {
@@ -47,7 +47,7 @@ const bytes_t TAG = ID3Builder(3)
 constexpr int SHORT = failure_t::SHORT;
 constexpr char BANNER[] = "Vantrel v1.2.2\nConverts DSDIFF files into DSF files, bit for bit.\n";
 
-// Where a failure comes from.
+// Prefixes of exception texts.
 const std::string READER = "clStreamReaderFile::clStreamReaderFile(): ";
 const std::string META = "clDSDIFF::OpenMeta(): ";
 const std::string FORM = META + "clDSDIFFFormChunk::Read(): ";
@@ -71,9 +71,9 @@ texts_t Each(const std::vector<std::string> &prefixes, const std::string &strTex
     return texts;
 }
 
-// Lets every allocation of a run fail, alone and with all that follow it. The run returns its text,
-// empty when all went well. A shortage while an exception is made ends the process, and that is
-// right; a single one meets only the exceptions that the run makes and catches on its way.
+// Makes each allocation of a run fail, alone and with all later ones. The run returns its text,
+// empty on success. A shortage while an exception is constructed terminates the process; a single
+// failure does so only for the uExceptions that a successful run throws and catches.
 template <class RUN>
 void FailAllocations(unsigned uExceptions, RUN run)
 {
@@ -99,20 +99,20 @@ void FailAllocations(unsigned uExceptions, RUN run)
             EXPECT_TRUE(strText.empty() || std::regex_match(strText, SHORTAGE)) << strText;
             EXPECT_TRUE(outcome.bHit || strText.empty()) << strText;
         } while (outcome.bHit);
-        std::cout << MEMORY << (bOnwards ? ", on and on: " : ": ") << failure.uNth - 1
+        std::cout << MEMORY << (bOnwards ? ", and all later ones: " : ": ") << failure.uNth - 1
                   << " points, " << uTerminated << " terminated\n";
         EXPECT_TRUE(bOnwards || uTerminated == uExceptions) << uTerminated;
     }
 }
 
-// A conversion with all that one can have, and two turns of the loop.
+// A conversion with tags before and after the sound, and two passes of the copying loop.
 class failing : public testing::Test
 {
 protected:
     struct row_t {
         const char *cpCall;
         std::vector<int> errors;
-        texts_t texts; // of exceptions; @ stands for the system's own
+        texts_t texts; // of exceptions; @ is replaced by the system's text
     };
 
     void TearDown() override
@@ -121,11 +121,11 @@ protected:
             kill(pidServer, SIGKILL);
             waitpid(pidServer, nullptr, 0);
         }
-        EXPECT_TRUE(input == folder.Read("in.dff"));
-        EXPECT_TRUE(TAG == folder.Read("tag"));
+        EXPECT_TRUE(EqualBytes(input, folder.Read("in.dff")));
+        EXPECT_TRUE(EqualBytes(TAG, folder.Read("tag")));
     }
 
-    // Runs a conversion and looks at what it left. Returns what it said behind the banner.
+    // Runs a conversion, checks what it leaves, and returns its standard error after the banner.
     std::string Run(const failure_t &failure, outcome_t &outcome)
     {
         SCOPED_TRACE(failure.uNth);
@@ -143,19 +143,19 @@ protected:
         EXPECT_TRUE(outcome.bHit || outcome.iStatus == 0) << strErr;
         const bytes_t output = fs::exists(args[2]) ? folder.Read("out.dsf") : bytes_t();
         if (outcome.iStatus == 0 || LooksFinished(output)) {
-            EXPECT_TRUE(expected == output) << strErr;
+            EXPECT_TRUE(EqualBytes(expected, output)) << strErr;
         }
         return strErr.substr(std::min(std::strlen(BANNER), strErr.size()));
     }
 
-    // A count of samples, and a data chunk that a reader takes.
+    // Whether the sample count is not 0 and the data chunk is not empty.
     static bool LooksFinished(const bytes_t &file)
     {
         return file.size() > 92 && Part(file, 64, 8) != bytes_t(8) &&
                Part(file, 84, 8) != DSFBuilder::Number(12, 8);
     }
 
-    // Lets one call after another by a name fail, and expects all that the program may say then.
+    // Makes each call of a name fail in turn and expects the set of all texts.
     void FailCalls(const std::vector<row_t> &rows)
     {
         for (const row_t &row : rows) {
@@ -182,8 +182,8 @@ protected:
         }
     }
 
-    // Answers every request with the input, of no announced length. A process of its own, since
-    // the test must have one thread alone when it forks.
+    // Answers every request with the input, without a length. Runs in a child process, because the
+    // test must be single-threaded when it forks.
     void Serve()
     {
         uint16_t uPort = 0;
@@ -239,7 +239,7 @@ TEST_F(failing, CallsOfARemoteConversion)
 {
     Serve();
     texts_t timeouts = Each(WALK, "clStreamReaderHTTP::Read(): read timeout");
-    // The wait for a head goes on.
+    // The wait for a head is continued.
     timeouts.insert({HEAD + "clSocket::Connect()", ""});
     texts_t waits = Each(WALK, "clSocket::WaitRead(): select(): @");
     waits.insert("clSocket::WaitReadWrite(): select(): @");
@@ -290,7 +290,7 @@ void ShowFile(const bytes_t &file)
     Show(tag.GetComposer());
     Show(tag.GetPerformer());
     std::fprintf(stderr, "%d bytes\n", static_cast<int>(tag.GetPictureSize()));
-    // Whatever keeps the number from being read makes it 0.
+    // Any failure makes the number 0.
     const int iTrack = tag.GetTrack();
     std::fprintf(stderr, "%s", iTrack == 0 || iTrack == 7 ? "" : "another track\n");
 }
@@ -332,7 +332,7 @@ TEST(failing_parsers, Allocations)
         std::function<void()> fnUse;
     } aRows[] = {
         {"DSDIFF", 0, [&] { ShowFile<clDSDIFF>(dsdiff); }},
-        {"tag and track that are none", 2, [&] { ShowFile<clDSDIFF>(broken); }},
+        {"invalid tag and track", 2, [&] { ShowFile<clDSDIFF>(broken); }},
         {"DSF", 0, [&] { ShowFile<clDSF>(dsf); }},
         {"strings", 0, ShowStrings},
     };
@@ -381,8 +381,8 @@ class clIdleThreads : public clThreadsBase
 
 } // namespace
 
-// The call that fails stands at the end of the text, and behind a blank the error as the system
-// names it. What is left out is the first of those calls.
+// The text ends with the failing call; if it ends with a blank, the system's text follows. The
+// optional argument is the index of the failing call, 1 by default.
 #define EXPECT_FAILS(statement, type, error, text, ...)                                            \
     do {                                                                                           \
         const std::string strText(text);                                                           \
@@ -394,7 +394,7 @@ class clIdleThreads : public clThreadsBase
                          strText + (strText.back() == ' ' ? strerror(error) : ""));                \
     } while (false)
 
-TEST(failing_calls, SayWhichOneItWas)
+TEST(failing_calls, AreNamedInTheText)
 {
     const uint16_t auUnits[] = {'x', 0};
     EXPECT_FAILS(clString::FromLatin1("x"), clXString, EMFILE,
@@ -438,7 +438,7 @@ TEST(failing_calls, SayWhichOneItWas)
                  "clThreadPool::ThreadPoolCreate(): pthread_create(): ", 2);
 }
 
-TEST(failing_calls, ThreadThatEndedSurvivesAFailedCreation)
+TEST(failing_calls, EndedThreadCanBeJoinedAfterAFailedCreate)
 {
     clIdleThread thread;
     thread.Create(&thread, false);

@@ -10,7 +10,7 @@ using namespace std::string_literals;
 namespace
 {
 
-// The cursor over a text that outlives it.
+// A cursor over borrowed text.
 struct Cursor : clID3base {
     explicit Cursor(const std::string &strSource)
     {
@@ -23,8 +23,8 @@ struct Cursor : clID3base {
 
 } // namespace
 
-// The other integers are read by frames and tags.
-TEST(clID3base, SynchsafeIntegersAreReadWholeOrNotAtAll)
+// The tests of frames and tags cover the other integers.
+TEST(clID3base, SynchsafeIntegersAreReadCompletely)
 {
     EXPECT_EQ(257U, Cursor("\0\2\1x"s).ReadSS3());
     EXPECT_EQ(0xFFFFFFFF, Cursor("\x7F\x7F\x7F\x7F\x7Fx"s).ReadSS5());

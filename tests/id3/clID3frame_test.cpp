@@ -14,7 +14,7 @@ using namespace std::string_literals;
 namespace
 {
 
-// Reads a frame at the cursor, which moves to its end.
+// Reads a frame at the cursor and moves that after it.
 std::unique_ptr<clID3frame> Read(uint8_t uMajor, const uint8_t *&cpCursor, uint64_t &uRemaining)
 {
     if (uMajor == 2) {
@@ -39,7 +39,7 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
         {4, 0, "TIT2", "\0\xE9\0x"s, "\xC3\xA9", "\xE9\0x\0\0"s, ""},
         {4, 0, "TIT2", "\1\xFF\xFE\xE9\0A\0"s, "\xC3\xA9\x41", "\xFF\xFE\xE9\0A\0\0\0"s, ""},
         {4, 0, "TIT2", "\2\xFE\xFF\0A\0\0\0B"s, "A", "\xFE\xFF\0A\0\0\0B\0\0"s, ""},
-        // Encoding 2 has its highest byte first in every version, unless a mark says otherwise.
+        // Encoding 2 is big-endian in every version, unless it has a mark.
         {4, 0, "TIT2", "\2\0A\0b"s, "Ab", "\0A\0b\0\0"s, ""},
         {3, 0, "TIT2", "\2\0A\0b"s, "Ab", "\0A\0b\0\0"s, ""},
         {2, 0, "TT2", "\2\0A\0b\0"s, "Ab", "\0A\0b\0\0\0"s, ""},
@@ -47,21 +47,21 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
         {3, 0, "TIT2", "\2\xD8\x3D\xDE\0"s, "\xF0\x9F\x98\x80", "\xD8\x3D\xDE\0\0\0"s, ""},
         {4, 0, "TIT2", "\2\0\0\0A"s, "", "\0\0\0A\0\0"s, ""},
         {2, 0, "TT2", "\2"s, "", "\0\0"s, ""},
-        // Encoding 1 and what stands for it lack their mark in this machine's order.
+        // Encoding 1, or a higher one in older versions, without a mark is in the machine's order.
         {4, 0, "TIT2", "\1\0A"s, "\xE4\x84\x80", "\0A\0\0"s, ""},
         {3, 0, "TIT2", "\3\0A"s, "\xE4\x84\x80", "\0A\0\0"s, ""},
-        // Only the newest version knows UTF-8.
+        // Only ID3v2.4 has UTF-8.
         {4, 0, "TIT2", "\3\xC3\xA9"s, "\xC3\xA9", "\xC3\xA9\0\0"s, ""},
         {3, 0, "TIT2", "\3\xFF\xFE\x41\0"s, "A", "\xFF\xFE\x41\0\0\0"s, ""},
-        // A text of odd length goes on with the zeros that are stored behind it.
+        // Text of odd length uses the zeros that are stored after it.
         {4, 0, "TIT2", "\1\xFF\xFE\x41\0B"s, "AB", "\xFF\xFE\x41\0B\0\0"s, ""},
         {3, 0, "TIT2", "\1"s, "", "\0\0"s, ""},
         {4, 0, "WOAR", "http", "http", "http\0"s, ""},
         {2, 0, "WAR", "http", "htt", "htt\0"s, ""},
         {4, 0, "TXXX", "\3a\0b"s, "", "\3a\0b"s, ""},
         {4, 4, "APIC", "\0a/b\0\4\xE9\0d\0ta"s, "\xC3\xA9", "d\0ta"s, "a/b"},
-        // The description may end with the tag. In units it loses its first byte, and with it the
-        // mark: this machine's order is taken. It ends at a zero unit, or before half a one.
+        // The description may end with the tag. In UTF-16 its first byte is zero, so it has no mark
+        // and is in the machine's order. It ends at a zero unit or before a single byte.
         {3, 0, "APIC", "\0\0\0ab"s, "ab", "", ""},
         {4, 3, "APIC", "\2\0\3\xFE\xFF\0A\0\0xy"s, "\xEF\xBC\x80\xE4\x84\x80", "xy", ""},
         {4, 0, "APIC", "\1\0\0\xFF\xFE\x41\0z"s, "\xEF\xB8\x80\x41", "z", ""},
@@ -86,7 +86,7 @@ TEST(clID3frame, BodiesAreDecodedByIdAndVersion)
     }
 }
 
-TEST(clID3frame, FaultsLeaveTheCallersCursor)
+TEST(clID3frame, FailuresLeaveTheCursor)
 {
     const std::string strLeft = "(): not enough data left";
     const std::tuple<uint8_t, std::string, std::string> aRows[] = {
@@ -96,9 +96,9 @@ TEST(clID3frame, FaultsLeaveTheCallersCursor)
         {2, "TT2\0\0"s, "clID3base::ReadWord24" + strLeft},
         {3, "TIT2\xFF\xFF\xFF\xFF\0\0x"s, "clID3frame3::clID3frame3(): insufficient data"},
         {2, "TT2\0\0\2x"s, "clID3frame2::clID3frame2(): insufficient data"},
-        // A text of size 0 takes the first byte of the next frame for its encoding.
+        // A text of size 0 reads its encoding from the next frame.
         {4, "TIT2\0\0\0\0\0\0"s, "clID3base::ReadByte" + strLeft},
-        // The strings of a picture end with the tag and not with the frame.
+        // The strings of a picture may continue after the frame.
         {4, "APIC\0\0\0\1\0\0\0"s, "clID3base::ReadString" + strLeft},
         {4, "APIC\0\0\0\5\0\0\0a\0\3b\0"s, "clID3frame::clID3frame(): header size mismatch"},
         {3, "APIC\0\0\0\5\0\0\0a\0\3b\0"s, "clID3frame3::clID3frame3(): header size mismatch"},

@@ -27,7 +27,7 @@ struct Tag : clID3tag {
     }
 };
 
-// A tag of fewer than 128 bytes with frames of all kinds.
+// A tag of fewer than 128 bytes with a frame of each kind.
 ID3Builder FullTag(uint8_t uMajor, const std::string &strExtendedHeader = "")
 {
     const bool bShort = uMajor == 2;
@@ -51,20 +51,21 @@ void ExpectFullTag(const Tag &tag)
 
 } // namespace
 
-TEST(clID3tag, FramesGoOnToPaddingFooterOrTheEnd)
+TEST(clID3tag, FramesEndAtPaddingFooterOrTheEnd)
 {
     for (const uint8_t uMajor : std::vector<uint8_t>{2, 3, 4}) {
-        // The footer is the last ten bytes, whatever lies between.
+        SCOPED_TRACE(int{uMajor});
+        // The footer is the last ten bytes, after any padding.
         ExpectFullTag(Tag(FullTag(uMajor).Bytes(std::string(12, 0)).Flags(0x10)));
-        // The size in the header does not end the frames; too few bytes for one more do.
+        // Too few bytes for another frame end the frames; the size in the header does not.
         ExpectFullTag(
             Tag(FullTag(uMajor).Bytes(std::string(uMajor == 2 ? 5 : 9, 'X')).SetByte(9, 0)));
-        // Padding is as many zeros as an id has characters.
+        // An id of zeros begins the padding.
         ExpectFullTag(Tag(FullTag(uMajor).Bytes(std::string(uMajor == 2 ? 3 : 4, 0) + "XXXX")));
     }
 }
 
-TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
+TEST(clID3tag, ChecksHeadersAndFooter)
 {
     const std::string strParse = "clID3tag::Parse(): ";
     const ID3Builder full = FullTag(4);
@@ -76,7 +77,7 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
         {ID3Builder(full).SetByte(4, 1).Truncate(5), 0, ""},
         {ID3Builder(full).Flags(0xFF), 0, ""},
         {ID3Builder(full).Truncate(40), 0, strParse + "incomplete data"},
-        // Too short for header and footer: what would be left of it wraps, and the tag passes.
+        // Too short for header and footer: the difference wraps, and the size check passes.
         {ID3Builder().Flags(0x10).Truncate(19), 0, strParse + "no footer, incomplete data"},
         {ID3Builder(full).Flags(0x10).Bytes("\0\0\0\0"s).SetByte(-8, 'X'), 5,
          strParse + "invalid footer"},
@@ -87,20 +88,20 @@ TEST(clID3tag, HeadersAndFooterDecideOnFramesAndFaults)
         {ID3Builder(extended).Bytes("\0\0\0\7\1\x20\4"s), 0, strParse + "CRC32 size != 5"},
         {ID3Builder(extended).Bytes("\0\0\0\7\1\x10\0"s), 0, strParse + "restrictions size != 1"},
     };
-    for (const auto &[builder, sizeFrames, strMessage] : aRows) {
+    for (const auto &[builder, uFrames, strMessage] : aRows) {
         SCOPED_TRACE(testing::PrintToString(builder.Build()));
-        // What an earlier parse has left is gone, what a failing one has read stays.
+        // Parse removes earlier frames; a failing one keeps those that it has read.
         Tag tag(FullTag(2));
         if (strMessage.empty()) {
             tag.Parse(builder);
         } else {
             EXPECT_THROW_MSG(tag.Parse(builder), clXID3tag, strMessage);
         }
-        EXPECT_EQ(sizeFrames, tag.mapFrames.size());
+        EXPECT_EQ(uFrames, tag.mapFrames.size());
     }
 }
 
-TEST(clID3tag, TheInputMayLieInAFrameOfTheSameTag)
+TEST(clID3tag, InputMayBeAFrameOfTheSameTag)
 {
     const auto inner = FullTag(3).Build();
     Tag tag(ID3Builder().Frame("APIC", "\0\0\0\0"s.append(inner.begin(), inner.end())));
@@ -110,8 +111,7 @@ TEST(clID3tag, TheInputMayLieInAFrameOfTheSameTag)
 
 TEST(clID3tag, FieldsTakeTheFirstFrameOfTheFirstId)
 {
-    // The text of a frame is its id and its place among the frames; expected are title, composer,
-    // performer and album.
+    // The text of each frame is its id and its index. Expected: title, composer, performer, album.
     const std::tuple<uint8_t, std::vector<const char *>, const char *> aRows[] = {
         {4, {"TALB", "TIT2", "TIT2", "TALB"}, "TIT21,,,TALB0"},
         {4, {"TPE3", "TPE1", "TPE2"}, ",TPE11,TPE22,"},
@@ -119,10 +119,11 @@ TEST(clID3tag, FieldsTakeTheFirstFrameOfTheFirstId)
         {2, {"TP3", "TP2", "TP1", "TT2", "TAL"}, "TT23,TP12,TP21,TAL4"},
     };
     for (const auto &[uMajor, ids, cpFields] : aRows) {
+        SCOPED_TRACE(cpFields);
         ID3Builder builder(uMajor);
-        int iPlace = 0;
+        int iIdx = 0;
         for (const char *cpId : ids) {
-            builder.Text(cpId, cpId + std::to_string(iPlace++));
+            builder.Text(cpId, cpId + std::to_string(iIdx++));
         }
         const Tag tag(builder);
         const clString strFields = tag.GetTitle() + "," + tag.GetComposer() + "," +
@@ -131,7 +132,7 @@ TEST(clID3tag, FieldsTakeTheFirstFrameOfTheFirstId)
     }
 }
 
-TEST(clID3tag, TheTrackIsTheNumberBeforeTheSlash)
+TEST(clID3tag, TrackIsTheNumberBeforeTheSlash)
 {
     const std::pair<const char *, int> aRows[] = {{"-7/12", -7}, {"010/20", 8}, {"7/1/2", 7},
                                                   {"/12", 0},    {"7 ", 0},     {"x", 0}};
@@ -140,9 +141,9 @@ TEST(clID3tag, TheTrackIsTheNumberBeforeTheSlash)
     }
 }
 
-TEST(clID3tag, ThePictureIsTheFirstCoverOrOneOfNoKind)
+TEST(clID3tag, PictureIsTheFirstCoverOrUnspecifiedOne)
 {
-    // The picture that is chosen is counted from 1.
+    // The types, and the index of the chosen picture from 1, which is also its size.
     const std::pair<std::vector<uint8_t>, uint64_t> aRows[] = {
         {{}, 0}, {{1, 2, 4, 255}, 0}, {{4, 0, 3}, 2}, {{0, 3}, 1}, {{4, 3, 0}, 2}};
     for (const auto &[types, uChosen] : aRows) {
@@ -152,7 +153,8 @@ TEST(clID3tag, ThePictureIsTheFirstCoverOrOneOfNoKind)
             builder.Frame("APIC", "\0\0"s + char(uType) + '\0' + (strData += 'x'));
         }
         const Tag tag(builder);
-        EXPECT_EQ(uChosen, tag.GetPictureSize()) << testing::PrintToString(types);
+        SCOPED_TRACE(testing::PrintToString(types));
+        EXPECT_EQ(uChosen, tag.GetPictureSize());
         EXPECT_STREQ(uChosen == 0 ? nullptr : "", tag.GetPictureMimeType());
     }
 }

@@ -10,6 +10,7 @@ TEST(CreateStreamReader, OpensAllButHttpNamesAsFiles)
     const clXFileIO missing("clStreamReaderFile::clStreamReaderFile(): clFileIO::Open(): open()",
                             ENOENT);
     for (const char *cpName : {"HTTP://x", "./http:x", "file:http:x"}) {
+        SCOPED_TRACE(cpName);
         EXPECT_THROW_MSG(CreateStreamReader(cpName), clXStreamReader, missing.what());
     }
     EXPECT_THROW_MSG(CreateStreamReader("http:x"), clXStreamReader,

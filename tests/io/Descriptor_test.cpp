@@ -11,14 +11,14 @@
 namespace
 {
 
-// Cancels the calling thread, which has put that off so far and now ends at the next point for it.
+// Cancels the calling thread and enables cancellation: it ends at the next cancellation point.
 void CancelSelf()
 {
     pthread_cancel(pthread_self());
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
 }
 
-/** Closes a descriptor with CancelSelf() right before it. */
+/** A function that calls CancelSelf() and then closes a descriptor. */
 struct closing_t {
     const char *cpName;
     void (*fnClose)(const char *cpPath);
@@ -41,7 +41,7 @@ constexpr auto READ = clFileIO::ACCESS_READ;
 
 } // namespace
 
-TEST(Descriptor, PendingCancellationWaitsUntilAfterTheClose)
+TEST(Descriptor, ClosingDefersAPendingCancellation)
 {
     closing_t aRows[] = {
         {"~clFileIO",
@@ -85,6 +85,6 @@ TEST(Descriptor, PendingCancellationWaitsUntilAfterTheClose)
         void *pResult = nullptr;
         pthread_join(thread, &pResult);
         EXPECT_TRUE(closing.bReturned);
-        EXPECT_EQ(PTHREAD_CANCELED, pResult) << "the cancellation is lost";
+        EXPECT_EQ(PTHREAD_CANCELED, pResult) << "cancellation lost";
     }
 }

@@ -19,7 +19,7 @@ namespace
 constexpr auto READ = clFileIO::ACCESS_READ;
 constexpr auto READWRITE = clFileIO::ACCESS_READWRITE;
 
-/** Shows its inside. */
+/** Makes protected members public. */
 struct clProbeFile : clFileIO {
     using clFileIO::clFileIO;
     using clFileIO::iFileH;
@@ -27,8 +27,8 @@ struct clProbeFile : clFileIO {
     using clFileIO::strFileName;
 };
 
-// What is thrown, with the system's words when it has an error number.
-std::string Says(const std::string &strText, int iErrorNumber = 0)
+// The text of an exception of clFileIO, with the system's text for an error number.
+std::string FileText(const std::string &strText, int iErrorNumber = 0)
 {
     const std::string strWhole = "clFileIO::" + strText;
     return iErrorNumber == 0 ? strWhole : clXFileIO(strWhole.c_str(), iErrorNumber).what();
@@ -43,15 +43,16 @@ bool IsMapped(void *pMapping)
 
 TEST(clFileIO, OpenTranslatesAccessAndOptions)
 {
-    // The flags of the descriptor, and what is left of three bytes.
+    // Access, options, flags of the descriptor, remaining bytes of three.
     const std::tuple<int, int, int, size_t> aRows[] = {
         {0, 16 | 32, O_RDONLY, 3}, {1, 4 | 8, O_WRONLY, 0}, {2, 2, O_RDWR | O_SYNC, 3}};
     const TempFolder folder;
-    for (const auto &[iAccess, iOptions, iFlags, sizeLeft] : aRows) {
+    for (const auto &[iAccess, iOptions, iFlags, sizeRest] : aRows) {
+        SCOPED_TRACE(iOptions);
         const std::string strPath = folder.Write("file", {1, 2, 3});
         const clProbeFile file(strPath.c_str(), static_cast<clFileIO::access_t>(iAccess), iOptions);
         EXPECT_EQ(iFlags, fcntl(file.iFileH, F_GETFL) & (O_ACCMODE | O_SYNC | O_APPEND));
-        EXPECT_EQ(sizeLeft, folder.Read("file").size());
+        EXPECT_EQ(sizeRest, folder.Read("file").size());
     }
 }
 
@@ -64,33 +65,33 @@ TEST(clFileIO, OpenClosesTheOldFileFirst)
     EXPECT_FALSE(IsMapped(pMapping));
     EXPECT_EQ(folder.Path("old"), file.strFileName.c_str());
     EXPECT_THROW_MSG(file.Open(folder.Path("old").c_str(), READ, 1 | 4), clXFileIO,
-                     Says("Open(): open()", EEXIST));
+                     FileText("Open(): open()", EEXIST));
     EXPECT_FALSE(file.IsOpen());
     EXPECT_THROW_MSG(file.Open("", static_cast<clFileIO::access_t>(3), 4), clXFileIO,
-                     Says("Open(): BUG: unknown access_t"));
+                     FileText("Open(): BUG: unknown access_t"));
 }
 
 TEST(clFileIO, FailedCloseKeepsTheDescriptorUntilItIsDetached)
 {
     const TempFolder folder;
     const std::string strPath = folder.Write("file", {1});
-    const std::string strText = Says("Close(): close()", EBADF);
+    const std::string strText = FileText("Close(): close()", EBADF);
     clProbeFile file(strPath.c_str(), READ, 0);
     close(file.iFileH);
     EXPECT_THROW_MSG(file.Close(), clXFileIO, strText);
     EXPECT_TRUE(file.IsOpen());
     file.Detach();
 
-    // The destructor throws too, unless another exception is on its way.
-    const auto Leave = [&](bool bThrowing) {
+    // The destructor throws as well, except during unwinding.
+    const auto Destroy = [&](bool bThrowing) {
         const clProbeFile left(strPath.c_str(), READ, 0);
         close(left.iFileH);
         if (bThrowing) {
             throw clXFileIO("first");
         }
     };
-    EXPECT_THROW_MSG(Leave(false), clXFileIO, strText);
-    EXPECT_THROW_MSG(Leave(true), clXFileIO, "first");
+    EXPECT_THROW_MSG(Destroy(false), clXFileIO, strText);
+    EXPECT_THROW_MSG(Destroy(true), clXFileIO, "first");
 }
 
 TEST(clFileIO, CloseDeletesAMarkedFile)
@@ -102,7 +103,7 @@ TEST(clFileIO, CloseDeletesAMarkedFile)
     EXPECT_FALSE(clFileIO::Exists(folder.Path("file").c_str()));
 }
 
-TEST(clFileIO, SizesAndSeeksAreThoseOfTheSystem)
+TEST(clFileIO, SizesAndSeeks)
 {
     const TempFolder folder;
     const std::string strPath = folder.Write("file", {1, 2, 3});
@@ -113,14 +114,14 @@ TEST(clFileIO, SizesAndSeeksAreThoseOfTheSystem)
     EXPECT_EQ(8, file.Seek(clFileIO::SEEK_POINT_END, -2));
     EXPECT_EQ(9, file.Seek(clFileIO::SEEK_POINT_CURRENT, 1));
     EXPECT_THROW_MSG(file.Seek(clFileIO::SEEK_POINT_START, -1), clXFileIO,
-                     Says("Seek(): lseek()", EINVAL));
+                     FileText("Seek(): lseek()", EINVAL));
     EXPECT_THROW_MSG(file.Seek(static_cast<clFileIO::seekpoint_t>(3), 0), clXFileIO,
-                     Says("Seek(): BUG: unknown seekpoint_t"));
+                     FileText("Seek(): BUG: unknown seekpoint_t"));
     file.Close();
-    EXPECT_THROW_MSG(file.Size(), clXFileIO, Says("Size(): fstat()"));
-    EXPECT_THROW_MSG(file.Write("x", 1), clXFileIO, Says("Write(): write()", EBADF));
+    EXPECT_THROW_MSG(file.Size(), clXFileIO, FileText("Size(): fstat()"));
+    EXPECT_THROW_MSG(file.Write("x", 1), clXFileIO, FileText("Write(): write()", EBADF));
     EXPECT_THROW_MSG(clFileIO::GetSize(folder.Path("none").c_str()), clXFileIO,
-                     Says("GetSize(): stat()", ENOENT));
+                     FileText("GetSize(): stat()", ENOENT));
 }
 
 TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
@@ -131,15 +132,16 @@ TEST(clFileIO, MappingsAreSharedAndEndWithCloseOrUnmap)
     auto *const pFirst = static_cast<uint8_t *>(file.Map(0, sizePage, READWRITE, 0));
     void *const pSecond = file.Map(static_cast<off_t>(sizePage), sizePage, READ, 1 | 4);
     EXPECT_THROW_MSG(file.Unmap(pFirst, sizePage - 1), clXFileIO,
-                     Says("Unmap(): mapping size mismatch"));
+                     FileText("Unmap(): mapping size mismatch"));
     pFirst[1] = 7;
     EXPECT_EQ(7, folder.Read("file").at(1));
     file.Unmap(pFirst, sizePage);
     EXPECT_FALSE(IsMapped(pFirst));
-    EXPECT_THROW_MSG(file.Unmap(pFirst, sizePage), clXFileIO, Says("Unmap(): mapping not found"));
+    EXPECT_THROW_MSG(file.Unmap(pFirst, sizePage), clXFileIO,
+                     FileText("Unmap(): mapping not found"));
     file.Close();
     EXPECT_FALSE(IsMapped(pSecond));
-    EXPECT_THROW_MSG(file.Map(0, 1, READ, 0), clXFileIO, Says("Map(): mmap()", EBADF));
+    EXPECT_THROW_MSG(file.Map(0, 1, READ, 0), clXFileIO, FileText("Map(): mmap()", EBADF));
 }
 
 TEST(clFileIO, DetachKeepsMappingsForCloseAndTheDestructor)
@@ -150,6 +152,7 @@ TEST(clFileIO, DetachKeepsMappingsForCloseAndTheDestructor)
     {
         clProbeFile file;
         for (const bool bClose : {true, false}) {
+            SCOPED_TRACE(bClose);
             file.Open(strPath.c_str(), READ, 0);
             pMapping = file.Map(0, 1, READ, 0);
             close(file.iFileH);
@@ -164,7 +167,7 @@ TEST(clFileIO, DetachKeepsMappingsForCloseAndTheDestructor)
     EXPECT_FALSE(IsMapped(pMapping));
 }
 
-TEST(clFileIO, ShortWriteNamesWhatRefusedTheRest)
+TEST(clFileIO, ShortWriteReportsTheCause)
 {
     constexpr off_t LIMIT = 1 << 20;
     const TempFolder folder;
@@ -175,9 +178,9 @@ TEST(clFileIO, ShortWriteNamesWhatRefusedTheRest)
     const rlimit limitOld = limit;
     limit.rlim_cur = LIMIT;
     setrlimit(RLIMIT_FSIZE, &limit);
-    // Its default action would end the process.
+    // With the default action, the signal would end the process.
     std::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_THROW_MSG(file.Write("ab", 2), clXFileIO, Says("Write(): write()", EFBIG));
+    EXPECT_THROW_MSG(file.Write("ab", 2), clXFileIO, FileText("Write(): write()", EFBIG));
     setrlimit(RLIMIT_FSIZE, &limitOld);
     EXPECT_EQ(LIMIT, file.Size());
 }

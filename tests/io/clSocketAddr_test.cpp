@@ -20,7 +20,7 @@ std::string Detect(const char *cpText)
 
 } // namespace
 
-TEST(clSocketAddr, FamiliesDescribeAndGuardThemselves)
+TEST(clSocketAddr, FamiliesHaveNamesTextsAndSizeChecks)
 {
     clSocketAddrLocal addrLocal;
     clSocketAddrIPv4 addrIPv4;
@@ -33,6 +33,7 @@ TEST(clSocketAddr, FamiliesDescribeAndGuardThemselves)
         {addrIPv6, "clSocketAddrIPv6", "ipv6", 10, "::1:8080"},
     };
     for (const auto &[addr, strClass, cpName, iFamily, cpText] : aRows) {
+        SCOPED_TRACE(cpName);
         EXPECT_STREQ(cpName, addr.GetFamilyName());
         EXPECT_EQ(iFamily, addr.GetFamily());
         EXPECT_STREQ(cpText, addr.AsStringPort().c_str());
@@ -63,13 +64,14 @@ TEST(clSocketAddrDetect, ChoosesByTextOrSize)
     EXPECT_EQ("127.0.0.1:0", Detect("127.0.0.1"));
     EXPECT_EQ("127.0.0.1:65535", Detect("127.0.0.1:65535"));
     EXPECT_THROW_MSG(Detect(":80"), clXSocketAddr, "clSocketAddrDetect::GetAddr(): syntax error");
-    // The code is the resolver's.
+    // The error number is the resolver's code.
     EXPECT_THROW_MSG(
         Detect(""), clXSocketAddr,
         clXSocketAddr("clSocketAddrDetect::GetAddr(): getaddrinfo()", EAI_NONAME).what());
     const sockaddr_storage raw = {};
     const auto *spRaw = reinterpret_cast<const sockaddr *>(&raw);
     for (const socklen_t size : {16U, 28U, 110U}) {
+        SCOPED_TRACE(size);
         const std::unique_ptr<clSocketAddr> pAddr(clSocketAddrDetect::GetAddr(spRaw, size));
         EXPECT_EQ(size, pAddr->GetSize());
         EXPECT_THROW_MSG(clSocketAddrDetect::GetAddr(spRaw, size + 1), clXSocketAddr,
@@ -77,7 +79,7 @@ TEST(clSocketAddrDetect, ChoosesByTextOrSize)
     }
 }
 
-TEST(clSocketAddr, CopiesAndTheBaseStandAlone)
+TEST(clSocketAddr, CopiesHostNamesAndTheBase)
 {
     clSocketAddrIPv6 addr;
     addr.Set("::1", 80);
@@ -85,7 +87,7 @@ TEST(clSocketAddr, CopiesAndTheBaseStandAlone)
     EXPECT_STREQ("::1:80", addr.AsStringPort().c_str());
     const std::string strPort = addr.AsHostNamePort().c_str();
     EXPECT_EQ(std::string(addr.AsHostName().c_str()) + ":80", strPort);
-    EXPECT_NE(":80", strPort) << "whatever the resolver calls it";
+    EXPECT_NE(":80", strPort) << "a name or the numeric address";
     struct : clSocketAddr {
     } none;
     none.Set(addr.GetSockAddr(), addr.GetSize());

@@ -24,7 +24,7 @@ struct Socket : clSocket {
     explicit Socket(int iFamily, int iType = SOCK_STREAM) { Create(iFamily, iType, 0); }
 };
 
-// A socket with a free port of 127.0.0.1.
+// A socket bound to a free port of 127.0.0.1.
 struct Bound : Socket {
     std::unique_ptr<clSocketAddr> pAddr;
 
@@ -39,7 +39,7 @@ struct Bound : Socket {
 };
 
 struct Listener : Bound {
-    // With room for one connection that is not accepted yet.
+    // The backlog has room for one connection.
     Listener() : Bound(SOCK_STREAM) { Listen(0); }
 };
 
@@ -51,12 +51,13 @@ struct Pair {
     Pair() { near.CreatePair(AF_LOCAL, SOCK_STREAM, 0, far); }
 };
 
-// A call and the start of what it says when it fails.
+// A call and the text of its failure, without the class and the system's part.
 using calls_t = std::vector<std::pair<std::string, std::function<void()>>>;
 
 void ExpectFailures(int iErrorNumber, const calls_t &calls)
 {
     for (const auto &[strText, call] : calls) {
+        SCOPED_TRACE(strText);
         const clXSocket failure(("clSocket::" + strText).c_str(), iErrorNumber);
         EXPECT_THROW_MSG(call(), clXSocket, failure.what());
     }
@@ -91,7 +92,7 @@ TEST(clSocket, FailingCallsNameThemselves)
     EXPECT_THROW_MSG(sock.SetBlocking(true), clXSocket, "clSocket::SetBlocking(): fcntl(F_GETFL)");
     ExpectFailures(EAFNOSUPPORT, {{"Create(): socket()", [&] { sock.Create(-1, 1, 0); }}});
 
-    // A peer that has vanished is no signal.
+    // A closed peer raises no signal.
     Pair pair;
     pair.far.Close();
     ExpectFailures(EPIPE,
@@ -103,7 +104,7 @@ TEST(clSocket, FailingCallsNameThemselves)
                    });
 }
 
-TEST(clSocket, WriteTakesAPipeWhoseEndIsNoSignal)
+TEST(clSocket, WriteToAPipeRaisesNoSignal)
 {
     int aPipeH[2];
     ASSERT_EQ(0, pipe(aPipeH));
@@ -125,11 +126,12 @@ TEST(clSocket, WriteTakesAPipeWhoseEndIsNoSignal)
     pthread_sigmask(SIG_BLOCK, nullptr, &set);
     EXPECT_FALSE(sigismember(&set, SIGPIPE));
 
-    // A signal that the caller keeps pending is not taken from it.
+    // A signal that the caller has pending stays pending.
     sigemptyset(&set);
     sigaddset(&set, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     for (const bool bRaised : {false, true}) {
+        SCOPED_TRACE(bRaised);
         if (bRaised) {
             raise(SIGPIPE);
         }
@@ -156,7 +158,7 @@ TEST(clSocket, DescriptorsAreOwned)
     ExpectFailures(EBADF, {{"Close(): close()", [&] { pair.near.Close(); }}});
 }
 
-TEST(clSocket, WaitsRefuseDescriptorsThatFitInNoSet)
+TEST(clSocket, WaitsRefuseDescriptorsOutOfRange)
 {
     clSocket sock;
     sock.bAutoClose = false;
@@ -176,12 +178,13 @@ TEST(clSocket, WaitsRefuseDescriptorsThatFitInNoSet)
             {"clSocketOp::WaitWrite()", [&] { clSocketOp::WaitWrite(&iSockH, 1, 0); }},
         };
         for (const auto &[strText, call] : calls) {
+            SCOPED_TRACE(strText);
             EXPECT_THROW_MSG(call(), clXSocket, strText + strReason);
         }
     }
 }
 
-TEST(clSocketOp, WaitsCountMasksModulo32)
+TEST(clSocketOp, MaskBitsAreModulo32)
 {
     Pair quiet;
     Pair ready;
@@ -199,10 +202,11 @@ TEST(clSocket, GetLineEndsAtLineFeedOrZero)
     pair.far.Send("a\rb\r\nX: a\0\n", 11, 0);
     clString strLine("old");
     for (const std::string strExpected : {"a", "X: a", ""}) {
+        SCOPED_TRACE(strExpected);
         EXPECT_EQ(static_cast<ssize_t>(strExpected.size()), pair.near.GetLine(strLine));
         EXPECT_EQ(strExpected, strLine.c_str());
     }
-    EXPECT_EQ(-1, pair.near.GetLine(strLine, 1)) << "not all bytes consumed";
+    EXPECT_EQ(-1, pair.near.GetLine(strLine, 1)) << "bytes left";
     pair.far.Send("half", 4, 0);
     pair.far.Close();
     EXPECT_EQ(0, pair.near.GetLine(strLine));
@@ -215,17 +219,17 @@ TEST(clSocket, TimedConnectRestoresBlocking)
     Socket first(AF_INET);
     EXPECT_TRUE(first.Connect(*listener.pAddr, 1000));
     listener.WaitRead();
-    // Nobody accepts, so the next one gets no answer.
+    // The backlog is full, so the next one gets no answer.
     Socket second(AF_INET);
     EXPECT_FALSE(second.Connect(*listener.pAddr, 20));
     Socket third(AF_LOCAL);
     ExpectFailures(EINVAL, {{"Connect(): connect()", [&] { third.Connect(*listener.pAddr, 9); }}});
     for (const clSocket *pSock : {&first, &second, &third}) {
-        EXPECT_EQ(0, fcntl(pSock->iSockH, F_GETFL) & O_NONBLOCK);
+        EXPECT_EQ(0, fcntl(pSock->iSockH, F_GETFL) & O_NONBLOCK) << pSock->iSockH;
     }
 }
 
-TEST(clSocket, AcceptTellsThePeerOrClosesIt)
+TEST(clSocket, AcceptReturnsThePeerAddressOrCloses)
 {
     Listener listener;
     clSocketAddr *pPeer = nullptr;
@@ -238,7 +242,7 @@ TEST(clSocket, AcceptTellsThePeerOrClosesIt)
     const std::unique_ptr<clSocketAddr> pName(client.GetSockName());
     EXPECT_STREQ(pName->AsStringPort().c_str(), pOwnedPeer->AsStringPort().c_str());
 
-    // A local peer has no name, which is of another size.
+    // The address of an unnamed local peer has another size.
     const TempFolder folder;
     clSocketAddrLocal addr;
     addr.Set(folder.Path("socket").c_str());
@@ -253,7 +257,7 @@ TEST(clSocket, AcceptTellsThePeerOrClosesIt)
     EXPECT_EQ(nullptr, pPeer);
 }
 
-TEST(clSocket, IsConnectedLooksAtErrorsFirst)
+TEST(clSocket, IsConnectedChecksErrorsFirst)
 {
     Listener listener;
     Socket near(AF_INET);
@@ -261,7 +265,7 @@ TEST(clSocket, IsConnectedLooksAtErrorsFirst)
     clSocket far;
     far.iSockH = listener.Accept();
     EXPECT_TRUE(near.IsConnected());
-    // The byte is still there to be peeked at when the reset has come.
+    // The byte can still be peeked after the reset.
     far.Send("x", 1, 0);
     const linger now = {1, 0};
     far.SetOption(SOL_SOCKET, SO_LINGER, &now, sizeof(now));
@@ -271,7 +275,7 @@ TEST(clSocket, IsConnectedLooksAtErrorsFirst)
     EXPECT_FALSE(near.IsConnected());
 }
 
-TEST(clSocket, DatagramsKeepTheirEndsAndTellTheirSender)
+TEST(clSocket, DatagramsKeepTheirSizeAndSender)
 {
     Bound near(SOCK_DGRAM);
     Bound far(SOCK_DGRAM);
@@ -310,6 +314,7 @@ TEST(clSocket, MulticastSettingsReachTheSystem)
         {IP_MULTICAST_IF, 4, htonl(INADDR_LOOPBACK)},
     };
     for (auto [iName, size, uExpected] : aRows) {
+        SCOPED_TRACE(iName);
         uint32_t uValue = 0;
         sock.GetOption(IPPROTO_IP, iName, &uValue, &size);
         EXPECT_EQ(uExpected, uValue);
@@ -319,7 +324,7 @@ TEST(clSocket, MulticastSettingsReachTheSystem)
     const std::string strOption = "SetOption(): setsockopt()";
     ExpectFailures(EADDRNOTAVAIL, {{strOption, [&] { sock.LeaveGroup(group, &near); }}});
 
-    // The family of the group decides; one that knows no groups does nothing.
+    // The group's family selects the level; a family without groups is ignored.
     clSocketAddrIPv6 group6;
     group6.Set("ff02::1", 0);
     EXPECT_THROW_MSG(sock.JoinGroup(group6, &near), clXSocket,

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-TEST(clStreamReaderFile, NamesStandForPaths)
+TEST(clStreamReaderFile, PathOfRemovesOnePrefix)
 {
     const std::pair<const char *, const char *> aRows[] = {
         {"file:///tmp/a.dff", "/tmp/a.dff"},
@@ -20,7 +20,7 @@ TEST(clStreamReaderFile, NamesStandForPaths)
     }
 }
 
-TEST(clStreamReaderFile, KnowsItsEnd)
+TEST(clStreamReaderFile, IsEOFAtTheEnd)
 {
     const TempFolder folder;
     clStreamReaderFile reader(clString(folder.Write("file", {0, 1, 2, 3, 4, 5}).c_str()));
@@ -30,7 +30,7 @@ TEST(clStreamReaderFile, KnowsItsEnd)
     EXPECT_FALSE(reader.IsEOF());
 }
 
-TEST(clStreamReader, SourcesThatCannotMoveSaySo)
+TEST(clStreamReader, UnsupportedOperationsThrow)
 {
     struct Pipe : clStreamReader {
         Pipe() : clStreamReader(clString("pipe")) {}
@@ -46,6 +46,7 @@ TEST(clStreamReader, SourcesThatCannotMoveSaySo)
         {"IsEOF(): invalid call", [](clStreamReader &reader) { reader.IsEOF(); }},
     };
     for (const auto &[cpText, fnCall] : aRows) {
+        SCOPED_TRACE(cpText);
         EXPECT_THROW_MSG(fnCall(stream), clXStreamReader, std::string("clStreamReader::") + cpText);
     }
     EXPECT_EQ(0, stream.GetSize());

@@ -2,6 +2,7 @@
 
 #include "base/clAlloc.h"
 #include "base/clException.h"
+#include "tests/support/EqualBytes.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/ScriptedServer.h"
 
@@ -41,6 +42,12 @@ std::string Repeat(const std::string &strText, int iTimes)
     return strAll;
 }
 
+void ExpectBytes(const std::string &strExpected, const std::string &strActual)
+{
+    EXPECT_TRUE(EqualBytes(std::vector<char>(strExpected.begin(), strExpected.end()),
+                           std::vector<char>(strActual.begin(), strActual.end())));
+}
+
 std::string ReadAll(clStreamReaderHTTP &reader, size_t sizePiece)
 {
     std::string strAll;
@@ -70,13 +77,13 @@ TEST(clStreamReaderHTTP, RequestsAreExact)
     EXPECT_EQ(expected, server.Requests());
 }
 
-TEST(clStreamReaderHTTP, HostAloneIsAskedAtPort80)
+TEST(clStreamReaderHTTP, DefaultPortIs80)
 {
     std::optional<ScriptedServer> server;
     try {
         server.emplace(std::vector<ServerAnswer>{{Head("200 OK")}}, uint16_t{80});
     } catch (const std::runtime_error &) {
-        GTEST_SKIP() << "port 80 is taken, or not for this user";
+        GTEST_SKIP() << "port 80 is in use, or not permitted";
     }
     const clProbe reader("http://127.0.0.1");
     EXPECT_EQ(0U, server->Requests().at(0).find("GET / HTTP/1.1\r\nHost: 127.0.0.1:80\r\n"));
@@ -96,7 +103,7 @@ TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
          "200 OK\nHeaders:\n\tDate: Mon, 01 Jan 2024 10:00:00 GMT\n\tX-A: 1\n\tContent-Length: 4\n"
          "\tContent-Type: text/plain\n\tX-A: 2\n\tContent-Type: audio/x-dff\n\n",
          "body", 4, "audio/x-dff"},
-        // Other cases of a name are kept, not understood; the first length counts.
+        // Names are case-sensitive; the first length other than 0 counts.
         {"HTTP/1.0 203 Not Authoritative\ncontent-type: a/b\ncontent-length: 9\n"
          "Content-Length: 0\nContent-Length: 2\nContent-Length: 7\n\nab",
          "203 Not\nHeaders:\n\tcontent-type: a/b\n\tcontent-length: 9\n"
@@ -107,12 +114,12 @@ TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
              "b",
          "200 OK\nHeaders:\n\t%s%n: %s%n\n\tno colon: \n\t: \n\t: x\n\tA: \n\tA: b\n\t\xff: "
          "?\n\n"},
-        // Controls of all kinds, but no part of a character in UTF-8.
+        // Control characters, also of UTF-8, but not the continuation bytes of other characters.
         {Head("200 \33c",
               "a\x1f: \x1b[2J\tb\x7f\x9b.\r\nb: \xc3\x9b\xe2\x80\x93\xc2\x9b\xc2\xa9\r\n") +
              "b",
          "200 ?c\nHeaders:\n\ta?: ?[2J\tb??.\n\tb: \xc3\x9b\xe2\x80\x93\xc2?\xc2\xa9\n\n"},
-        // Numbers that are no size leave it unknown.
+        // Invalid lengths leave the size unknown.
         {Head("200 OK", "Content-Length: -1\r\nContent-Length: 9223372036854775808\r\n"
                         "Content-Length: 99999999999999999999\r\n"
                         "Content-Length: -18446744073709551615\r\n") +
@@ -121,7 +128,7 @@ TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
          "\tContent-Length: 99999999999999999999\n\tContent-Length: -18446744073709551615\n\n"},
         {Head("200 OK", "Content-Length: 9223372036854775807\r\n") + "b",
          "200 OK\nHeaders:\n\tContent-Length: 9223372036854775807\n\n", "b", INT64_MAX},
-        // Lines of 65,536 bytes with their ends, and as many lines as a head may have.
+        // The longest line and the largest number of lines.
         {Head("200 OK", "A: " + strLong + "\r\n" + strLong + ": b\r\n") + "b",
          "200 OK\nHeaders:\n\tA: " + strLong + "\n\t" + strLong + ": b\n\n"},
         {Head("200 OK", Repeat("A:b\n", 1000)) + "b",
@@ -143,6 +150,7 @@ TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
 TEST(clStreamReaderHTTP, BadUrlsAreRefused)
 {
     for (const char *cpUrl : {"http:/x", "HTTP://x/", "https://x/", "http:///x"}) {
+        SCOPED_TRACE(cpUrl);
         EXPECT_THROW_MSG(clProbe reader(cpUrl), clXStreamReader,
                          "clStreamReaderHTTP::clStreamReaderHTTP(): invalid URL");
     }
@@ -169,7 +177,7 @@ TEST(clStreamReaderHTTP, AnswersThatAreRefused)
         {Head("404 \33[2J\x9b"), strGetHead + "?[2J?", "404 ?[2J?\n"},
         {"HTTP/1.1 200 " + std::string(65522, 'O') + "\r\n", strLongLine, ""},
         {strLine + std::string(65535, 'l') + "\r\n", strLongLine, strOK},
-        // A line that stays empty however much of it is read.
+        // A line of carriage returns has an empty text.
         {strLine + std::string(200000, '\r'), strLongLine, strOK},
         {strLine + Repeat("A:b\n", 1001) + "\n", strGetHead + "more than 1000 header lines",
          strOK + Repeat("\tA: b\n", 1000)},
@@ -190,7 +198,7 @@ TEST(clStreamReaderHTTP, AnswersThatAreRefused)
     }
 }
 
-TEST(clStreamReaderHTTP, RefusedConnectionsShowWhenTheRequestIsSent)
+TEST(clStreamReaderHTTP, RefusedConnectionsFailAtTheRequest)
 {
     const DescriptorCheck check;
     EXPECT_THROW_MSG(clProbe reader("http://127.0.0.1:1"), clXSocket,
@@ -207,22 +215,22 @@ TEST(clStreamReaderHTTP, ReadsAndSkipsAcrossSeeks)
                            {Answer("206 Partial", strBody.substr(299000))},
                            {Answer("200 OK", strBody)}});
     clProbe reader(server.Url("/a.dff"));
-    EXPECT_EQ(strBody, ReadAll(reader, 70001));
+    ExpectBytes(strBody, ReadAll(reader, 70001));
     reader.Seek(299000);
     EXPECT_EQ(300000, reader.GetSize());
     EXPECT_FALSE(reader.IsEOF());
-    EXPECT_EQ(strBody.substr(299000), ReadAll(reader, 999));
-    // Skip takes what is there already, so every read has to wait for all it asks for.
+    ExpectBytes(strBody.substr(299000), ReadAll(reader, 999));
+    // Skip does not wait, so SO_RCVLOWAT makes each read wait for a whole block.
     reader.Seek(0);
     const int iBlock = 65536;
     reader.sockConn.SetOption(SOL_SOCKET, SO_RCVLOWAT, &iBlock, sizeof(iBlock));
     EXPECT_EQ(70000, reader.Skip(70000));
-    EXPECT_EQ(strBody.substr(70000), ReadAll(reader, 65536));
+    ExpectBytes(strBody.substr(70000), ReadAll(reader, 65536));
     EXPECT_THROW_MSG(reader.Skip(-1), clXStreamReader, "clStreamReaderHTTP::Skip(): count < 0");
     EXPECT_THROW_MSG(reader.Skip(1), clXStreamReader, "clStreamReaderHTTP::Skip(): short read");
 }
 
-TEST(clStreamReaderHTTP, SeeksThatFailCloseTheConnection)
+TEST(clStreamReaderHTTP, FailedSeeksCloseTheConnection)
 {
     const std::string strBody(100, 'b');
     const std::string strMakeRequest = "clStreamReaderHTTP::MakeRequest(): ";
@@ -232,6 +240,7 @@ TEST(clStreamReaderHTTP, SeeksThatFailCloseTheConnection)
         {100, Head("416 Range Not Satisfiable"), "clStreamReaderHTTP::GetHead(): Range"},
     };
     for (const auto &[lPosition, strAnswer, strText] : aRows) {
+        SCOPED_TRACE(strText);
         const DescriptorCheck check;
         ScriptedServer server({{Answer("200 OK", strBody)}, {strAnswer}});
         clProbe reader(server.Url("/"));
@@ -247,7 +256,7 @@ TEST(clStreamReaderHTTP, SeeksThatFailCloseTheConnection)
     }
 }
 
-TEST(clStreamReaderHTTP, BodiesThatBreakOff)
+TEST(clStreamReaderHTTP, TruncatedAndStalledBodies)
 {
     const DescriptorCheck check;
     const std::string strAnswer = Head("200 OK", "Content-Length: 1000\r\n") + "short";
@@ -262,7 +271,7 @@ TEST(clStreamReaderHTTP, BodiesThatBreakOff)
                      "clStreamReaderHTTP::Read(): read timeout");
 }
 
-TEST(clStreamReaderHTTP, HeadsMayPauseForLongerThanBodies)
+TEST(clStreamReaderHTTP, HeadsMayPauseLongerThanBodies)
 {
     const std::string strHead = Head("200 OK", "A: b\r\n");
     ScriptedServer server(
@@ -271,9 +280,9 @@ TEST(clStreamReaderHTTP, HeadsMayPauseForLongerThanBodies)
     EXPECT_EQ("body", ReadAll(reader, 1000));
 }
 
-TEST(clStreamReaderHTTP, BuffersOfAKnownSizeAreReadAtOnce)
+TEST(clStreamReaderHTTP, KnownSizesAreReadInOneRequest)
 {
-    // A reader that asks for the first MiB alone waits at its end, for a second at most.
+    // The server pauses after 1 MiB for longer than a reader waits before a read.
     const size_t sizePiece = 1 << 20;
     const std::string strBody(3 * sizePiece, 'b');
     const std::string strHead = Head("200 OK", "Content-Length: 9223372036854775807\r\n");
@@ -281,8 +290,8 @@ TEST(clStreamReaderHTTP, BuffersOfAKnownSizeAreReadAtOnce)
         {{strHead + strBody, ServerAnswer::CLOSE, {{strHead.size() + sizePiece, 1200}}}});
     clProbe reader(server.Url("/"));
     clAlloc buffer;
-    // A size that both announce and nobody sends takes no more than one tag can have.
+    // A false size takes at most 256 MiB.
     EXPECT_EQ(strBody.size(), reader.ReadFully(buffer, uint64_t{1} << 62));
     EXPECT_GE(256 << 20, buffer.GetSize());
-    EXPECT_EQ(strBody, std::string(static_cast<const char *>(buffer.GetPtr()), strBody.size()));
+    ExpectBytes(strBody, std::string(static_cast<const char *>(buffer.GetPtr()), strBody.size()));
 }

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 /**
- * Expects the statement to throw exactly the type with exactly the text; a derived type is a
- * failure, since callers choose their handlers by type.
+ * Expects the statement to throw exactly this type and text. A derived type is a failure, because
+ * callers select handlers by type.
  */
 #define EXPECT_THROW_MSG(statement, type, message)                                                 \
     do {                                                                                           \

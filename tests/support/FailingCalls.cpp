@@ -20,12 +20,12 @@
 namespace
 {
 
-// What follows is constant from the start, since allocations come before any constructor.
+// Initialised at compile time, because allocations happen before constructors run.
 thread_local failure_t tlsFailure = {nullptr, 0};
 thread_local unsigned uCalls = 0;
-std::atomic<long> lHeld = 0; // blocks, descriptors and the like, less those given back
+std::atomic<long> lHeld = 0; // blocks, descriptors and the like, minus those released
 
-// Counts a call; true when it has to fail, with its error in errno.
+// Counts a call; returns true and sets errno if it must fail.
 bool Fails(const char *cpCall)
 {
     if (tlsFailure.cpCall == nullptr || std::strcmp(tlsFailure.cpCall, cpCall) != 0) {
@@ -39,12 +39,12 @@ bool Fails(const char *cpCall)
     return true;
 }
 
-bool IsHit()
+bool WasReached()
 {
     return uCalls >= tlsFailure.uNth;
 }
 
-bool Shortens(size_t &size)
+bool HalvesIfShort(size_t &size)
 {
     const bool bShort = tlsFailure.iError == failure_t::SHORT;
     size = bShort ? (size + 1) / 2 : size;
@@ -53,9 +53,9 @@ bool Shortens(size_t &size)
 
 } // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
-// NOLINTBEGIN(bugprone-macro-parentheses): types and lists of parameters take none.
-// NOLINTBEGIN(performance-no-int-to-ptr): iconv_open() has such a value for its error.
+// NOLINTBEGIN(bugprone-reserved-identifier): names required by the linker.
+// NOLINTBEGIN(bugprone-macro-parentheses): types and parameter lists cannot have parentheses.
+// NOLINTBEGIN(performance-no-int-to-ptr): the error value of iconv_open().
 
 #define WRAP(type, name, parameters, body)                                                         \
     extern "C" type __real_##name parameters;                                                      \
@@ -65,23 +65,23 @@ bool Shortens(size_t &size)
         body                                                                                       \
     }
 
-// A call that does not happen when it fails; what it returns then may be errno.
+// A call that is not made when it must fail; the result is then `failed`, which may be errno.
 #define CALL(type, name, failed, parameters, arguments)                                            \
     WRAP(type, name, parameters, return Fails(#name) ? (failed) : __real_##name arguments;)
 
-// A call that may move fewer bytes than u.
+// A call that may transfer fewer than u bytes.
 #define TRANSFER(name, parameters, arguments)                                                      \
     WRAP(ssize_t, name, parameters,                                                                \
-         return Fails(#name) && !Shortens(u) ? -1 : __real_##name arguments;)
+         return Fails(#name) && !HalvesIfShort(u) ? -1 : __real_##name arguments;)
 
-// A call whose success another one has to undo.
+// A call that acquires a resource on success.
 #define ACQUIRE(type, name, call, failed, success, parameters, arguments)                          \
     WRAP(                                                                                          \
         type, name, parameters,                                                                    \
         if (Fails(call)) { return failed; } type const result = __real_##name arguments;           \
         lHeld += (success) ? 1 : 0; return result;)
 
-// One that undoes it, whatever it returns.
+// A call that releases a resource, also when it fails.
 #define RELEASE(type, name, parameters, failed, arguments)                                         \
     WRAP(type, name, parameters, --lHeld; const type iResult = __real_##name arguments;            \
          return Fails(#name) ? (failed) : iResult;)
@@ -125,15 +125,15 @@ CALL(int, pthread_mutex_init, errno, (pthread_mutex_t *p, const pthread_mutexatt
 CALL(int, pthread_mutex_lock, errno, (pthread_mutex_t *p), (p))
 CALL(int, pthread_detach, errno, (pthread_t t), (t))
 CALL(int, pthread_join, errno, (pthread_t t, void **p), (t, p))
-// A failure may leave anything in the handle.
+// A failure leaves the handle undefined, here the caller itself.
 CALL(int, pthread_create, (*p = pthread_self(), errno),
      (pthread_t *p, const pthread_attr_t *q, void *(*r)(void *), void *s), (p, q, r, s))
-// F_GETFD only asks whether a descriptor is open.
+// F_GETFD only checks whether a descriptor is open, so it never fails.
 WRAP(int, fcntl, (int i, int j, long l), return j != F_GETFD && Fails("fcntl") ? -1 : __real_fcntl(i, j, l);)
 
 // clang-format on
 
-// Those of arrays go through these.
+// The array forms call these.
 void *operator new(size_t size)
 {
     void *const p = __wrap_malloc(size);
@@ -150,7 +150,7 @@ void operator delete(void *p, size_t) noexcept
     __wrap_free(p);
 }
 
-// There in builds that count coverage: a child has to write down its own, added to that of others.
+// Only in coverage builds: a child writes its own counts, which are added to those of others.
 extern "C" void __llvm_profile_set_filename(const char *) __attribute__((weak));
 extern "C" int __llvm_profile_write_file() __attribute__((weak));
 
@@ -177,7 +177,7 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
         dup2(__real_open("/dev/null", O_WRONLY, 0), STDOUT_FILENO);
         alarm(30);
         std::set_terminate([] {
-            pOutcome->bHit = IsHit();
+            pOutcome->bHit = WasReached();
             pOutcome->bTerminated = true;
             _exit(EXIT_FAILURE);
         });
@@ -185,9 +185,9 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
         int iStatus = 0;
         {
             const FailureGuard guard(failure);
-            // What leaves it ends the child, which must not go on as a test.
+            // noexcept: an exception ends the child, which must not continue as a test.
             iStatus = [&]() noexcept { return function(); }();
-            pOutcome->bHit = IsHit();
+            pOutcome->bHit = WasReached();
         }
         pOutcome->lHeld = lHeld - lBefore;
         const char *const cpCounts = std::getenv("VANTREL_CHILD_COUNTS");

@@ -3,23 +3,23 @@
 #include <functional>
 
 /**
- * A call that is to fail. What is linked with FailingCalls.cpp, and with the list of --wrap options
- * in CMakeLists.txt, makes its system calls and allocations through it.
+ * A call that must fail. Code linked with FailingCalls.cpp, and with the --wrap options in
+ * CMakeLists.txt, makes its system calls and allocations through wrappers that check this.
  */
 struct failure_t {
-    /** In place of an error: the call moves half of the bytes that it was asked for. */
+    /** Instead of an error, the call transfers half of the bytes. */
     static constexpr int SHORT = -1;
 
-    const char *cpCall; ///< its name; null for none
+    const char *cpCall; ///< name; null for none
     int iError;
-    unsigned uNth = 1;     ///< which of the calls by that name, counted from 1
-    bool bOnwards = false; ///< that one and all behind it
+    unsigned uNth = 1;     ///< index among the calls of that name, from 1
+    bool bOnwards = false; ///< all later calls fail as well
 };
 
-/** The name of every call that takes memory. */
+/** The common name of all calls that allocate memory. */
 constexpr char MEMORY[] = "memory";
 
-/** Arranges for a failure on the calling thread until the end of the scope. */
+/** Makes a call of this thread fail, until the end of the scope. */
 class FailureGuard
 {
 public:
@@ -29,14 +29,14 @@ public:
     ~FailureGuard();
 };
 
-/** What became of a function that ran in a process of its own. */
+/** The outcome of a function that ran in a child process. */
 struct outcome_t {
-    int iStatus;       ///< what it returned; 128 + n when signal n ended it, as one does a hang
-    bool bHit;         ///< it has come to the call that was to fail
-    bool bTerminated;  ///< std::terminate() ended it, also for an exception that left it
-    long lHeld;        ///< memory and descriptors that it kept; negative: released twice
+    int iStatus;       ///< its result; 128 + n when signal n ended it, SIGALRM after 30 s
+    bool bHit;         ///< the failing call was made
+    bool bTerminated;  ///< std::terminate() ended it
+    long lHeld;        ///< memory blocks and descriptors not released; negative: twice
     char acText[4096]; ///< its standard error
 };
 
-/** Runs the function in a child process that a failure hits. */
+/** Runs the function, with the failure, in a child process. */
 outcome_t RunForked(const failure_t &failure, const std::function<int()> &function);

@@ -7,8 +7,8 @@
 #include <vector>
 
 /**
- * Builds ID3v2 tags of versions 2.2 to 2.4 in memory and breaks them where asked. Frame ids are
- * given as the version has them: "TIT2" or "TT2".
+ * Builds valid or damaged ID3v2 tags of versions 2.2 to 2.4. Frame ids have the length of the
+ * version: "TIT2" or "TT2".
  */
 class ID3Builder
 {
@@ -18,10 +18,10 @@ public:
     /** Header flags; bit 4 adds the footer. */
     ID3Builder &Flags(int iBits) { return Set(iFlags, iFlags | iBits); }
 
-    /** Whatever may stand between frames or behind them. */
+    /** Appends raw bytes between or after frames. */
     ID3Builder &Bytes(const std::string &strBytes) { return Set(strBody, strBody + strBytes); }
 
-    /** A frame with its body as it is, as URLs are too. */
+    /** Appends a frame with an unchanged body, for example a URL. */
     ID3Builder &Frame(const std::string &strId, const std::string &strFrame)
     {
         const char uMajor = strVersion[0];
@@ -61,7 +61,7 @@ private:
         return *this;
     }
 
-    // An integer, highest byte first, with so many bits to the byte.
+    // A big-endian integer with iBits bits in each byte.
     static std::string Int(size_t sizeValue, int iBytes, int iBits)
     {
         std::string strInt;
@@ -77,7 +77,7 @@ private:
     std::map<int64_t, uint8_t> patches;
 };
 
-/** A tag of a title alone. */
+/** A tag with only a title. */
 inline std::vector<uint8_t> TitleTag(const std::string &strTitle)
 {
     return ID3Builder(3).Text("TIT2", strTitle).Build();

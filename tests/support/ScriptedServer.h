@@ -17,20 +17,20 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/** Descriptors that the process holds. */
+/** The number of open descriptors of the process. */
 inline size_t CountDescriptors()
 {
     const std::filesystem::directory_iterator open("/proc/self/fd");
     return static_cast<size_t>(std::distance(begin(open), end(open)));
 }
 
-/** Expects as many when its scope ends as there were when it began. */
+/** Expects the same number of open descriptors at the end of the scope as at its start. */
 struct DescriptorCheck {
     const size_t sizeBefore = CountDescriptors();
     ~DescriptorCheck() { EXPECT_EQ(sizeBefore, CountDescriptors()); }
 };
 
-/** A socket that listens on 127.0.0.1. @param uPort 0 for a free one; then the one that it has */
+/** A socket that listens on 127.0.0.1. @param uPort 0 for a free one; receives the real one */
 inline int ListenLocally(uint16_t &uPort)
 {
     sockaddr_in addr = {AF_INET, htons(uPort), {htonl(INADDR_LOOPBACK)}, {}};
@@ -65,13 +65,13 @@ struct ServerAnswer {
 };
 
 /**
- * A server on 127.0.0.1 that gives one answer of its script to each connection, in order, and
- * then accepts no more. The destructor ends it at any point of the script.
+ * A server on 127.0.0.1 that gives the answers of its script to one connection each, in order, and
+ * then accepts no more. The destructor ends it at any point.
  */
 class ScriptedServer
 {
 public:
-    /** @param uPort 0 for a free one. @throws std::runtime_error when it cannot be had */
+    /** @param uPort 0 for a free one. @throws std::runtime_error when the port is in use */
     explicit ScriptedServer(std::vector<ServerAnswer> answers, uint16_t uPort = 0)
         : script(std::move(answers)),
           iListenH(ListenLocally(uPort)),
@@ -90,7 +90,7 @@ public:
     const std::string &Host() const { return strHost; }
     std::string Url(const std::string &strPath) const { return "http://" + strHost + strPath; }
 
-    /** Ends the server and returns the heads of the requests it has read, byte for byte. */
+    /** Ends the server and returns the heads of the requests. */
     const std::vector<std::string> &Requests()
     {
         Stop();
@@ -106,7 +106,7 @@ private:
         }
     }
 
-    // False once the server is to end; what is ready before that is still served.
+    // Waits for the events; returns false when the server must end and no event has arrived.
     bool Wait(int iSockH, short iEvents) const
     {
         pollfd aPoll[] = {{iSockH, iEvents, 0}, {iStopH, POLLIN, 0}};
@@ -152,7 +152,7 @@ private:
         }
     }
 
-    // False when the client has gone.
+    // Returns false when the client has closed the connection.
     bool Send(int iSockH, std::string_view left) const
     {
         while (!left.empty() && Wait(iSockH, POLLOUT)) {

@@ -11,8 +11,8 @@
 #include <stdlib.h> // for mkdtemp()
 
 /**
- * A fresh folder under the system's temporary folder; the destructor removes it with all that it
- * holds by then. Trouble throws, so that a test cannot pass on files that were never there.
+ * A new folder in the system's temporary folder; the destructor removes it and its content.
+ * Failures throw, so that a test cannot pass on files that were never written.
  */
 class TempFolder
 {

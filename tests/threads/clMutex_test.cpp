@@ -7,10 +7,10 @@
 
 #include <dlfcn.h>
 
-TEST(clMutex, DestructorReportsAHeldMutexUnlessAnExceptionIsOnItsWay)
+TEST(clMutex, DestructorReportsAHeldMutexExceptDuringUnwinding)
 {
     if (dlsym(RTLD_DEFAULT, "__tsan_init") != nullptr) {
-        GTEST_SKIP() << "the thread sanitizer reports the misuse itself";
+        GTEST_SKIP() << "the thread sanitizer reports the misuse";
     }
     const clException held("clMutex::~clMutex(): pthread_mutex_destroy()", EBUSY);
     const auto fnHold = [](bool bThrow) {

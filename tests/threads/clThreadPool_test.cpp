@@ -23,7 +23,7 @@ class clProbePool : public clThreadPool
 public:
     using clThreadPool::lThreadCntr;
 
-    /** Every worker does one job of one more batch. */
+    /** Runs a batch with one job for every worker. */
     void ExpectWorking()
     {
         std::vector<int> counts(static_cast<size_t>(lThreadCntr));
@@ -45,17 +45,18 @@ TEST(clThreadPool, FirstWorkersTakeTheJobsWithTheirArguments)
     clProbePool pool;
     pool.ThreadPoolCreate(4);
     std::vector<void *> args = {&args, &pool, &args, &pool};
-    for (const size_t sizeJobs : {2U, 4U, 1U, 3U}) {
+    for (const size_t uJobs : {2U, 4U, 1U, 3U}) {
+        SCOPED_TRACE(uJobs);
         std::vector<void *> seen(4), wanted = args;
-        wanted.resize(sizeJobs);
+        wanted.resize(uJobs);
         wanted.resize(4);
         pool.fnJob = [&](long lIdx, void *pArg) { seen.at(static_cast<size_t>(lIdx)) = pArg; };
-        pool.ThreadPoolSubmit(static_cast<long>(sizeJobs), args.data());
+        pool.ThreadPoolSubmit(static_cast<long>(uJobs), args.data());
         EXPECT_EQ(wanted, seen);
     }
 }
 
-TEST(clThreadPool, CallerWorksBesideTheJobs)
+TEST(clThreadPool, StartReturnsBeforeTheJobsAndWaitAfterThem)
 {
     clProbePool pool;
     pool.ThreadPoolCreate(2);
@@ -76,13 +77,14 @@ TEST(clThreadPool, CallerWorksBesideTheJobs)
     pool.ExpectWorking();
 }
 
-TEST(clThreadPool, RefusesWhatItCannotRun)
+TEST(clThreadPool, RefusesBadThreadCountsAndASecondCreate)
 {
     const std::string strPrefix =
         "clThreadPool::ThreadPoolSubmit(): lThreads > lThreadCntr || lThreads <= 0 : ";
     clProbePool pool;
     pool.ThreadPoolCreate(2);
     for (const long lThreads : {3L, 0L, std::numeric_limits<long>::min()}) {
+        SCOPED_TRACE(lThreads);
         EXPECT_THROW_MSG(pool.ThreadPoolSubmit(lThreads, nullptr), clXThreadPool,
                          strPrefix + std::to_string(lThreads));
     }
@@ -91,11 +93,12 @@ TEST(clThreadPool, RefusesWhatItCannotRun)
     pool.ExpectWorking();
 }
 
-TEST(clThreadPool, CreateSubmitDestroyOverAndOver)
+TEST(clThreadPool, CreateSubmitDestroyRepeatedly)
 {
     for (int i = 0; i < 200; ++i) {
         clProbePool pool;
         for (const long lThreads : {0L, 0L, 3L, 1L, 0L, 4L}) {
+            SCOPED_TRACE(testing::Message() << "round " << i << ", " << lThreads << " threads");
             EXPECT_THROW(pool.ThreadPoolCreate(-1), std::bad_alloc);
             pool.ThreadPoolCreate(lThreads);
             if (lThreads > 0) {
@@ -110,13 +113,14 @@ TEST(clThreadPool, CreateSubmitDestroyOverAndOver)
 
 TEST(clThreadPool, DeadWorkerIsReportedAndTheOthersCanStillBeEnded)
 {
-    // The guard goes with the exception, and so after the report.
+    // The guard ends with the exception, after the report.
     using Guard = std::shared_ptr<clSemaphore>;
     struct clXBoom : std::runtime_error {
         explicit clXBoom(Guard pNew) : std::runtime_error("boom"), pGuard(std::move(pNew)) {}
         Guard pGuard;
     };
     for (const bool bStandard : {true, false}) {
+        SCOPED_TRACE(bStandard);
         clSemaphore semDead;
         clProbePool pool;
         pool.ThreadPoolCreate(3);
@@ -125,7 +129,7 @@ TEST(clThreadPool, DeadWorkerIsReportedAndTheOthersCanStillBeEnded)
             if (bStandard) {
                 throw clXBoom(std::move(pGuard));
             }
-            throw Guard(std::move(pGuard)); // NOLINT(hicpp-exception-baseclass): wanted here.
+            throw Guard(std::move(pGuard)); // NOLINT(hicpp-exception-baseclass): no std::exception.
         };
         testing::internal::CaptureStderr();
         bool bEnded = false;
@@ -136,7 +140,7 @@ TEST(clThreadPool, DeadWorkerIsReportedAndTheOthersCanStillBeEnded)
         semDead.Wait();
         pthread_cancel(submitter.native_handle());
         submitter.join();
-        EXPECT_FALSE(bEnded) << "a batch that lost a worker does not end by itself";
+        EXPECT_FALSE(bEnded) << "a batch with a dead worker must not complete";
         EXPECT_EQ(std::string("clThreadPool::ThreadPoolCB(): ") +
                       (bStandard ? "boom\n" : "unknown exception\n"),
                   testing::internal::GetCapturedStderr());

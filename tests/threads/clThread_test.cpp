@@ -14,7 +14,7 @@ namespace
 
 using Step = std::function<void *(const std::string &, void *)>;
 
-/** Writes down its steps and runs the test's own function for each, which must outlive it. */
+/** Records its steps and calls the test's function for each; borrows that function. */
 class clProbeThread : public clThread
 {
 public:
@@ -43,7 +43,7 @@ private:
 
 } // namespace
 
-TEST(clThread, RunsItsStepsInTurnAndRefusesWhatDoesNotFitItsState)
+TEST(clThread, RunsItsStepsInTurnAndRefusesCallsInTheWrongState)
 {
     clSemaphore semStarted, semGoOn, semDone;
     const Step fnStep = [&](const std::string &strStep, void *pArg) {
@@ -57,6 +57,7 @@ TEST(clThread, RunsItsStepsInTurnAndRefusesWhatDoesNotFitItsState)
     };
     clProbeThread thread(fnStep);
     for (const bool bDetach : {false, true, false}) {
+        SCOPED_TRACE(bDetach);
         EXPECT_THROW_MSG(thread.Cancel(), clXThread, "clThread::Cancel(): not running!");
         EXPECT_EQ(nullptr, thread.Wait());
         thread.strSteps.clear();
@@ -72,10 +73,11 @@ TEST(clThread, RunsItsStepsInTurnAndRefusesWhatDoesNotFitItsState)
     }
 }
 
-TEST(clThread, ExceptionsArePrintedAndEndOnlyTheirStep)
+TEST(clThread, ExceptionsArePrintedAndEndOneStep)
 {
     for (const std::string strThrowing : {"ThreadInit", "Execute", "ThreadClean"}) {
         for (const bool bOurs : {true, false}) {
+            SCOPED_TRACE(testing::Message() << strThrowing << ", clException: " << bOurs);
             const Step fnStep = [&](const std::string &strStep, void *pArg) {
                 if (strStep == strThrowing && bOurs) {
                     throw clXFileIO("boom");
@@ -96,7 +98,7 @@ TEST(clThread, ExceptionsArePrintedAndEndOnlyTheirStep)
     }
 }
 
-TEST(clThread, CancelledThreadUnwindsQuietlyAndTheDestructorCancels)
+TEST(clThread, CancelAndTheDestructorUnwindWithoutAMessage)
 {
     clSemaphore semStarted;
     clSemaphore semNever;

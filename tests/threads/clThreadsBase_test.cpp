@@ -21,8 +21,8 @@ using Body = std::function<void *(void *)>;
 thread_local int iTypeAtStart = -1;
 
 /**
- * Runs the test's own function, with cancellations put off: no C++ in it would survive them.
- * Without a function it sleeps in the system for ever.
+ * Calls the test's function with cancellation disabled, because C++ code is not safe for
+ * asynchronous cancellation. Without a function it pauses for ever.
  */
 class clProbeThreads : public clThreadsBase
 {
@@ -51,7 +51,7 @@ protected:
 
 } // namespace
 
-TEST(clThreadsBase, NumbersBelongToOneThreadEachAndToNoDetachedOne)
+TEST(clThreadsBase, EachJoinableThreadHasItsOwnNumber)
 {
     clSemaphore semDone;
     const Body fnBody = [&](void *pArg) {
@@ -73,18 +73,19 @@ TEST(clThreadsBase, NumbersBelongToOneThreadEachAndToNoDetachedOne)
         EXPECT_EQ(&aiArgs[i], threads.Wait(i));
     }
     EXPECT_TRUE(threads.mapThreads.empty());
-    // Priorities are the system's to refuse.
+    // The system refuses priorities out of range.
     EXPECT_TRUE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 0));
     EXPECT_FALSE(threads.SetScheduling(pthread_self(), SCHED_OTHER, 1));
 }
 
-TEST(clThreadsBase, NumbersWrapBeforeTheHighestAndPassRecordedOnes)
+TEST(clThreadsBase, NumbersWrapBeforeTheHighestAndSkipRecordedOnes)
 {
     constexpr int32_t MAX = std::numeric_limits<int32_t>::max();
     const std::pair<int32_t, int> aRows[] = {{0, 0}, {1, 1},       {MAX - 1, MAX - 1},
                                              {0, 2}, {MAX - 1, 3}, {MAX, 4}};
     clProbeThreads threads;
     for (const auto &[iNextId, iNumber] : aRows) {
+        SCOPED_TRACE(iNextId);
         threads.iNextId = iNextId;
         EXPECT_EQ(iNumber, threads.Create(nullptr, false));
         EXPECT_EQ(iNumber == MAX - 1 ? 0 : iNumber + 1, threads.iNextId);
@@ -92,7 +93,7 @@ TEST(clThreadsBase, NumbersWrapBeforeTheHighestAndPassRecordedOnes)
     }
 }
 
-TEST(clThreadsBase, CancelStrikesWithoutACancellationPoint)
+TEST(clThreadsBase, CancelNeedsNoCancellationPoint)
 {
     clSemaphore semCancelled;
     bool bSurvived = false;
@@ -120,6 +121,7 @@ TEST(clThreadsBase, CancelStrikesWithoutACancellationPoint)
 TEST(clThreadsBase, ExceptionsArePrintedAndEndTheThreadWithNull)
 {
     for (const bool bOurs : {true, false}) {
+        SCOPED_TRACE(bOurs);
         const Body fnBody = [&](void *) -> void * {
             if (bOurs) {
                 throw clXFileIO("boom");
