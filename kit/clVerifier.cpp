@@ -1,20 +1,27 @@
 #include "kit/clVerifier.h"
 
+#include "dsd/Bytes.h"
+#include "dsd/DSFLayout.h"
 #include "kit/clXInput.h"
 
 #include <algorithm>
 #include <cstring>
 
+using namespace DSFLayout;
+
 namespace
 {
 
-constexpr uint64_t HEADERS_SIZE = 92;
+// Where the chunks begin, and where the sound does.
+constexpr size_t FORMAT_AT = 28;
+constexpr size_t DATA_AT = 80;
+constexpr size_t HEADERS_SIZE = 92;
 constexpr size_t TAG_PIECE = 64 << 10;
 
-void Require(bool bEqual, const char *cpWhat)
+void Require(bool bEqual, const std::string &strDifference)
 {
     if (!bEqual) {
-        throw clXInput(std::string("verification failed: ") + cpWhat);
+        throw clXInput("verification failed: " + strDifference);
     }
 }
 
@@ -26,32 +33,48 @@ void clVerifier::Verify(const std::string &strOutput, clSoundReader &sound,
     output.Open(strOutput, true);
     Require(output.GetKind() == clInputFile::kind_t::DSF, "the output is no DSF file");
     for (const finding_t &finding : output.GetFindings()) {
-        Require(finding.eSeverity == severity_t::HINT, finding.strText.c_str());
+        Require(finding.eSeverity == severity_t::HINT, finding.strText);
     }
     CompareHeaders(sound, expected);
     CompareTag(expected.tag);
     CompareSound(sound, progress);
 }
 
-void clVerifier::CompareHeaders(const clSoundReader &sound, const expected_t &expected) const
+// Every byte in front of the sound, and the size of the file.
+void clVerifier::CompareHeaders(const clSoundReader &sound, const expected_t &expected)
 {
-    const clDSFInspector &found = output.GetDSF();
-    const uint64_t uFrames = (sound.GetSamples() + 7) / 8;
+    const uint64_t uFrames = sound.GetSamples() / 8;
     const uint64_t uGroups =
-        (uFrames + clSoundReader::UNIT_FRAMES - 1) / clSoundReader::UNIT_FRAMES;
+        uFrames / clSoundReader::UNIT_FRAMES + (uFrames % clSoundReader::UNIT_FRAMES != 0 ? 1 : 0);
     const uint64_t uData = uGroups * clSoundReader::UNIT_FRAMES * sound.GetChannels();
     const uint64_t uTag = expected.tag.size();
-    Require(found.uSampleRate == expected.uSampleRate, "the sample rate differs");
-    Require(found.uChannels == sound.GetChannels(), "the number of channels differs");
-    Require(found.uType == expected.uType, "the channel type differs");
-    Require(found.uSamples == sound.GetSamples(), "the number of samples differs");
-    Require(found.uBlockSize == clSoundReader::UNIT_FRAMES, "the block size differs");
-    Require(found.uBitsPerSample == 1, "the order of bits differs");
-    Require(found.data.uOffset == HEADERS_SIZE && found.data.uSize == uData,
-            "the size of the sound data differs");
-    Require(found.tag.uSize == uTag && (uTag == 0 || found.tag.uOffset == HEADERS_SIZE + uData),
-            "the place of the tag differs");
-    Require(found.uFileSize == HEADERS_SIZE + uData + uTag, "the file size differs");
+    const uint64_t uFileSize = HEADERS_SIZE + uData + uTag;
+
+    uint8_t aHeaders[HEADERS_SIZE] = {};
+    uint8_t *const pFormat = aHeaders + FORMAT_AT;
+    std::memcpy(aHeaders, "DSD ", CHUNK_SIZE);
+    PutLE<uint64_t>(aHeaders + CHUNK_SIZE, FORMAT_AT);
+    PutLE<uint64_t>(aHeaders + FILE_SIZE, uFileSize);
+    PutLE<uint64_t>(aHeaders + META_POINTER, uTag == 0 ? 0 : HEADERS_SIZE + uData);
+    std::memcpy(pFormat, "fmt ", CHUNK_SIZE);
+    PutLE<uint64_t>(pFormat + CHUNK_SIZE, DATA_AT - FORMAT_AT);
+    PutLE<uint32_t>(pFormat + VERSION, 1);
+    PutLE<uint32_t>(pFormat + CHANNEL_TYPE, expected.uType);
+    PutLE<uint32_t>(pFormat + CHANNEL_NUM, sound.GetChannels());
+    PutLE<uint32_t>(pFormat + SAMPLE_RATE, expected.uSampleRate);
+    PutLE<uint32_t>(pFormat + BITS_PER_SAMPLE, 1);
+    PutLE<uint64_t>(pFormat + SAMPLE_COUNT, sound.GetSamples());
+    PutLE<uint32_t>(pFormat + BLOCK_SIZE, clSoundReader::UNIT_FRAMES);
+    std::memcpy(aHeaders + DATA_AT, "data", CHUNK_SIZE);
+    PutLE<uint64_t>(aHeaders + DATA_AT + CHUNK_SIZE, HEADERS_SIZE - DATA_AT + uData);
+
+    uint8_t aFound[HEADERS_SIZE] = {};
+    clFileStream &stream = output.GetStream();
+    stream.Seek(0);
+    stream.ReadFully(aFound, sizeof(aFound));
+    const auto at = std::mismatch(aHeaders, aHeaders + HEADERS_SIZE, aFound).first - aHeaders;
+    Require(at == HEADERS_SIZE, "the header differs at byte " + std::to_string(at));
+    Require(static_cast<uint64_t>(stream.GetSize()) == uFileSize, "the file size differs");
 }
 
 void clVerifier::CompareSound(clSoundReader &sound, const progress_t &progress)
@@ -70,7 +93,7 @@ void clVerifier::CompareSound(clSoundReader &sound, const progress_t &progress)
         if (std::memcmp(pSource, pWritten, sizeBytes) != 0) {
             const auto at = std::mismatch(pSource, pSource + sizeBytes, pWritten).first - pSource;
             const uint64_t uFrame = uDone + static_cast<uint64_t>(at) / uChannels;
-            Require(false, ("the sound differs at sample " + std::to_string(uFrame * 8)).c_str());
+            Require(false, "the sound differs at sample " + std::to_string(uFrame * 8));
         }
         uDone += sizeRead;
         progress(sizeBytes);
@@ -82,7 +105,7 @@ void clVerifier::CompareTag(const std::vector<uint8_t> &tag)
 {
     uint8_t aPiece[TAG_PIECE];
     clFileStream &stream = output.GetStream();
-    stream.Seek(static_cast<off_t>(output.GetDSF().tag.uOffset));
+    stream.Seek(stream.GetSize() - static_cast<off_t>(tag.size()));
     for (size_t sizeDone = 0; sizeDone < tag.size();) {
         const size_t sizeNow = std::min(TAG_PIECE, tag.size() - sizeDone);
         Require(stream.ReadFully(aPiece, sizeNow) == sizeNow &&

@@ -35,7 +35,7 @@ public:
                 const progress_t &progress);
 
 private:
-    void CompareHeaders(const clSoundReader &sound, const expected_t &expected) const;
+    void CompareHeaders(const clSoundReader &sound, const expected_t &expected);
     void CompareSound(clSoundReader &sound, const progress_t &progress);
     void CompareTag(const std::vector<uint8_t> &tag);
 

@@ -1,0 +1,91 @@
+#include "kit/clSoundReader.h"
+
+#include "kit/clInputFile.h"
+#include "kit/clXInput.h"
+#include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/DSFModel.h"
+#include "tests/support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+class clSoundReader_ : public testing::Test
+{
+protected:
+    ~clSoundReader_() noexcept override {}
+
+    bytes_t ReadAll(size_t sizeFrames)
+    {
+        bytes_t all;
+        bytes_t buffer(sizeFrames * sound.GetChannels());
+        while (const size_t sizeRead = sound.Read(buffer.data(), sizeFrames)) {
+            Append(all, Part(buffer, 0, sizeRead * sound.GetChannels()));
+        }
+        return all;
+    }
+
+    void Open(const bytes_t &file)
+    {
+        sound.Close();
+        input.Open(folder.Write("file", file));
+        ASSERT_EQ("", input.Judge(false, true).strFault);
+        sound.Open(input);
+    }
+
+    const TempFolder folder;
+    clInputFile input;
+    clSoundReader sound;
+};
+
+TEST_F(clSoundReader_, DeliversTheSameFramesOfBothFormats)
+{
+    for (const size_t sizeFrames : {size_t{0}, size_t{1}, size_t{8192}, size_t{50001}}) {
+        const bytes_t frames = Pattern(sizeFrames * 3);
+        bytes_t stored;
+        for (size_t i = 0; i < frames.size(); i += 3) {
+            Append(stored, {frames[i + 2], frames[i], frames[i + 1]});
+        }
+        const bytes_t aFiles[] = {
+            DSDIFFBuilder().Channels({"C   ", "MLFT", "MRGT"}).Sound(stored).Build(),
+            ExpectedDSF(frames, 3, 2822400)};
+        for (const bytes_t &file : aFiles) {
+            Open(file);
+            EXPECT_EQ(sizeFrames * 8, sound.GetSamples());
+            EXPECT_EQ(3U, sound.GetType());
+            EXPECT_EQ(frames, ReadAll(4096));
+            sound.Rewind();
+            EXPECT_EQ(frames, ReadAll(sound.GetReadFrames()));
+        }
+    }
+}
+
+TEST_F(clSoundReader_, ClearsUnusedBitsOfTheLastFrame)
+{
+    for (const uint64_t uSamples : {1U, 4096U * 8 - 3, 4096U * 8, 4096U * 8 + 5}) {
+        for (const uint32_t uBits : {1U, 8U}) {
+            const size_t sizeData = uSamples > 4096 * 8 ? 16384 : 8192;
+            Open(DSFBuilder().BitsPerSample(uBits).Data(bytes_t(sizeData, 0xFF), uSamples).Build());
+            const size_t sizeFrames = size_t(uSamples + 7) / 8;
+            bytes_t expected(sizeFrames * 2, 0xFF);
+            const uint8_t uLast = uint8_t(0xFF << (8 * sizeFrames - uSamples));
+            expected[expected.size() - 2] = expected.back() = uLast;
+            EXPECT_EQ(expected, ReadAll(4096)) << uSamples;
+        }
+    }
+}
+
+TEST_F(clSoundReader_, NeverEndsEarlyWithoutAFault)
+{
+    const bytes_t frames = Pattern(200000);
+    for (const bytes_t &file :
+         {DSDIFFBuilder().Sound(frames).Build(), ExpectedDSF(frames, 2, 2822400)}) {
+        Open(file);
+        std::filesystem::resize_file(folder.Path("file"), 150000);
+        EXPECT_THROW(ReadAll(4096), clException);
+        EXPECT_THROW(input.GetStream().ThrowIfChanged(), clXInput);
+    }
+}
+
+} // namespace

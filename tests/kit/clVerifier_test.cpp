@@ -1,0 +1,81 @@
+#include "kit/clVerifier.h"
+
+#include "kit/clXInput.h"
+#include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/DSFModel.h"
+#include "tests/support/ID3Builder.h"
+#include "tests/support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+class clVerifier_ : public testing::Test
+{
+protected:
+    ~clVerifier_() noexcept override {}
+
+    /** Empty when the verification finds no difference. */
+    std::string Verify(const bytes_t &output)
+    {
+        folder.Write("out.dsf", output);
+        try {
+            verifier.Verify(folder.Path("out.dsf"), sound, {2822400, 2, tag}, [](uint64_t) {});
+        } catch (const clXInput &caught) {
+            return caught.what();
+        }
+        return {};
+    }
+
+    void Open(const bytes_t &bytes)
+    {
+        input.Open(folder.Write("in.dff", DSDIFFBuilder().Sound(bytes).Build()));
+        sound.Open(input);
+    }
+
+    const TempFolder folder;
+    const bytes_t tag = TitleTag("title");
+    clInputFile input;
+    clSoundReader sound;
+    clVerifier verifier;
+};
+
+TEST_F(clVerifier_, FindsEveryDifference)
+{
+    const bytes_t frames = Pattern(2 * (4096 * 70 + 1000));
+    Open(frames);
+    const bytes_t good = ExpectedDSF(frames, 2, 2822400, &tag);
+    ASSERT_EQ("", Verify(good));
+    const auto WithBit = [&](size_t sizeByte) {
+        bytes_t bad = good;
+        bad[sizeByte] ^= 0x10;
+        return bad;
+    };
+    for (size_t i = 0; i < 92; ++i) {
+        EXPECT_NE("", Verify(WithBit(i))) << "byte " << i << " of the headers";
+    }
+    // Of the sound the first and last byte, both sides of a boundary of reads, and the padding.
+    for (const size_t i : {size_t{92}, size_t{92 + 262143}, size_t{92 + 262144},
+                           size_t{92 + 2 * 4096 * 70 + 4096 + 999}, good.size() - tag.size() - 1,
+                           good.size() - tag.size(), good.size() - 1}) {
+        EXPECT_NE("", Verify(WithBit(i))) << "byte " << i;
+    }
+    EXPECT_NE("", Verify(Part(good, 0, good.size() - 1)));
+    EXPECT_NE("", Verify(good + bytes_t(1)));
+    EXPECT_NE("", Verify({}));
+    // Sound other and as long, channels exchanged, a tag where none belongs.
+    EXPECT_NE("", Verify(ExpectedDSF(bytes_t(frames.rbegin(), frames.rend()), 2, 2822400, &tag)));
+    EXPECT_NE("", Verify(ExpectedDSF(frames, 2, 2822400)));
+    EXPECT_EQ("verification failed: the sound differs at sample 0", Verify(WithBit(92)));
+    EXPECT_EQ("", Verify(good)) << "the same object after all that";
+}
+
+TEST_F(clVerifier_, KnowsFilesWithoutSound)
+{
+    Open({});
+    EXPECT_EQ("", Verify(ExpectedDSF({}, 2, 2822400, &tag)));
+    EXPECT_NE("", Verify(ExpectedDSF({1, 2}, 2, 2822400, &tag)));
+}
+
+} // namespace
