@@ -1,4 +1,5 @@
 #include "base/StandardDescriptors.h"
+#include "kit/Convert.h"
 #include "kit/clCommandLine.h"
 #include "kit/clReporter.h"
 #include "kit/clStopSignal.h"
@@ -12,7 +13,10 @@ namespace
 {
 
 // One row for each command, in the order in which the help lists them.
-const std::vector<command_t> aCommands = {};
+const std::vector<command_t> aCommands = {
+    {"convert", "Converts DSDIFF files to DSF files, bit for bit.",
+     command_t::INPUTS | command_t::OUTPUT | command_t::CONVERTS, RunConvert},
+};
 
 int Run(const clCommandLine &commandLine, clReporter &reporter)
 {

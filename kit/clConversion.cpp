@@ -1,0 +1,199 @@
+#include "kit/clConversion.h"
+
+#include "kit/clCommandLine.h"
+#include "kit/clInputs.h"
+#include "kit/clOutputFile.h"
+#include "kit/clReporter.h"
+#include "kit/clStopSignal.h"
+#include "kit/clXInput.h"
+
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+// Why no file could be made at a path: what is wrong with the folder nearest to it that exists.
+// Empty when nothing is.
+std::string FindFolderFault(const std::string &strOutput)
+{
+    std::string strFolder = strOutput;
+    struct stat status = {};
+    do {
+        while (!strFolder.empty() && strFolder.back() == '/') {
+            strFolder.pop_back();
+        }
+        strFolder.erase(strFolder.find_last_of('/') + 1);
+        if (strFolder.empty()) {
+            strFolder = "./";
+        }
+    } while (stat(strFolder.c_str(), &status) != 0 && errno == ENOENT && strFolder != "/" &&
+             strFolder != "./");
+    if (stat(strFolder.c_str(), &status) != 0 || access(strFolder.c_str(), W_OK | X_OK) != 0) {
+        return clXFileIO(("cannot write to the folder " + strFolder).c_str(), errno).what();
+    }
+    return {};
+}
+
+} // namespace
+
+clConversion::result_t clConversion::Convert(const input_t &file, const std::string &strOutput)
+{
+    result_t result;
+    uProgress = 0;
+    try {
+        Run(file, strOutput, result);
+    } catch (const clXStopped &) {
+        sound.Close();
+        throw;
+    } catch (const std::exception &caught) {
+        result.status = status_t::FAILED;
+        result.strError = caught.what();
+    }
+    // Neither this input nor the file that failed stays open until the next input.
+    sound.Close();
+    writer.Close();
+    if (uProgress < file.uSize) {
+        reporter.AddBytes(file.uSize - uProgress);
+    }
+    return result;
+}
+
+void clConversion::Run(const input_t &file, const std::string &strOutput, result_t &result)
+{
+    if (!file.strFault.empty()) {
+        throw clXInput(file.strFault);
+    }
+    if (file.bURL) {
+        throw clXInput("reading from the web is not supported by this version");
+    }
+    if (options.bSkipExisting && clOutputFile::IsTaken(strOutput)) {
+        result.status = status_t::SKIPPED;
+        return;
+    }
+    Judge(file, result);
+    CheckOutput(strOutput);
+    if (options.bDryRun) {
+        result.status = status_t::WOULD_CONVERT;
+        return;
+    }
+
+    clOutputFile output(strOutput);
+    try {
+        WriteOutput(output.GetTemporaryPath(), result);
+    } catch (const clXDSF &caught) {
+        WrapException<clXOutput>((strOutput + " cannot be written: ").c_str(), caught);
+    }
+    clFileStream &stream = input.GetStream();
+    output.SetTime(stream.GetStatus().st_mtim);
+    output.Sync();
+    if (options.bVerify) {
+        verifier.Verify(output.GetTemporaryPath(), sound,
+                        {*result.uSampleRate, sound.GetType(), tag.GetBytes()},
+                        [this](uint64_t uBytes) { AddProgress(uBytes / 2); });
+        result.bVerified = true;
+    }
+    stream.ThrowIfChanged();
+    output.Commit(options.bForce);
+    result.status = status_t::CONVERTED;
+    if (options.bDeleteInput) {
+        RemoveInput(file);
+    }
+}
+
+void clConversion::Judge(const input_t &file, result_t &result)
+{
+    input.Open(file.strPath);
+    if (input.GetKind() != clInputFile::kind_t::DSDIFF) {
+        throw clXInput("not a DSDIFF file");
+    }
+    const auto verdict = input.Judge(options.bLenient, !options.bNoTag && !options.strTag);
+    for (const std::string &strText : verdict.aWarnings) {
+        Warn(file, strText, result);
+    }
+    for (const std::string &strText : verdict.aHints) {
+        reporter.Hint(file.strPath, strText);
+    }
+    if (input.GetChannels() != 0) {
+        result.uChannels = input.GetChannels();
+    }
+    if (input.GetSampleRate() != 0) {
+        result.uSampleRate = input.GetSampleRate();
+    }
+    if (input.GetDSDIFF().sound.bFound && input.GetChannels() != 0) {
+        result.uSamples = input.GetSamples();
+    }
+    if (!verdict.strFault.empty()) {
+        throw clXInput(verdict.strFault);
+    }
+    if (!result.uSampleRate) {
+        result.uSampleRate = 2822400;
+    }
+    sound.Open(input);
+    tag.Choose(input, options, !options.bDryRun);
+    result.cpTag = tag.GetName();
+    result.uTagBytes = tag.GetSize();
+    if (!tag.GetWarning().empty()) {
+        Warn(file, tag.GetWarning(), result);
+    }
+}
+
+void clConversion::Warn(const input_t &file, const std::string &strText, result_t &result)
+{
+    result.aWarnings.push_back(strText);
+    reporter.Warn(file.strPath, strText);
+}
+
+void clConversion::CheckOutput(const std::string &strOutput) const
+{
+    if (!options.bForce && clOutputFile::IsTaken(strOutput)) {
+        throw clXOutputExists(clOutputFile::GetTakenReason(strOutput));
+    }
+    struct stat status = {};
+    if (options.bForce && lstat(strOutput.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        throw clXOutput(strOutput + " is a folder");
+    }
+    // The run itself finds out when it makes the file.
+    const std::string strFault = options.bDryRun ? FindFolderFault(strOutput) : std::string();
+    if (!strFault.empty()) {
+        throw clXOutput(strFault);
+    }
+}
+
+void clConversion::WriteOutput(const std::string &strTemporary, const result_t &result)
+{
+    const uint32_t uChannels = sound.GetChannels();
+    writer.Create(strTemporary.c_str(), *result.uSampleRate, uChannels);
+    writer.SetChannelType(sound.GetType());
+    const size_t sizeFrames = sound.GetReadFrames();
+    auto *const pFrames =
+        static_cast<uint8_t *>(allocFrames.SetSize(static_cast<int64_t>(sizeFrames * uChannels)));
+    while (const size_t sizeRead = sound.ReadStored(pFrames, sizeFrames)) {
+        writer.WriteFrames(pFrames, sizeRead, sound.GetPlaces().data());
+        AddProgress(sizeRead * uChannels / (options.bVerify ? 2 : 1));
+    }
+    if (tag.GetSize() != 0) {
+        writer.WriteMeta(tag.GetBytes().data(), tag.GetSize());
+    }
+    writer.SetLength(sound.GetSamples());
+    writer.Close();
+}
+
+void clConversion::RemoveInput(const input_t &file) const
+{
+    const std::string strDone = "converted, but not removed: ";
+    if (!input.GetStream().IsAt(file.strPath)) {
+        throw clXInput(strDone + "it is no longer the file that was read");
+    }
+    if (unlink(file.strPath.c_str()) != 0) {
+        throw clXInput(clXFileIO(strDone.c_str(), errno).what());
+    }
+}
+
+void clConversion::AddProgress(uint64_t uBytes)
+{
+    uProgress += uBytes;
+    reporter.AddBytes(uBytes);
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "base/clAlignedAlloc.h"
+#include "dsd/clDSF.h"
+#include "kit/clInputFile.h"
+#include "kit/clSoundReader.h"
+#include "kit/clTagChoice.h"
+#include "kit/clVerifier.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+class clReporter;
+struct input_t;
+struct options_t;
+
+/**
+ * Converts one input after the other; what it needs for that, buffers above all, is kept for the
+ * next one. One thread at a time.
+ */
+class clConversion
+{
+public:
+    enum class status_t { FAILED, SKIPPED, WOULD_CONVERT, CONVERTED };
+
+    /** What became of an input, as far as it is known. */
+    struct result_t {
+        status_t status = status_t::FAILED;
+        /** The reason of a failure. */
+        std::string strError;
+        std::vector<std::string> aWarnings;
+        std::optional<uint32_t> uChannels;
+        std::optional<uint32_t> uSampleRate;
+        /** Per channel. */
+        std::optional<uint64_t> uSamples;
+        /** Null as long as it was not chosen. */
+        const char *cpTag = nullptr;
+        uint64_t uTagBytes = 0;
+        bool bVerified = false;
+    };
+
+    /** Both are borrowed and must outlive this object. */
+    clConversion(const options_t &runOptions, clReporter &runReporter)
+        : options(runOptions),
+          reporter(runReporter)
+    {
+    }
+
+    /**
+     * Converts an input, or judges it where nothing is to be written. Warnings and hints are
+     * reported; a failure is left to the caller.
+     *
+     * @throws clXStopped
+     */
+    result_t Convert(const input_t &file, const std::string &strOutput);
+
+private:
+    void Run(const input_t &file, const std::string &strOutput, result_t &result);
+    void Judge(const input_t &file, result_t &result);
+    void Warn(const input_t &file, const std::string &strText, result_t &result);
+    void CheckOutput(const std::string &strOutput) const;
+    void WriteOutput(const std::string &strTemporary, const result_t &result);
+    void RemoveInput(const input_t &file) const;
+    void AddProgress(uint64_t uBytes);
+
+    const options_t &options;
+    clReporter &reporter;
+    clInputFile input;
+    clSoundReader sound;
+    clTagChoice tag;
+    clDSF writer;
+    clVerifier verifier;
+    clAlignedAlloc allocFrames;
+    /** Bytes of the current input that the progress has been told of. */
+    uint64_t uProgress = 0;
+};
