@@ -34,7 +34,8 @@ bool IsFolder(const std::string &strPath)
 std::string MakeRandomText()
 {
     constexpr char LETTERS[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-    std::random_device device;
+    // Making a device asks the processor what it can do, which a virtual machine answers slowly.
+    thread_local std::minstd_rand device{std::random_device{}()};
     std::uniform_int_distribution<size_t> distribution(0, sizeof(LETTERS) - 2);
     std::string strText;
     while (strText.size() < RANDOM_SIZE) {
