@@ -121,6 +121,10 @@ clTagFields clTagFields::Read(const uint8_t *cpTag, size_t sizeTag)
 
 clTagFields::bytes_t clTagFields::Make(const uint8_t *cpPictures, size_t sizePicturesTag) const
 {
+    if (strArtist.empty() && strTitle.empty() && strAlbum.empty() && uTrack == 0 &&
+        cpPictures == nullptr) {
+        return {};
+    }
     ID3v2::Tag tag;
     AddText(tag, "TPE1", strArtist);
     AddText(tag, "TIT2", strTitle);

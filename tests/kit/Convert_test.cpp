@@ -342,7 +342,8 @@ TEST_F(Convert, WorksOnManyFilesWithAnyNumberOfJobs)
     }
     folder.Write("in/other.txt", {1});
     for (const std::string strJobs : {"1", "2", "4"}) {
-        const std::string strTo = folder.Path("out" + strJobs);
+        const std::string strOutputs = "out" + strJobs;
+        const std::string strTo = folder.Path(strOutputs);
         const run_t run = Run("convert", {folder.Path("in"), "-j", strJobs, "-o", strTo, "--json"});
         EXPECT_EQ(1, run.iStatus);
         EXPECT_EQ("34 converted, 0 skipped, 6 failed", Summary(run));
@@ -355,7 +356,8 @@ TEST_F(Convert, WorksOnManyFilesWithAnyNumberOfJobs)
         }
         EXPECT_EQ(outputs, found);
         for (const std::string &strName : outputs) {
-            EXPECT_EQ(folder.Read("out1/" + strName), folder.Read("out" + strJobs + '/' + strName));
+            EXPECT_EQ(folder.Read(fs::path("out1") / strName),
+                      folder.Read(fs::path(strOutputs) / strName));
         }
     }
 }
