@@ -68,6 +68,11 @@ clJson &clJson::SetNumber(const char *cpKey, uint64_t uValue)
     return *this;
 }
 
+clJson &clJson::SetNumberOrNull(const char *cpKey, const std::optional<uint64_t> &uValue)
+{
+    return uValue ? SetNumber(cpKey, *uValue) : SetNull(cpKey);
+}
+
 clJson &clJson::SetSigned(const char *cpKey, int64_t lValue)
 {
     pObject->members[cpKey] = lValue;
@@ -99,11 +104,13 @@ clJson &clJson::SetObject(const char *cpKey, const clJson &value)
     return *this;
 }
 
-clJson &clJson::SetObjects(const char *cpKey, const std::vector<clJson> &aValues)
+clJson &clJson::SetObjects(const char *cpKey, std::vector<clJson> aValues)
 {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const clJson &value : aValues) {
-        list.push_back(value.pObject->members);
+    nlohmann::ordered_json::array_t list;
+    list.reserve(aValues.size());
+    for (clJson &value : aValues) {
+        list.push_back(std::move(value.pObject->members));
+        value.pObject.reset(); // a long list is never in memory twice
     }
     pObject->members[cpKey] = std::move(list);
     return *this;

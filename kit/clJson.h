@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,13 +28,14 @@ public:
     /** Null for an empty text. */
     clJson &SetTextOrNull(const char *cpKey, const std::string &strValue);
     clJson &SetNumber(const char *cpKey, uint64_t uValue);
+    clJson &SetNumberOrNull(const char *cpKey, const std::optional<uint64_t> &uValue);
     clJson &SetSigned(const char *cpKey, int64_t lValue);
     /** With as many digits as it takes to tell it from its neighbours; null unless finite. */
     clJson &SetReal(const char *cpKey, double dValue);
     clJson &SetTexts(const char *cpKey, const std::vector<std::string> &aValues);
     /** Copies the members of the object. */
     clJson &SetObject(const char *cpKey, const clJson &value);
-    clJson &SetObjects(const char *cpKey, const std::vector<clJson> &aValues);
+    clJson &SetObjects(const char *cpKey, std::vector<clJson> aValues);
 
     /** The object without a line end. */
     std::string GetLine() const;
