@@ -1,4 +1,5 @@
 #include "base/StandardDescriptors.h"
+#include "kit/Check.h"
 #include "kit/Convert.h"
 #include "kit/clCommandLine.h"
 #include "kit/clReporter.h"
@@ -16,6 +17,7 @@ namespace
 const std::vector<command_t> aCommands = {
     {"convert", "Converts DSDIFF files to DSF files, bit for bit.",
      command_t::INPUTS | command_t::OUTPUT | command_t::CONVERTS, RunConvert},
+    {"check", "Tells whether files are complete and consistent.", command_t::INPUTS, RunCheck},
 };
 
 int Run(const clCommandLine &commandLine, clReporter &reporter)

@@ -1,0 +1,67 @@
+#include "kit/OpenInput.h"
+
+#include "kit/clCommandLine.h"
+#include "kit/clInputFile.h"
+#include "kit/clInputs.h"
+#include "kit/clStopSignal.h"
+#include "kit/clTagChoice.h"
+#include "kit/clXInput.h"
+
+void OpenInput(const input_t &file, clInputFile &input)
+{
+    clStopSignal::ThrowIfStopped();
+    if (!file.strFault.empty()) {
+        throw clXInput(file.strFault);
+    }
+    if (file.bURL) {
+        throw clXInput("reading from the web is not supported by this version");
+    }
+    input.Open(file.strPath);
+    if (input.GetKind() == clInputFile::kind_t::UNKNOWN) {
+        throw clXInput("neither a DSDIFF nor a DSF file");
+    }
+}
+
+bool IsDST(const clInputFile &input) noexcept
+{
+    return input.GetKind() == clInputFile::kind_t::DSDIFF &&
+           input.GetDSDIFF().eCompression == clDSDIFFInspector::compression_t::DST;
+}
+
+std::string FindSoundFault(const clInputFile &input, bool bLenient)
+{
+    std::string strFault;
+    const auto add = [&strFault](const std::string &strText) {
+        strFault += (strFault.empty() ? "" : "; ") + strText;
+    };
+    for (const finding_t &finding : input.GetFindings()) {
+        if (finding.eSeverity == severity_t::REFUSED ||
+            (finding.eSeverity == severity_t::LENIENT && !bLenient)) {
+            add(finding.strText);
+        }
+    }
+    if (IsDST(input)) {
+        add("DST-compressed sound, which this version does not decode");
+    }
+    return strFault;
+}
+
+std::vector<std::string> FindProblems(clInputFile &input)
+{
+    input.CheckTags();
+    std::vector<std::string> aProblems;
+    for (const finding_t &finding : input.GetFindings()) {
+        if (finding.eSeverity != severity_t::HINT) {
+            aProblems.push_back(finding.strText);
+        }
+    }
+    if (input.GetKind() == clInputFile::kind_t::DSDIFF) {
+        // What a conversion finds wrong only when it chooses the tag of its output.
+        try {
+            clTagChoice().Choose(input, options_t(), false);
+        } catch (const clXInput &caught) {
+            aProblems.emplace_back(caught.what());
+        }
+    }
+    return aProblems;
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+class clInputFile;
+struct input_t;
+
+/**
+ * Opens an input of any kind that the program reads.
+ * @throws clException when it cannot be opened or read, or is neither DSDIFF nor DSF
+ */
+void OpenInput(const input_t &file, clInputFile &input);
+
+/** Whether the sound is compressed in a way that this version does not decode. */
+bool IsDST(const clInputFile &input) noexcept;
+
+/**
+ * Why the sound of a file cannot be taken; empty when it can.
+ * @param bLenient takes what would be lost or guessed in a conversion
+ */
+std::string FindSoundFault(const clInputFile &input, bool bLenient);
+
+/**
+ * All that is wrong with a file, as far as it shows without a look at the sound. Parses its tags.
+ * @throws clException when it cannot be read
+ */
+std::vector<std::string> FindProblems(clInputFile &input);
