@@ -1,5 +1,6 @@
 #include "base/StandardDescriptors.h"
 #include "kit/Check.h"
+#include "kit/Compare.h"
 #include "kit/Convert.h"
 #include "kit/clCommandLine.h"
 #include "kit/clReporter.h"
@@ -18,6 +19,8 @@ const std::vector<command_t> aCommands = {
     {"convert", "Converts DSDIFF files to DSF files, bit for bit.",
      command_t::INPUTS | command_t::OUTPUT | command_t::CONVERTS, RunConvert},
     {"check", "Tells whether files are complete and consistent.", command_t::INPUTS, RunCheck},
+    {"compare", "Tells whether two files, or the files of two folders, hold the same sound.",
+     command_t::INPUTS | command_t::TWO, RunCompare},
 };
 
 int Run(const clCommandLine &commandLine, clReporter &reporter)
