@@ -2,6 +2,7 @@
 #include "kit/Check.h"
 #include "kit/Compare.h"
 #include "kit/Convert.h"
+#include "kit/Info.h"
 #include "kit/clCommandLine.h"
 #include "kit/clReporter.h"
 #include "kit/clStopSignal.h"
@@ -21,6 +22,7 @@ const std::vector<command_t> aCommands = {
     {"check", "Tells whether files are complete and consistent.", command_t::INPUTS, RunCheck},
     {"compare", "Tells whether two files, or the files of two folders, hold the same sound.",
      command_t::INPUTS | command_t::TWO, RunCompare},
+    {"info", "Shows what files contain.", command_t::INPUTS | command_t::DIGEST, RunInfo},
 };
 
 int Run(const clCommandLine &commandLine, clReporter &reporter)

@@ -1,0 +1,296 @@
+#include "tests/support/ID3Builder.h"
+#include "tests/support/KitTest.h"
+
+#include <map>
+
+namespace
+{
+
+using Build = DSDIFFBuilder;
+
+class Info : public kit_test
+{
+protected:
+    static run_t Json(const std::string &strFile, std::vector<std::string> options = {})
+    {
+        options.insert(options.end(), {"--json", "-q", strFile});
+        return Run("info", options);
+    }
+
+    /** The value of a member whose value is neither a list nor an object. */
+    static std::string Member(const std::string &strJson, const std::string &strKey)
+    {
+        const size_t sizeKey = strJson.find("\"" + strKey + "\":");
+        const size_t sizeValue = sizeKey + strKey.size() + 3;
+        return sizeKey == std::string::npos
+                   ? "no such member"
+                   : strJson.substr(sizeValue, strJson.find_first_of(",}", sizeValue) - sizeValue);
+    }
+
+    std::string Digest(const bytes_t &file) const
+    {
+        const run_t run = Json(folder.Write("digest", file), {"--digest"});
+        EXPECT_EQ(0, run.iStatus) << run.strErr;
+        return Member(run.strOut, "digest");
+    }
+
+    static bytes_t Counted(const std::string &strText)
+    {
+        return Build::Number(strText.size(), 4) + Build::Text(strText);
+    }
+
+    static bytes_t Marker(uint16_t uHours, uint8_t uSeconds, uint32_t uSamples, int32_t iOffset,
+                          uint16_t uType, const std::string &strText)
+    {
+        return Build::Chunk("MARK", Build::Number(uHours, 2) + bytes_t{0, uSeconds} +
+                                        Build::Number(uSamples, 4) +
+                                        Build::Number(static_cast<uint32_t>(iOffset), 4) +
+                                        Build::Number(uType, 2) + bytes_t(4) + Counted(strText));
+    }
+
+    /** A file with all that can be told. */
+    static DSDIFFBuilder Full()
+    {
+        const bytes_t tag = ID3Builder(3)
+                                .Text("TIT2", "A title")
+                                .Text("TPE1", "Bj\xf6rk")
+                                .Text("TALB", "Album")
+                                .Text("TRCK", "3/12")
+                                .Text("TYER", "1999")
+                                .Text("TCON", "(17)")
+                                .Text("APIC", std::string("image/png\0\3\0xyz", 14))
+                                .Build();
+        const bytes_t comment = bytes_t{0, 1} + bytes_t(10) + Counted("two\nlines\x1b");
+        // Not in the order of time; the last one is before the start of the file.
+        const bytes_t master = Build::Chunk("DIAR", Counted("Dvo\xf8\xe1k")) +
+                               Build::Chunk("DITI", Counted("Title \xc3\xa9")) +
+                               Marker(1, 3, 0, 0, 7, "") + Marker(1, 2, 9, 0, 0, "Two") +
+                               Marker(1, 2, 0, 9, 1, "") + Marker(1, 2, 0, 100, 4, "i") +
+                               Marker(1, 1, 0, -1, 0, "One\xff") + Marker(1, 0, 5, 0, 2, "");
+        return Build()
+            .Sound(Pattern(2 * 1000))
+            .SubChunk(Build::Chunk("ABSS", bytes_t{0, 1, 0, 1, 0, 0, 0, 7}))
+            .After(Build::Chunk("COMT", comment))
+            .After(Build::Chunk("DIIN", master))
+            .After(Build::Chunk("ID3 ", tag));
+    }
+};
+
+} // namespace
+
+TEST_F(Info, TellsAllThatIsKnown)
+{
+    folder.Write("in.dff", Full().Build());
+    const run_t run = Json(strIn);
+    EXPECT_EQ(0, run.iStatus) << run.strErr;
+    EXPECT_EQ("{\"file\":\"" + strIn +
+                  "\",\"format\":\"DSDIFF\",\"version\":\"1.5.0.0\",\"compression\":\"none\","
+                  "\"sample_rate\":2822400,\"multiple\":\"DSD64\",\"channels\":2,\"layout\":[\"L\","
+                  "\"R\"],"
+                  "\"samples\":8000,\"duration\":0.002834467120181406,\"sound_bytes\":2000,"
+                  "\"complete\":true,\"problems\":[],\"tag\":{\"version\":\"2.3.0\",\"bytes\":130,"
+                  "\"title\":\"A title\",\"artist\":\"Bj\xc3\xb6rk\",\"album\":\"Album\","
+                  "\"track\":\"3/12\",\"year\":\"1999\",\"genre\":\"Rock\",\"pictures\":1},"
+                  "\"artist\":\"Dvo\xc3\xb8\xc3\xa1k\",\"title\":\"Title \xc3\xa9\",\"markers\":["
+                  "{\"type\":\"ProgramStart\",\"track\":0,\"sample\":-2822402,\"text\":\"\"},"
+                  "{\"type\":\"TrackStart\",\"track\":1,\"sample\":-8,\"text\":\"One\xc3\xbf\"},"
+                  "{\"type\":\"TrackStop\",\"track\":1,\"sample\":2822402,\"text\":\"\"},"
+                  "{\"type\":\"TrackStart\",\"track\":2,\"sample\":2822402,\"text\":\"Two\"},"
+                  "{\"type\":\"Index\",\"track\":2,\"sample\":2822493,\"text\":\"i\"},"
+                  "{\"type\":7,\"track\":2,\"sample\":5644793,\"text\":\"\"}],"
+                  "\"comments\":[\"two\\nlines\\u001b\"],\"digest\":null}\n",
+              run.strOut);
+    const run_t text = Run("info", {strIn});
+    for (const char *cpLine :
+         {"Sample rate    2822400 Hz (DSD64: 64 times 44100 Hz)\n", "Channels       2: L R\n",
+          "Duration       0:00:00.003\n", "Artist         Dvo\xc3\xb8\xc3\xa1k\n",
+          "Marker         ProgramStart at -0:00:01.000, sample -2822402\n",
+          "Marker         TrackStart at 0:00:01.000, sample 2822402, track 2: Two\n",
+          "Comment        two?lines?\n", "  Track        3/12\n"}) {
+        EXPECT_NE(std::string::npos, text.strOut.find(cpLine)) << text.strOut;
+    }
+}
+
+TEST_F(Info, TellsWhatIsNotKnown)
+{
+    const auto Head = [](const std::string &strText) { return "\"" + strText + "\""; };
+    const bytes_t frames = Build::Chunk("FRTE", Build::Number(150, 4) + Build::Number(75, 2));
+    const bytes_t good = Build().Sound(Pattern(1000)).Build();
+    using members_t = std::map<std::string, std::string>;
+    const struct {
+        const char *cpName;
+        bytes_t file;
+        int iStatus;
+        members_t members;
+    } aRows[] = {
+        {"DST",
+         Build().Compression("DST ").NoSound().After(Build::Chunk("DST ", frames)).Build(),
+         0,
+         {{"compression", Head("DST")},
+          {"samples", "5644800"},
+          {"sound_bytes", "1411200"},
+          {"duration", "2.0"},
+          {"complete", "true"}}},
+        {"cut",
+         Part(good, 0, good.size() - 101),
+         0,
+         {{"complete", "false"}, {"samples", "3592"}, {"sound_bytes", "898"}}},
+        {"no rate",
+         Full().Rate(0).Build(),
+         0,
+         {{"sample_rate", "null"},
+          {"multiple", "null"},
+          {"duration", "null"},
+          {"sample", "null"},
+          {"complete", "false"},
+          {"samples", "8000"}}},
+        {"other rate", Build().Rate(3072000).Build(), 0, {{"multiple", "null"}}},
+        {"half of a rate", Build().Rate(1411200).Build(), 0, {{"multiple", "null"}}},
+        {"high rate", Build().Rate(45158400).Build(), 0, {{"multiple", Head("DSD1024")}}},
+        {"unknown channels",
+         Build().Channels({"SLFT", "C104", "LFE "}).Sound({}).Build(),
+         0,
+         {{"layout", "[\"L\""}, {"complete", "false"}}}, // up to the first comma
+        {"seven channels",
+         Build().ChannelCount(7).Build(),
+         0,
+         {{"channels", "7"}, {"layout", "null"}}},
+        {"other compression",
+         Build().Compression("XYZ ").Build(),
+         0,
+         {{"compression", "null"}, {"samples", "null"}, {"sound_bytes", "null"}}},
+        {"DSF",
+         DSFBuilder().Channels(1, 1).Data(bytes_t(4096), 36).Build(),
+         0,
+         {{"format", Head("DSF")},
+          {"version", Head("1")},
+          {"samples", "36"},
+          {"layout", "[\"C\"]"},
+          {"sound_bytes", "5"},
+          {"tag", "null"},
+          {"artist", "null"}}},
+        {"interrupted",
+         DSFBuilder().Patch(12, bytes_t(8)).Patch(64, bytes_t(8)).Build(),
+         0,
+         {{"complete", "false"}, {"samples", "null"}, {"duration", "null"}}},
+        {"type of three", DSFBuilder().Channels(2, 3).Build(), 0, {{"layout", "[\"?\""}}},
+        {"other", Build::Text("text"), 1, {{"format", "null"}, {"complete", "false"}}},
+        {"only its first bytes", Part(good, 0, 30), 1, {{"format", "null"}}},
+    };
+    for (const auto &row : aRows) {
+        SCOPED_TRACE(row.cpName);
+        const run_t run = Json(folder.Write("in.dff", row.file));
+        EXPECT_EQ(row.iStatus, run.iStatus) << run.strErr;
+        EXPECT_NE(row.iStatus == 0, run.strErr.starts_with("vantrel-kit: " + strIn + ": "));
+        EXPECT_EQ(1, std::count(run.strOut.begin(), run.strOut.end(), '\n'));
+        for (const auto &[strKey, strValue] : row.members) {
+            EXPECT_EQ(strValue, Member(run.strOut, strKey)) << strKey << ": " << run.strOut;
+        }
+        EXPECT_EQ(row.iStatus == 0, !Run("info", {strIn}).strOut.empty());
+    }
+    const run_t missing = Json(folder.Path("missing"));
+    EXPECT_EQ(1, missing.iStatus);
+    EXPECT_NE(std::string::npos, missing.strOut.find("\"problems\":[\"No such file"))
+        << missing.strOut;
+}
+
+TEST_F(Info, DigestIsThatOfTheSoundInOrder)
+{
+    const bytes_t sound = Pattern(6 * 50001);
+    bytes_t mixed(sound.size()); // RS LS LFE C R L
+    for (size_t i = 0; i < sound.size(); ++i) {
+        mixed[i / 6 * 6 + 5 - i % 6] = sound[i];
+    }
+    const std::string strDigest = Digest(Build().ChannelCount(6).Sound(sound).Build());
+    EXPECT_EQ(34U, strDigest.size());
+    EXPECT_EQ(strDigest, Digest(ExpectedDSF(sound, 6, 2822400)));
+    EXPECT_EQ(strDigest, Digest(Build()
+                                    .Channels({"RS  ", "LS  ", "LFE ", "C   ", "MRGT", "MLFT"})
+                                    .Sound(mixed)
+                                    .Build()));
+    // Bits after the last sample do not count, and there may be no samples at all.
+    const bytes_t ones(4096, 0xFF);
+    EXPECT_EQ(Digest(Build().Channels({"C   "}).Sound({0xFF, 0xF0}).Build()),
+              Digest(DSFBuilder().Channels(1, 1).Data(ones, 12).Build()));
+    EXPECT_EQ("\"d41d8cd98f00b204e9800998ecf8427e\"", Digest(Build().Sound({}).Build()));
+
+    const run_t dst =
+        Json(folder.Write("in.dff", Build().Compression("DST ").NoSound().Build()), {"--digest"});
+    EXPECT_EQ(1, dst.iStatus);
+    EXPECT_NE(std::string::npos, dst.strErr.find("DST")) << dst.strErr;
+    EXPECT_EQ("null", Member(dst.strOut, "digest"));
+}
+
+TEST_F(Info, AgreesWithOtherPrograms_judge)
+{
+    if (RunProgram({"ffmpeg", "-version"}).iStatus != 0 ||
+        RunProgram({"mediainfo", "--Version"}).iStatus == 127) {
+        GTEST_SKIP() << "FFmpeg or MediaInfo is not installed";
+    }
+    for (size_t sizeChannels = 1; sizeChannels <= 6; ++sizeChannels) {
+        SCOPED_TRACE(sizeChannels);
+        const bytes_t sound = Pattern(sizeChannels * 40001);
+        const bytes_t file = Full().ChannelCount(sizeChannels).Sound(sound).Build();
+        folder.Write("in.dff", file);
+        const run_t md5 = RunProgram({"ffmpeg", "-nostdin", "-loglevel", "error", "-i", strIn,
+                                      "-map", "0:a", "-c", "copy", "-f", "md5", "-"});
+        EXPECT_EQ(0, md5.iStatus) << md5.strErr;
+        EXPECT_EQ(md5.strOut,
+                  "MD5=" + Member(Json(strIn, {"--digest"}).strOut, "digest").substr(1, 32) + "\n");
+    }
+    const std::string strDSF =
+        folder.Write("in.dsf", ExpectedDSF(Pattern(5 * 100001), 5, 11289600));
+    const run_t judged = RunProgram(
+        {"mediainfo", "--Output=Audio;%Channels% %SamplingRate% %Format_Version%", strDSF});
+    const std::string strJson = Json(strDSF).strOut;
+    EXPECT_EQ(Member(strJson, "channels") + " " + Member(strJson, "sample_rate"),
+              judged.strOut.substr(0, judged.strOut.find_last_not_of(" \n") + 1));
+}
+
+TEST_F(Info, ReadsTagsAsMutagenDoes_judge)
+{
+    const std::string strScript =
+        "import sys, mutagen.id3, mutagen.dsf\n"
+        "t = mutagen.dsf.DSF(sys.argv[1])\n"
+        "print(t.info.channels, t.info.sample_rate, t['TIT2'], t['TPE1'], t['TRCK'], "
+        "len(t.tags.getall('APIC')))";
+    if (RunProgram({"/usr/bin/python3", "-c", "import mutagen"}).iStatus != 0) {
+        GTEST_SKIP() << "mutagen is not installed";
+    }
+    folder.Write("in.dff", Full().Build());
+    ASSERT_EQ(0, Run("convert", {"-q", strIn}).iStatus);
+    const std::string strJson = Json(strOut).strOut;
+    std::string strFields = Member(strJson, "channels") + " " + Member(strJson, "sample_rate");
+    for (const char *cpKey : {"title", "artist", "track"}) {
+        const std::string strValue = Member(strJson, cpKey);
+        strFields += " " + strValue.substr(1, strValue.size() - 2);
+    }
+    const run_t run = RunProgram({"/usr/bin/python3", "-c", strScript, strOut});
+    EXPECT_EQ(strFields + " " + Member(strJson, "pictures") + "\n", run.strOut) << run.strErr;
+}
+
+TEST_F(Info, KeepsTheOrderAndTheBoundsOfAManyMarkedFile)
+{
+    // As many markers as are read from one file.
+    bytes_t master;
+    const bytes_t marker = Marker(0, 0, 1, 0, 0, "");
+    for (int i = 0; i < 30000; ++i) {
+        Append(master, marker);
+    }
+    const std::string strMany =
+        folder.Write("many.dff", Build().After(Build::Chunk("DIIN", master)).Build());
+    const run_t many = Json(strMany);
+    EXPECT_EQ(0, many.iStatus);
+    EXPECT_NE(std::string::npos, many.strOut.find("\"track\":30000,")) << many.strErr;
+
+    std::vector<std::string> args = {"-j3", strMany};
+    for (int i = 0; i < 20; ++i) {
+        args.push_back(folder.Write(std::to_string(i), Build().Build()));
+    }
+    const run_t run = Run("info", args);
+    size_t sizeAt = 0;
+    for (size_t i = 1; i < args.size(); ++i) {
+        sizeAt = run.strOut.find("File           " + args[i] + "\n", sizeAt);
+        EXPECT_NE(std::string::npos, sizeAt) << args[i];
+    }
+}
