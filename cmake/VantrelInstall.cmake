@@ -4,6 +4,7 @@ set(vantrel_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vantrel)
 install(TARGETS vantrel_tool RUNTIME COMPONENT program)
 if(VANTREL_KIT)
     install(TARGETS vantrel_kit RUNTIME COMPONENT program)
+    install(FILES docs/vantrel-kit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
 endif()
 install(TARGETS vantrel_library EXPORT vantrelTargets
     ARCHIVE COMPONENT library
