@@ -10,14 +10,14 @@ clDecimator::clDecimator(void *pWork, const set_t &set) noexcept
       pDoubles(static_cast<double *>(pWork)),
       pBytes(static_cast<uint8_t *>(pWork) + BYTES * sizeof(double))
 {
-    static_assert(CHUNK / 2 >= SECOND_HISTORY && CHUNK >= MEMORY);
+    static_assert(MOST_SAMPLES >= SECOND_HISTORY && CHUNK >= MEMORY);
     std::fill_n(pDoubles, BYTES, 0.0);
     std::memset(pBytes, 0, FIRST_HISTORY);
 }
 
 const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept
 {
-    const size_t sizeCount = sizeBytes / 2;
+    const size_t sizeCount = sizeBytes / Signal::BYTES_PER_DECODED;
     double *pEven = pDoubles + EVEN + SECOND_HISTORY;
     double *pOdd = pDoubles + ODD + SECOND_HISTORY;
     double *pOutput = pDoubles + OUTPUT;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "decode/DecimatorKernels.h"
+#include "decode/Signal.h"
 #include "decode/clDecimatorDesign.h"
 
 #include <cstddef>
@@ -23,10 +24,12 @@ public:
         DecimatorKernels::FIRST_HISTORY + 2 * DecimatorKernels::SECOND_HISTORY;
 
 private:
+    /** Of a chunk: decoded samples, and as many even and odd ones of the first stage. */
+    static constexpr size_t MOST_SAMPLES = CHUNK / Signal::BYTES_PER_DECODED;
     static constexpr size_t EVEN = 0;
-    static constexpr size_t ODD = EVEN + DecimatorKernels::SECOND_HISTORY + CHUNK / 2;
-    static constexpr size_t OUTPUT = ODD + DecimatorKernels::SECOND_HISTORY + CHUNK / 2;
-    static constexpr size_t BYTES = OUTPUT + CHUNK / 2;
+    static constexpr size_t ODD = EVEN + DecimatorKernels::SECOND_HISTORY + MOST_SAMPLES;
+    static constexpr size_t OUTPUT = ODD + DecimatorKernels::SECOND_HISTORY + MOST_SAMPLES;
+    static constexpr size_t BYTES = OUTPUT + MOST_SAMPLES;
 
 public:
     /**
@@ -52,7 +55,7 @@ public:
      *
      * @param sizeBytes even, at most CHUNK
      * @param dScale    gain; 1 / clDecimatorDesign::FULL_SCALE makes full scale 1.0
-     * @return sizeBytes / 2 samples, valid until the next call
+     * @return sizeBytes / Signal::BYTES_PER_DECODED samples, valid until the next call
      */
     const double *Decode(size_t sizeBytes, double dScale) noexcept;
 

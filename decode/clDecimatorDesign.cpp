@@ -1,5 +1,7 @@
 #include "decode/clDecimatorDesign.h"
 
+#include "decode/Signal.h"
+
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -17,13 +19,13 @@ constexpr double ATTENUATION = 160.0;
 constexpr double FIRST_CUTOFF = 0.051;
 constexpr double SECOND_CUTOFF = 0.25;
 
-constexpr size_t FIRST_TAPS = clDecimatorDesign::FIRST_BYTES * 8 - 1;
+constexpr size_t FIRST_TAPS = clDecimatorDesign::FIRST_BYTES * Signal::SAMPLES_PER_BYTE - 1;
 constexpr size_t SECOND_TAPS = 4 * clDecimatorDesign::SECOND_PAIRS - 1;
 
 // The delay of both stages in one-bit samples, relative to the last of the 16 samples that make a
 // decoded one.
 static_assert((FIRST_TAPS - 1) / 2 + 8 * ((SECOND_TAPS - 1) / 2) ==
-              16 * clDecimatorDesign::DELAY + 15);
+              Signal::DECIMATION * clDecimatorDesign::DELAY + Signal::DECIMATION - 1);
 
 // The modified Bessel function of the first kind and order 0, from its power series.
 double Bessel(double dX)

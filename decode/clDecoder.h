@@ -1,5 +1,6 @@
 #pragma once
 
+#include "decode/Signal.h"
 #include "decode/clDecimator.h"
 
 #include <array>
@@ -8,24 +9,22 @@
 #include <vector>
 
 /**
- * What clDSD decodes with: decimators, the bytes to decode and where the samples go.
+ * Decodes batches of bytes of several channels, in several jobs that may run at the same time.
  *
- * Its jobs may run at the same time. Each has a part of the batch, in time, and goes through it in
- * stretches, all channels of one after another, waiting where the bytes are not there yet; what it
- * writes stays near its processor from batch to batch. When it is done it helps the others with
- * theirs. All else belongs to the one thread that sets up the batch, supplies it and waits for it.
+ * Each job owns one contiguous time range ("part") and decodes it in pieces ("stretches"), every
+ * channel of a piece before the next piece. So a job writes to the same part of the caller's buffer
+ * in every batch, which stays in its processor's cache. It blocks until the bytes are supplied, and
+ * takes stretches of other jobs when its own part is done. All other operations belong to the one
+ * thread that sets up the batch, supplies it and waits for the jobs.
  */
-// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): it keeps the processors apart.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): padding against false sharing.
 class clDecoder
 {
 public:
-    static constexpr uint32_t MAX_CHANNELS = 6;
-    /** The byte of a silent channel. */
-    static constexpr uint8_t IDLE = 0x96;
     /** The place of a channel whose samples go nowhere. */
     static constexpr uint32_t NO_PLACE = UINT32_MAX;
 
-    /** Bytes, or the room for them: runs of one channel each, one of every channel in turn. */
+    /** Bytes, or room for them: runs of uRun bytes, one run per channel, channels in rotation. */
     struct source_t {
         const uint8_t *cpBytes = nullptr;
         uint64_t uBytes = 0; // per channel
@@ -33,18 +32,19 @@ public:
         bool bLsbFirst = false;
     };
 
-    /** Frames of samples, and the place in the frame of each channel. */
+    /** Frames of samples, and the place of each channel in a frame. */
     struct target_t {
         double *pFrames = nullptr;
         uint32_t uPlaces = 0;
-        std::array<uint32_t, MAX_CHANNELS> auPlaces{};
-        bool bSilence = false; // other places are silent, not left alone
+        std::array<uint32_t, Signal::MAX_CHANNELS> auPlaces{};
+        bool bSilence = false; // other places get silence; otherwise they stay as they are
         uint64_t uSkip = 0;    // samples per channel that are left out at the start
     };
 
     /**
-     * @param uJobs  the most jobs of a batch, 1 to MAX_CHANNELS
-     * @param ppWork memory of each channel, GetWorkSize(uJobs) bytes, borrowed
+     * @param uJobs  the most jobs of a batch, 1 to Signal::MAX_CHANNELS
+     * @param ppWork one buffer of GetWorkSize(uJobs) bytes per channel, borrowed: must outlive this
+     * object
      */
     clDecoder(uint32_t uChannels, uint32_t uJobs, void *const *ppWork,
               const DecimatorKernels::set_t &kernels);
@@ -56,54 +56,55 @@ public:
 
     uint32_t GetChannels() const noexcept { return uChannels; }
 
-    /** Forgets all bytes seen; what comes next follows upon silence. */
+    /** Forgets all bytes seen; the next batch follows silence. */
     void Reset() noexcept;
 
-    /** Begins the batch. @return its jobs: each from 0 on has to run once */
-    uint32_t Start() noexcept;
+    /** Begins the batch. @return the number of its jobs; RunJob is to be called once for each */
+    uint32_t StartBatch() noexcept;
 
-    /** The source holds so many bytes per channel now, whole decoded samples. */
+    /** The source holds uBytes bytes per channel now; whole decoded samples. */
     void Supply(uint64_t uBytes) noexcept;
 
-    /** The source will not hold more: the jobs return when they are through with what there is. */
+    /** No more bytes come: the jobs return once they have decoded everything supplied. */
     void EndSupply() noexcept;
 
-    /** The work of one job. */
-    void Run(uint32_t uJob) noexcept;
+    /** The work of one job; returns when no work is left in the batch. */
+    void RunJob(uint32_t uJob) noexcept;
 
     /**
-     * Keeps what the next batch looks back at; after the last job.
+     * Keeps the bytes that the filters of the next batch start from. To be called after the last
+     * job.
      * @return bytes per channel of the batch
      */
-    uint64_t Finish() noexcept;
+    uint64_t EndBatch() noexcept;
 
-    // The batch; not empty, set before Start.
+    // The batch; not empty, set before StartBatch.
     source_t source;
     target_t target;
-    bool bDecimate = true; // false gives the one-bit samples themselves, eight a byte
+    bool bDecimate = true; // false delivers the one-bit samples themselves
     double dGain = 1.0;    // 1/32 makes full scale 1.0
 
 private:
-    uint64_t Take(uint32_t uOf, uint64_t &uFrom) noexcept;
-    uint64_t Await(uint64_t uBytes) const noexcept;
-    void Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd, bool bLeadUp) const noexcept;
-    void Unfold(uint64_t uFrom, uint64_t uEnd) const noexcept;
+    uint64_t TakeStretch(uint32_t uOf, uint64_t &uFrom) noexcept;
+    uint64_t WaitForBytes(uint64_t uBytes) const noexcept;
+    void Decode(clDecimator *pSet, uint64_t uFrom, uint64_t uEnd, bool bWarmUp) const noexcept;
+    void ExpandBits(uint64_t uFrom, uint64_t uEnd) const noexcept;
 
     uint32_t uChannels;
     uint32_t uMaxJobs;
-    /** A set for each job, in it one for each channel. */
+    /** One per job and channel, the channels of a job side by side. */
     std::vector<clDecimator> aDecimators;
     /** The last bytes of each channel before the batch, the earliest sample in the highest bit. */
-    std::array<std::array<uint8_t, clDecimator::MEMORY>, MAX_CHANNELS> aHistory;
+    std::array<std::array<uint8_t, clDecimator::MEMORY>, Signal::MAX_CHANNELS> aHistory;
 
     uint32_t uJobs = 0;
     /** Bytes per channel of a part. */
     uint64_t uPart = 0;
 
-    // What the jobs change lies apart from what they only read, by a pair of cache lines.
+    // A pair of cache lines keeps what the jobs change apart from what they only read.
 
-    /** Where the next stretch of each part begins. */
-    alignas(128) std::array<std::atomic<uint64_t>, MAX_CHANNELS> auNext{};
-    /** Bytes per channel that are there, and whether there may be more. */
+    /** The start of the next stretch of each part, as a byte of each channel. */
+    alignas(128) std::array<std::atomic<uint64_t>, Signal::MAX_CHANNELS> auNextStretch{};
+    /** Bytes per channel supplied so far, and a flag for more to come. */
     std::atomic<uint64_t> uSupply{0};
 };

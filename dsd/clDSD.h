@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/clAlignedAlloc.h"
+#include "decode/Signal.h"
 #include "threads/clThreadPool.h"
 
 #include <array>
@@ -208,13 +209,8 @@ protected:
 
     bool IsDoubled() const noexcept { return bDoubleAmplitude || bDoubledByOpen; }
 
-    /** Channels that the decoding reads and the 5.1 frame can hold. */
-    static constexpr uint32_t MAX_CHANNELS = 6;
-    /** The byte of a silent channel. */
-    static constexpr uint8_t IDLE_PATTERN = 0x96;
-
     /** One-bit samples for each decoded one. */
-    uint32_t GetDivisor() const noexcept { return bDecimate ? 16 : 1; }
+    uint32_t GetDivisor() const noexcept { return bDecimate ? Signal::DECIMATION : 1; }
 
     /** Reverses the bits of each byte of an array in place. */
     static void BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept;
@@ -251,7 +247,7 @@ protected:
     std::array<uint8_t, 256> aBitReverse;
 
     /** One work buffer per channel. */
-    std::array<clAlignedAlloc, MAX_CHANNELS> aWork;
+    std::array<clAlignedAlloc, Signal::MAX_CHANNELS> aWork;
 
     /** Position in one-bit samples per channel, kept by the seeks. */
     uint64_t uPosition = 0;

@@ -62,22 +62,20 @@ private:
 void clDSD::ThreadPoolJob(long lThreadIdx, void *)
 {
     if (pDecoder) {
-        pDecoder->Run(static_cast<uint32_t>(lThreadIdx));
+        pDecoder->RunJob(static_cast<uint32_t>(lThreadIdx));
     }
 }
 
 void clDSD::ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool bSecond,
                           bool bThird)
 {
-    static_assert(clDecoder::MAX_CHANNELS == MAX_CHANNELS && clDecoder::IDLE == IDLE_PATTERN);
-
     EndDecoding();
     const uint32_t uChannels = GetChannels();
-    if (uChannels == 0 || uChannels > MAX_CHANNELS) {
+    if (uChannels == 0 || uChannels > Signal::MAX_CHANNELS) {
         return;
     }
     try {
-        std::array<void *, MAX_CHANNELS> apWork{};
+        std::array<void *, Signal::MAX_CHANNELS> apWork{};
         const uint32_t uJobs = uSelect == 0 ? uChannels : std::min(uSelect, uChannels);
         for (uint32_t i = 0; i < uChannels; ++i) {
             apWork[i] = aWork[i].SetSize(static_cast<int64_t>(clDecoder::GetWorkSize(uJobs)));
@@ -228,7 +226,7 @@ void clDSD::StartJobs(uint64_t uBytes)
     pDecoder->target.uSkip = uSkip;
     pDecoder->bDecimate = bDecimate;
     pDecoder->dGain = IsDoubled() ? 2.0 * dGain : dGain;
-    uHelpers = pDecoder->Start() - 1;
+    uHelpers = pDecoder->StartBatch() - 1;
     pDecoder->Supply(uBytes);
     if (uHelpers != 0) {
         ThreadPoolStart(uHelpers, nullptr);
@@ -262,11 +260,11 @@ uint64_t clDSD::FinishJobs()
     const clUndisturbed undisturbed;
     pDecoder->EndSupply();
     // The last part: its bytes came last and are in this processor's cache.
-    pDecoder->Run(uHelpers);
+    pDecoder->RunJob(uHelpers);
     if (uHelpers != 0) {
         ThreadPoolWait();
     }
-    const uint64_t uFrames = pDecoder->Finish() * 8 / GetDivisor();
+    const uint64_t uFrames = pDecoder->EndBatch() * 8 / GetDivisor();
     const uint64_t uLeftOut = std::min(uSkip, uFrames);
     uSkip -= uLeftOut;
     return uFrames - uLeftOut;
@@ -275,12 +273,12 @@ uint64_t clDSD::FinishJobs()
 // The samples that are late, by decoding the silence behind the audio. @return frames delivered
 uint64_t clDSD::Drain(uint64_t uFrames)
 {
-    std::array<uint8_t, size_t{2} * DELAY * MAX_CHANNELS> aIdle;
+    std::array<uint8_t, size_t{2} * DELAY * Signal::MAX_CHANNELS> aIdle;
     const uint64_t uCount = std::min<uint64_t>(uFrames + uSkip, DELAY - uDrained);
     if (!bDecimate || uCount == 0) {
         return 0;
     }
-    aIdle.fill(IDLE_PATTERN);
+    aIdle.fill(Signal::IDLE);
     pDecoder->source = {aIdle.data(), 2 * uCount, 1, false};
     uDrained += uCount;
     StartJobs(2 * uCount);

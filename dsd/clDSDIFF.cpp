@@ -76,14 +76,14 @@ uint64_t clDSDIFF::Read(double *pBuffer, uint64_t uSize)
 
 uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
 {
-    if (uSize % MAX_CHANNELS != 0) {
+    if (uSize % Signal::MAX_CHANNELS != 0) {
         throw clXDSDIFF("clDSDIFF::Read_5_1(): read size must be multiple of channels");
     }
-    const uint64_t uFrames = uSize / MAX_CHANNELS;
+    const uint64_t uFrames = uSize / Signal::MAX_CHANNELS;
     form.chunkData.CheckRead(uFrames * GetDivisor(), GetChannels());
-    const places_t places = {form.chunkProperty.GetSpeakerCodes(), MAX_CHANNELS, true};
+    const places_t places = {form.chunkProperty.GetSpeakerCodes(), Signal::MAX_CHANNELS, true};
     CheckDecoding("clDSDIFF::Read_5_1(): not opened for decoding");
-    return Decode(pBuffer, uFrames, places, *this) * MAX_CHANNELS;
+    return Decode(pBuffer, uFrames, places, *this) * Signal::MAX_CHANNELS;
 }
 
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
@@ -98,7 +98,7 @@ uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
     uint8_t *pRaw = RawBuffer(uSize);
     uLastCount = ReadFrames(pRaw, uSize);
     Kernels::PlaceChannels(static_cast<uint8_t *>(pBuffer), pRaw, uLastCount / uChannels,
-                           form.chunkProperty.GetPositions(), uChannels, uChannels, IDLE_PATTERN);
+                           form.chunkProperty.GetPositions(), uChannels, uChannels, Signal::IDLE);
     return uLastCount;
 }
 
@@ -120,7 +120,7 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
         "clDSDIFF::ReadRaw_5_1(): read size must be multiple of channels";
 
     const uint32_t uChannels = GetChannels();
-    if (uSize % MAX_CHANNELS != 0) {
+    if (uSize % Signal::MAX_CHANNELS != 0) {
         throw clXDSDIFF(NO_MULTIPLE);
     }
     if (uChannels == 0) {
@@ -133,7 +133,7 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     }
     // A hostile count of channels must not size the raw buffer: a file of more channels than there
     // are places is read in parts no larger than the caller's.
-    const uint64_t uFrames = uSize / MAX_CHANNELS;
+    const uint64_t uFrames = uSize / Signal::MAX_CHANNELS;
     const uint64_t uPartFrames = std::max(uSize / uChannels, uint64_t{1});
     uint8_t *const pDest = static_cast<uint8_t *>(pBuffer);
     uint64_t uDone = 0;
@@ -144,13 +144,13 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
         uint8_t *pRaw = RawBuffer(uWanted * uChannels);
         uRead = ReadFrames(pRaw, uWanted * uChannels) / uChannels;
         // A channel of an unknown id far back in the file has no place and is left out.
-        Kernels::PlaceChannels(pDest + uDone * MAX_CHANNELS, pRaw, static_cast<size_t>(uRead),
-                               form.chunkProperty.GetSpeakerCodes(), MAX_CHANNELS, uChannels,
-                               IDLE_PATTERN);
+        Kernels::PlaceChannels(pDest + uDone * Signal::MAX_CHANNELS, pRaw,
+                               static_cast<size_t>(uRead), form.chunkProperty.GetSpeakerCodes(),
+                               Signal::MAX_CHANNELS, uChannels, Signal::IDLE);
         uDone += uRead;
     } while (uRead == uWanted && uDone < uFrames);
-    std::fill(pDest + uDone * MAX_CHANNELS, pDest + uSize, IDLE_PATTERN);
-    return uDone * MAX_CHANNELS;
+    std::fill(pDest + uDone * Signal::MAX_CHANNELS, pDest + uSize, Signal::IDLE);
+    return uDone * Signal::MAX_CHANNELS;
 }
 
 uint32_t clDSDIFF::GetBlockSamples() const

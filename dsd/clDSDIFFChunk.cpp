@@ -2,6 +2,7 @@
 
 #include "base/clAlloc.h"
 #include "base/clException.h"
+#include "decode/Signal.h"
 #include "dsd/Bytes.h"
 #include "dsd/ChannelPlaces.h"
 #include "dsd/ChunkText.h"
@@ -366,7 +367,7 @@ void clDSDIFFDataChunk::CheckRead(uint64_t uBits, uint32_t uChannels) const
     if (pStream == nullptr) {
         throw clXDSDIFF("clDSDIFFDataChunk::Read(): no data");
     }
-    if (uChannels > 6) {
+    if (uChannels > Signal::MAX_CHANNELS) {
         throw clXDSDIFF("clDSDIFFDataChunk::Read(): channels must be <= 6");
     }
     if (uBits % 8 != 0) {

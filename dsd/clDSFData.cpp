@@ -39,7 +39,7 @@ uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *
     const uint64_t uGroupSize = GetGroupSize();
     const uint32_t uChannels = GetChannels();
     const uint64_t uBlockSize = GetBlockSize();
-    if (uChannels > MAX_CHANNELS) {
+    if (uChannels > Signal::MAX_CHANNELS) {
         throw clXDSF("clDSF::WriteFrames(): channels must be <= 6");
     }
     if (uGroupSize == 0 || uFrames > INT64_MAX / uChannels - uBlockSize) {
@@ -54,7 +54,7 @@ uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *
         if (uNow < uBlockSize) {
             std::fill_n(pGroup, uGroupSize, uint8_t{0});
         }
-        uint8_t *apBlocks[MAX_CHANNELS] = {};
+        uint8_t *apBlocks[Signal::MAX_CHANNELS] = {};
         for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
             apBlocks[uChIdx] = pGroup + upPositions[uChIdx] * uBlockSize;
         }
@@ -126,10 +126,10 @@ uint64_t clDSF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     CheckReading("clDSF::ReadRaw_5_1(): not open for reading");
     const uint32_t uChannels = GetChannels();
     // A hostile count of channels must not size a buffer.
-    if (uChannels > MAX_CHANNELS) {
+    if (uChannels > Signal::MAX_CHANNELS) {
         throw clXDSF(UNKNOWN_LAYOUT);
     }
-    const uint64_t uFrames = uSize / MAX_CHANNELS;
+    const uint64_t uFrames = uSize / Signal::MAX_CHANNELS;
     const uint64_t uWanted = uFrames * uChannels;
     uint8_t *pRaw = static_cast<uint8_t *>(allocRaw51.SetSize(static_cast<int64_t>(uWanted)));
     const uint64_t uRead = ReadRaw(pRaw, uWanted);
@@ -137,14 +137,14 @@ uint64_t clDSF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     uint8_t *pDest = static_cast<uint8_t *>(pBuffer);
     const uint32_t *upSpeakers = ChannelPlaces::GetSpeakersOfType(GetChannelType(), uChannels);
     if (upSpeakers == nullptr) {
-        std::fill_n(pDest, uSize, IDLE_PATTERN);
+        std::fill_n(pDest, uSize, Signal::IDLE);
         throw clXDSF(UNKNOWN_LAYOUT);
     }
     const uint64_t uReadFrames = uRead / uChannels;
-    Kernels::PlaceChannels(pDest, pRaw, uReadFrames, upSpeakers, MAX_CHANNELS, uChannels,
-                           IDLE_PATTERN);
-    std::fill(pDest + uReadFrames * MAX_CHANNELS, pDest + uSize, IDLE_PATTERN);
-    return uReadFrames * MAX_CHANNELS;
+    Kernels::PlaceChannels(pDest, pRaw, uReadFrames, upSpeakers, Signal::MAX_CHANNELS, uChannels,
+                           Signal::IDLE);
+    std::fill(pDest + uReadFrames * Signal::MAX_CHANNELS, pDest + uSize, Signal::IDLE);
+    return uReadFrames * Signal::MAX_CHANNELS;
 }
 
 uint64_t clDSF::Read(double *pBuffer, uint64_t uSize)
@@ -170,10 +170,10 @@ uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
         throw clXDSF("clDSF::Read_5_1(): unknown channel layout");
     }
     // Places without a channel keep what the caller left there; this is deliberate.
-    const places_t places = {upSpeakers, MAX_CHANNELS, false};
-    return DecodeFrames(pBuffer, uSize / MAX_CHANNELS, places,
+    const places_t places = {upSpeakers, Signal::MAX_CHANNELS, false};
+    return DecodeFrames(pBuffer, uSize / Signal::MAX_CHANNELS, places,
                         "clDSF::Read_5_1(): not opened for decoding") *
-           MAX_CHANNELS;
+           Signal::MAX_CHANNELS;
 }
 
 uint64_t clDSF::SeekSample(uint64_t uSamples)
@@ -230,7 +230,7 @@ void clDSF::Rearrange(void *pDest, const void *pSrc, uint64_t uSize, bool bRever
 void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize) const
 {
     const uint32_t uChannels = GetChannels();
-    if (uChannels > MAX_CHANNELS) {
+    if (uChannels > Signal::MAX_CHANNELS) {
         throw clXDSF(TOO_MANY_CHANNELS);
     }
     if (uChannels == 0 || !IsMultiple(uSize, GetBlockSize())) {
@@ -263,7 +263,7 @@ uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &
         !IsMultiple(uFrames * GetDivisor(), uint64_t{GetBlockSize()} * 8)) {
         throw clXDSF(NO_BLOCK_MULTIPLE);
     }
-    if (GetChannels() > MAX_CHANNELS) {
+    if (GetChannels() > Signal::MAX_CHANNELS) {
         throw clXDSF(TOO_MANY_CHANNELS);
     }
     if (!IsDecoding()) {
