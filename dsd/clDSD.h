@@ -9,28 +9,28 @@
 #include <cstdint>
 #include <memory>
 
-class clDecoder;
+class clDecodeSession;
 class clID3tag;
+class clSignalSource;
 class clStreamReader;
+struct frame_layout_t;
 
 /**
- * What the two DSD file formats have in common: one interface to open, read, seek and describe a
- * file.
+ * The common interface of the two DSD file formats: open, read, seek and describe a file.
  *
  * Raw data is one-bit audio, eight samples of one channel a byte, the earliest in the highest bit,
- * one byte of each channel in turn. The output rate is that of decoded samples, a sixteenth of the
+ * one byte of each channel in turn. The output rate, that of decoded samples, is a sixteenth of the
  * DSD rate.
  *
- * Decoded samples have gone through a low-pass of linear phase (docs/decoding.md). All ones give
- * +1.0, all zeros -1.0. The audio is preceded by silence and comes GetDelay() samples late: sample
- * n of each channel stands for one-bit sample 16 * (n - GetDelay()), and at the end of the file
- * Flush gives those that are still on their way. After a seek silence precedes the audio as well,
- * so that the first 27 samples of each channel differ from those of an uninterrupted read and all
- * later ones are the same. The doubles do not depend on the format, the sizes of the reads or the
- * number of workers.
+ * Decoded samples have passed a linear-phase low-pass (docs/decoding.md). All ones give +1.0, all
+ * zeros -1.0. The audio is delayed by GetDelay() samples: sample n of each channel is the value at
+ * one-bit sample 16 * (n - GetDelay()). At the end of the file Flush gives the samples that are
+ * still missing. Silence precedes the audio, at the start and after a seek, so the first 27 samples
+ * of each channel after a seek differ from those of an uninterrupted read; later ones do not. The
+ * doubles do not depend on the format, the sizes of the reads or the number of workers.
  *
  * One thread at a time. Failures are clXDSDIFF or clXDSF, both clXDSD, unless a member says
- * otherwise; buffers that cannot be had are std::runtime_error.
+ * otherwise; memory shortage is std::runtime_error.
  *
  * The destructor may throw because that of the thread pool does; those of the file classes close
  * the file and swallow errors of that.
@@ -43,68 +43,70 @@ public:
     clDSD &operator=(const clDSD &) = delete;
     ~clDSD() noexcept(false) override;
 
+    // The order of the virtual functions is fixed: callers rely on it.
+
 protected:
     void ThreadPoolJob(long lThreadIdx, void *pArg) override;
 
     /**
-     * Called by Open with its further arguments, which it describes: starts the workers. A file of
-     * more channels than can be decoded gets none, and decoded reads then say so.
+     * Called by Open with its further arguments: starts the workers. A file with more channels than
+     * can be decoded gets none; decoded reads report that.
      *
      * @throws clXThreadPool when a worker cannot be started; there are none then
      */
-    virtual void ConfigureHook(uint64_t uSetting, uint32_t uSelect, bool bFirst, bool bSecond,
-                               bool bThird);
+    virtual void ConfigureHook(uint64_t uLargestRead, uint32_t uWorkers, bool bDoubleAmplitude,
+                               bool bWithoutDelay, bool bScalarKernels);
 
     /** Called by Close first of all: ends the workers. */
     virtual void CloseHook();
 
+    /** Called by nothing: keeps its slot. */
     virtual void ReservedHook();
 
 public:
     /**
-     * Opens a file for reading, decoding included, and starts the workers for that.
+     * Opens a file for reading and decoding, and starts the workers.
      *
-     * @param pStream the file from its first byte on; owned by this object from the call on, also
-     * when it throws
-     * @param uSetting the largest decoded read to come, in decoded samples over all channels: reads
-     * up to it allocate nothing. Larger ones work too
-     * @param uSelect  the number of workers, the thread that reads being one of them; 0, or more
-     * than there are channels, is one for each channel. A read too short to be worth dividing is
-     * left to fewer
-     * @param bFirst   doubles the amplitude: all ones give +2.0
-     * @param bSecond  takes the delay out: the first sample, and that after a seek, stands for the
-     * position itself, and at the end the reads go on until the delayed samples are delivered too.
-     * After a seek only 14 samples differ then
-     * @param bThird   filters without vector instructions, to the same doubles
+     * @param pStream          at the first byte of the file; owned by this object from the call on,
+     * also when it throws
+     * @param uLargestRead     in decoded samples over all channels: reads up to it allocate
+     * nothing, larger ones work too
+     * @param uWorkers         threads that decode, the calling one included; 0, or more than
+     * channels: one per channel. Short reads use fewer
+     * @param bDoubleAmplitude all ones give +2.0
+     * @param bWithoutDelay    the first sample, also after a seek, is the one at the position
+     * itself, and reads deliver the last samples without Flush. After a seek only 14 samples
+     * differ
+     * @param bScalarKernels   filters without vector instructions; the doubles are the same
      */
-    virtual void Open(clStreamReader *pStream, uint64_t uSetting = 0, uint32_t uSelect = 0,
-                      bool bFirst = false, bool bSecond = false, bool bThird = false) = 0;
+    virtual void Open(clStreamReader *pStream, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
+                      bool bDoubleAmplitude = false, bool bWithoutDelay = false,
+                      bool bScalarKernels = false) = 0;
 
-    /** As Open, without preparing to decode: for the figures, the tag and the raw data. */
+    /** As Open, but without decoding: for the figures, the tag and the raw data. */
     virtual void OpenMeta(clStreamReader *pStream) = 0;
 
     /** Closes the file; nothing happens on a closed object. */
     virtual void Close() = 0;
 
     /**
-     * Decoded samples at the output rate, interleaved. Only for a file opened with Open. The audio
-     * comes GetDelay() samples late, unless bSecond of Open takes that out.
+     * Reads decoded samples at the output rate, interleaved. Only for a file opened with Open.
      *
      * @param uSize decoded samples over all channels
-     * @return the samples delivered; less than uSize only at the end, where the stream ends early,
-     * and where bSecond of Open has taken out the delay; 0 at the end
+     * @return samples delivered; fewer than uSize only at the end, where the stream ends early, and
+     * where bWithoutDelay of Open leaves samples out; 0 at the end
      */
     virtual uint64_t Read(double *pBuffer, uint64_t uSize) = 0;
 
     /** As Read, in frames of six: left, right, centre, low frequencies, left and right surround. */
     virtual uint64_t Read_5_1(double *pBuffer, uint64_t uSize) = 0;
 
-    /** Raw bytes, interleaved. @return bytes of sound delivered, 0 at the end */
+    /** Reads raw bytes, interleaved. @return bytes of sound delivered, 0 at the end */
     virtual uint64_t ReadRaw(void *pBuffer, uint64_t uSize) = 0;
 
     /**
-     * As ReadRaw, in frames of six bytes in the order of Read_5_1; places without a channel carry
-     * the idle pattern.
+     * As ReadRaw, in frames of six bytes in the order of Read_5_1; places without a channel get the
+     * idle byte.
      */
     virtual uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) = 0;
 
@@ -122,10 +124,10 @@ public:
     /** Decoded samples per channel. */
     virtual uint64_t GetOutputLength() const = 0;
 
-    /** Moves to a position counted in decoded samples over all channels. Only the start of a frame,
-     * and in a DSF file that of a group of blocks, is a place to read sound from. */
+    /** Seeks to a position in decoded samples over all channels: the start of a frame, in a DSF
+     * file of a block group. Other positions are refused, or misplace channels. */
     virtual uint64_t SeekSample(uint64_t uSamples) = 0;
-    /** Moves to a position counted in decoded samples per channel; in a DSF file a multiple of
+    /** Seeks to a position in decoded samples per channel; in a DSF file a multiple of
      * GetBlockSamples(). */
     virtual uint64_t SeekFrame(uint64_t uFrame) = 0;
     virtual uint64_t GetPosition() const = 0;
@@ -134,89 +136,56 @@ public:
     virtual uint64_t GetDataSize() const = 0;
     /** One-bit samples per channel. */
     virtual uint64_t GetLength() const = 0;
-    /** Whether the sound is compressed (DST), which none of the reads understands. */
+    /** Whether the sound is compressed (DST), which no read understands. */
     virtual bool IsCompressed() const;
-    /** The file's ID3v2 tag, without frames when it has none; owned by this object. Null without
-     * one. */
+    /** The file's ID3v2 tag, without frames when the file has none; owned by this object. Null if
+     * the format has no tags. */
     virtual const clID3tag *GetTag() const;
 
-    /** Decoded samples of each channel by which the audio is late; the same for all rates. */
+    /** Decoded samples of each channel by which the audio is delayed; the same for all rates. */
     uint32_t GetDelay() const noexcept;
 
     /**
-     * The decoded samples that the delay holds back, as if silence followed: GetDelay() of each
-     * channel in frames like those of the last Read or Read_5_1, fewer when called again. Reading
-     * goes on behind it as after a seek.
+     * Delivers the samples that the filter still delays, as if silence followed: GetDelay() of each
+     * channel, fewer when called again, in frames like those of the last Read or Read_5_1. The next
+     * read starts from silence, as after a seek.
      *
-     * @param uSize size of pBuffer in samples; nothing happens when it is no whole frame
-     * @return the samples delivered, whole frames; 0 when there are no more
+     * @param uSize size of pBuffer in samples; nothing happens for less than a frame
+     * @return samples delivered, whole frames; 0 when all have been delivered
      * @throws clXDSD unless the file was opened with Open
      */
     uint64_t Flush(double *pBuffer, uint64_t uSize);
 
-    /** What decoded reads are made of: runs of one channel each, one of every channel in turn. */
-    struct feed_t {
-        /** Position in the file. */
-        uint64_t uPosition = 0;
-        /** Bytes per channel from there on, at most, as the file announces them. */
-        uint64_t uLeft = 0;
-        /** Bytes in a run. */
-        uint64_t uRun = 1;
-        bool bLsbFirst = false;
-    };
-
-    /**
-     * Where a decoded read gets its bytes. An interface of its own, since a virtual function more
-     * in clDSD would move those that a subclass adds.
-     */
-    class clFeed
-    {
-    public:
-        /** What the next fetch finds. */
-        virtual feed_t GetFeed() const = 0;
-
-        /**
-         * Fetches the next bytes, and moves on after them.
-         *
-         * @param pDest  room for uBytes of each channel
-         * @param uBytes per channel; whole runs, or all that is left
-         * @return bytes per channel fetched; less than uBytes only at the end
-         */
-        virtual uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) = 0;
-
-    protected:
-        ~clFeed() = default;
-    };
-
 protected:
-    /** How the channels lie in the frames of a decoded read. */
-    struct places_t {
-        /** One per channel; a channel without a place below uPlaces is left out. */
-        const uint32_t *upTable;
-        uint32_t uPlaces;
-        /** Whether places without a channel get silence; otherwise they stay as they are. */
-        bool bSilence;
-    };
-
-    /** Whether ConfigureHook has prepared decoding as many channels as there are now. */
+    /** Whether ConfigureHook has prepared decoding for the present number of channels. */
     bool IsDecoding() const;
 
-    /** The common part of the decoded reads. @return frames delivered */
-    uint64_t Decode(double *pBuffer, uint64_t uFrames, const places_t &places, clFeed &source);
+    /** The common part of the decoded reads; only after IsDecoding. @return frames delivered */
+    uint64_t Decode(double *pBuffer, uint64_t uFrames, const frame_layout_t &layout,
+                    clSignalSource &source);
 
-    /** Lets the next decoded read begin with silence before it, as after a seek. */
+    /** The next decoded read starts from silence, as after a seek. */
     void RestartDecoding() noexcept;
 
-    bool IsDoubled() const noexcept { return bDoubleAmplitude || bDoubledByOpen; }
+    bool IsDoubled() const noexcept { return bAmplitudeDoubled || bDoubledByOpen; }
 
     /** One-bit samples for each decoded one. */
     uint32_t GetDivisor() const noexcept { return bDecimate ? Signal::DECIMATION : 1; }
 
-    /** Reverses the bits of each byte of an array in place. */
-    static void BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept;
     void ReverseBits(void *pBuffer, size_t sizeBuffer) const noexcept;
     /** The source must not overlap the destination. */
     void ReverseBitsCopy(void *pDest, const void *pSrc, size_t sizeCount) const noexcept;
+
+    /** Doubles the amplitude whatever Open was asked for. */
+    bool bAmplitudeDoubled = false;
+    /** False delivers the one-bit samples themselves; also changes the figures. */
+    bool bDecimate = true;
+
+    // Callers rely on the following and on ReservedHook; nothing here uses them, except for dGain,
+    // whose place among the members is fixed as well.
+
+    /** Reverses the bits of each byte of an array in place. */
+    static void BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept;
 
     /**
      * Copies channels between two interleaved layouts: source channel c goes to place upTable[c] of
@@ -232,47 +201,27 @@ protected:
                             const uint32_t *upTable, uint32_t uDestChannels,
                             uint32_t uSrcChannels) noexcept;
 
-    // Settings of the decoding reads; raw reads and figures use bDecimate alone.
-    bool bDoubleAmplitude = false;
-    bool bDecimate = true;
     bool bSettingB = false;
     bool bSettingC = false;
     uint64_t uSettingD = 0;
     uint64_t uSettingE = 32;
     int32_t iSettingF = 5;
     int32_t iSettingG = 0;
+    /** Scale of decoded samples; 1/32 makes full scale 1.0. */
     double dGain = 0.03125;
-
     /** Entry i is i with its eight bits in reverse order. */
     std::array<uint8_t, 256> aBitReverse;
 
-    /** One work buffer per channel. */
+    /** Work buffers of the decoded reads, one per channel. */
     std::array<clAlignedAlloc, Signal::MAX_CHANNELS> aWork;
-
     /** Position in one-bit samples per channel, kept by the seeks. */
     uint64_t uPosition = 0;
 
 private:
+    void ApplySettings() noexcept;
     void EndDecoding();
-    uint8_t *GetFetchBuffer(uint64_t uTimes, uint32_t uEach);
-    uint64_t GetWhole(uint64_t uBytes) const noexcept;
-    void StartJobs(uint64_t uBytes);
-    void FetchRest(clFeed &source, uint8_t *pBytes, uint64_t uFetched, uint64_t uPiece);
-    uint64_t FinishJobs();
-    uint64_t Drain(uint64_t uFrames);
 
     /** Null unless the file can be decoded. */
-    std::unique_ptr<clDecoder> pDecoder;
-    clAlignedAlloc allocFetch;
+    std::unique_ptr<clDecodeSession> pSession;
     bool bDoubledByOpen = false;
-    bool bWithoutDelay = false;
-
-    /** Where the last fetch ended; the next one is the continuation only if it starts there. */
-    uint64_t uFetchEnd = UINT64_MAX;
-    /** Decoded samples of each channel to be left out, and of the delay those delivered. */
-    uint64_t uSkip = 0;
-    uint64_t uDrained = 0;
-
-    /** Workers of the pool that have a job in this batch. */
-    uint32_t uHelpers = 0;
 };

@@ -1,6 +1,7 @@
 #include "dsd/clDSDIFF.h"
 
 #include "base/clException.h"
+#include "decode/clDecodeSession.h"
 #include "io/clStreamReader.h"
 #include "kernels/Kernels.h"
 
@@ -18,15 +19,15 @@ clDSDIFF::~clDSDIFF() noexcept(false)
     }
 }
 
-void clDSDIFF::Open(clStreamReader *pStreamReader, uint64_t uSetting, uint32_t uSelect, bool bFirst,
-                    bool bSecond, bool bThird)
+void clDSDIFF::Open(clStreamReader *pStreamReader, uint64_t uLargestRead, uint32_t uWorkers,
+                    bool bDoubleAmplitude, bool bWithoutDelay, bool bScalarKernels)
 {
     try {
         OpenStream(pStreamReader);
         if (form.chunkProperty.GetCompression() == 1) {
             throw clXDSDIFF("unsupported compression");
         }
-        ConfigureHook(uSetting, uSelect, bFirst, bSecond, bThird);
+        ConfigureHook(uLargestRead, uWorkers, bDoubleAmplitude, bWithoutDelay, bScalarKernels);
     } catch (const clException &caught) {
         WrapException<clXDSDIFF>("clDSDIFF::Open(): ", caught);
     }
@@ -69,9 +70,9 @@ uint64_t clDSDIFF::Read(double *pBuffer, uint64_t uSize)
     if (uChannels == 0) {
         throw clXDSDIFF(NO_MULTIPLE);
     }
-    const places_t places = {form.chunkProperty.GetPositions(), uChannels, false};
+    const frame_layout_t layout = {form.chunkProperty.GetPositions(), uChannels, false};
     CheckDecoding("clDSDIFF::Read(): not opened for decoding");
-    return Decode(pBuffer, uFrames, places, *this) * uChannels;
+    return Decode(pBuffer, uFrames, layout, *this) * uChannels;
 }
 
 uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
@@ -81,9 +82,10 @@ uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
     }
     const uint64_t uFrames = uSize / Signal::MAX_CHANNELS;
     form.chunkData.CheckRead(uFrames * GetDivisor(), GetChannels());
-    const places_t places = {form.chunkProperty.GetSpeakerCodes(), Signal::MAX_CHANNELS, true};
+    const frame_layout_t layout = {form.chunkProperty.GetSpeakerCodes(), Signal::MAX_CHANNELS,
+                                   true};
     CheckDecoding("clDSDIFF::Read_5_1(): not opened for decoding");
-    return Decode(pBuffer, uFrames, places, *this) * Signal::MAX_CHANNELS;
+    return Decode(pBuffer, uFrames, layout, *this) * Signal::MAX_CHANNELS;
 }
 
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
@@ -307,13 +309,13 @@ uint64_t clDSDIFF::ReadFrames(void *pBuffer, uint64_t uBytes)
     return uRead;
 }
 
-clDSD::feed_t clDSDIFF::GetFeed() const
+clSignalSource::next_t clDSDIFF::GetNext() const
 {
     const clDSDIFFDataChunk &data = form.chunkData;
-    feed_t feed;
-    feed.uPosition = data.GetReadPos();
-    feed.uLeft = (data.uSize - std::min(feed.uPosition, data.uSize)) / GetChannels();
-    return feed;
+    next_t next;
+    next.uPosition = data.GetReadPos();
+    next.uLeft = (data.uSize - std::min(next.uPosition, data.uSize)) / GetChannels();
+    return next;
 }
 
 // A stream that delivers less than asked is asked again: a piece of a decoded sample could not be

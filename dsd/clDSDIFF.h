@@ -1,5 +1,6 @@
 #pragma once
 
+#include "decode/clSignalSource.h"
 #include "dsd/clDSD.h"
 #include "dsd/clDSDIFFChunk.h"
 
@@ -15,21 +16,22 @@
  * Opening with either operation walks the whole file and leaves it at the first byte of sound; a
  * remote stream stays where the walk has left it, SeekSample(0) brings it there.
  */
-class clDSDIFF : public clDSD, private clDSD::clFeed
+class clDSDIFF : public clDSD, private clSignalSource
 {
 public:
     clDSDIFF();
     ~clDSDIFF() noexcept(false) override;
 
     /** @throws clXDSDIFF also for compressed sound */
-    void Open(clStreamReader *pStreamReader, uint64_t uSetting = 0, uint32_t uSelect = 0,
-              bool bFirst = false, bool bSecond = false, bool bThird = false) override;
+    void Open(clStreamReader *pStreamReader, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
+              bool bDoubleAmplitude = false, bool bWithoutDelay = false,
+              bool bScalarKernels = false) override;
     void OpenMeta(clStreamReader *pStreamReader) override;
     void Close() override;
 
     /**
-     * Decoded samples, the channels in the order of the raw data, late by GetDelay() unless bSecond
-     * of Open takes that out.
+     * Decoded samples, the channels in the order of the raw data, late by GetDelay() unless
+     * bWithoutDelay of Open takes that out.
      *
      * @param uSize a multiple of the channel count
      * @throws clXDSDIFF for any other uSize, for more than six channels, without sound data and
@@ -107,7 +109,7 @@ private:
     void CheckDecoding(const char *cpMessage) const;
     uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
     uint8_t *RawBuffer(uint64_t uBytes);
-    feed_t GetFeed() const override;
+    next_t GetNext() const override;
     uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
 
     clAlignedAlloc allocRaw;

@@ -62,12 +62,12 @@ clDSF::~clDSF() noexcept(false)
     }
 }
 
-void clDSF::Open(clStreamReader *pStreamReader, uint64_t uSetting, uint32_t uSelect, bool bFirst,
-                 bool bSecond, bool bThird)
+void clDSF::Open(clStreamReader *pStreamReader, uint64_t uLargestRead, uint32_t uWorkers,
+                 bool bDoubleAmplitude, bool bWithoutDelay, bool bScalarKernels)
 {
     try {
         OpenStream(pStreamReader);
-        ConfigureHook(uSetting, uSelect, bFirst, bSecond, bThird);
+        ConfigureHook(uLargestRead, uWorkers, bDoubleAmplitude, bWithoutDelay, bScalarKernels);
     } catch (const clException &caught) {
         WrapException<clXDSF>("clDSF::Open(): ", caught);
     }

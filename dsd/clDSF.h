@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/clAlloc.h"
+#include "decode/clSignalSource.h"
 #include "dsd/clDSD.h"
 #include "id3/clID3tag.h"
 #include "io/clFileIO.h"
@@ -22,7 +23,7 @@
  * An object is closed, open for reading or open for writing; an operation of another state throws
  * clXDSF.
  */
-class clDSF : public clDSD, private clDSD::clFeed
+class clDSF : public clDSD, private clSignalSource
 {
 public:
     clDSF();
@@ -30,16 +31,17 @@ public:
 
     /** @throws clXDSF also for a tag that does not parse: a DSF file with such a tag cannot be
      * opened, and OpenMeta refuses it too */
-    void Open(clStreamReader *pStreamReader, uint64_t uSetting = 0, uint32_t uSelect = 0,
-              bool bFirst = false, bool bSecond = false, bool bThird = false) override;
+    void Open(clStreamReader *pStreamReader, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
+              bool bDoubleAmplitude = false, bool bWithoutDelay = false,
+              bool bScalarKernels = false) override;
     void OpenMeta(clStreamReader *pStreamReader) override;
     /** @throws clXDSF also when a written file could not be closed properly; it is closed all the
      * same */
     void Close() override;
 
     /**
-     * Decoded samples, late by GetDelay() unless bSecond of Open takes that out. Where the stream
-     * ends inside a group, the whole samples that are there.
+     * Decoded samples, late by GetDelay() unless bWithoutDelay of Open takes that out. Where the
+     * stream ends inside a group, the whole samples that are there.
      *
      * @param uSize a multiple of GetBlockSamples() * GetChannels()
      * @throws clXDSF for any other uSize, for more than six channels and after OpenMeta;
@@ -168,9 +170,9 @@ private:
     void Reset() noexcept;
     void OpenStream(clStreamReader *pStreamReader);
     void ReadTag(uint64_t uFileSize);
-    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places,
+    uint64_t DecodeFrames(double *pBuffer, uint64_t uFrames, const frame_layout_t &layout,
                           const char *cpNotOpened);
-    feed_t GetFeed() const override;
+    next_t GetNext() const override;
     uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
     void CheckReading(const char *cpMessage) const;
     void CheckWriting(const char *cpMessage) const;

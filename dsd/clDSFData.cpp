@@ -1,6 +1,7 @@
 #include "dsd/clDSF.h"
 
 #include "base/clException.h"
+#include "decode/clDecodeSession.h"
 #include "dsd/ChannelPlaces.h"
 #include "io/clStreamReader.h"
 #include "kernels/Kernels.h"
@@ -156,8 +157,8 @@ uint64_t clDSF::Read(double *pBuffer, uint64_t uSize)
     if (uChannels == 0 || uSize % uChannels != 0) {
         throw clXDSF(NO_BLOCK_MULTIPLE);
     }
-    const places_t places = {aInOrder, uChannels, false};
-    return DecodeFrames(pBuffer, uSize / uChannels, places,
+    const frame_layout_t layout = {aInOrder, uChannels, false};
+    return DecodeFrames(pBuffer, uSize / uChannels, layout,
                         "clDSF::Read(): not opened for decoding") *
            uChannels;
 }
@@ -170,8 +171,8 @@ uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
         throw clXDSF("clDSF::Read_5_1(): unknown channel layout");
     }
     // Places without a channel keep what the caller left there; this is deliberate.
-    const places_t places = {upSpeakers, Signal::MAX_CHANNELS, false};
-    return DecodeFrames(pBuffer, uSize / Signal::MAX_CHANNELS, places,
+    const frame_layout_t layout = {upSpeakers, Signal::MAX_CHANNELS, false};
+    return DecodeFrames(pBuffer, uSize / Signal::MAX_CHANNELS, layout,
                         "clDSF::Read_5_1(): not opened for decoding") *
            Signal::MAX_CHANNELS;
 }
@@ -255,7 +256,7 @@ void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize)
     }
 }
 
-uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &places,
+uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const frame_layout_t &layout,
                              const char *cpNotOpened)
 {
     // Blocks of an odd number of bytes are not made of whole decoded samples, groups of them are.
@@ -269,22 +270,22 @@ uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const places_t &
     if (!IsDecoding()) {
         throw clXDSF(cpNotOpened);
     }
-    return Decode(pBuffer, uFrames, places, *this);
+    return Decode(pBuffer, uFrames, layout, *this);
 }
 
-clDSD::feed_t clDSF::GetFeed() const
+clSignalSource::next_t clDSF::GetNext() const
 {
     const uint32_t uChannels = GetChannels();
-    feed_t feed;
-    feed.uPosition = uDataPos;
-    feed.uLeft = (GetDataCapacity() - uDataPos) / uChannels;
+    next_t next;
+    next.uPosition = uDataPos;
+    next.uLeft = (GetDataCapacity() - uDataPos) / uChannels;
     // The last group may be cut off anywhere.
     if ((GetDataCapacity() - uDataPos) % uChannels != 0) {
-        ++feed.uLeft;
+        ++next.uLeft;
     }
-    feed.uRun = GetBlockSize();
-    feed.bLsbFirst = !bMsbFirst;
-    return feed;
+    next.uRun = GetBlockSize();
+    next.bLsbFirst = !bMsbFirst;
+    return next;
 }
 
 uint64_t clDSF::Fetch(uint8_t *pDest, uint64_t uBytes)

@@ -385,7 +385,7 @@ public:
     {
         this->bDecimate = bSixteenth;
         this->dGain *= dFactor;
-        this->bDoubleAmplitude = true;
+        this->bAmplitudeDoubled = true;
     }
 };
 
