@@ -2,26 +2,27 @@
 
 #include <cstddef>
 
-// Offsets of the fields inside the DSF chunks; the lowest byte comes first everywhere. Drawn in
-// docs/formats.md.
+// Offsets of the fields from the start of their DSF chunk, in bytes; numbers have the lowest byte
+// first. docs/formats.md draws the chunks.
 namespace DSFLayout
 {
 
 // Every chunk.
-constexpr size_t CHUNK_SIZE = 4;
+constexpr size_t ID_SIZE = 4;
+constexpr size_t OFFSET_CHUNK_SIZE = ID_SIZE;
 
 // "DSD "
-constexpr size_t FILE_SIZE = 12;
-constexpr size_t META_POINTER = 20;
+constexpr size_t OFFSET_FILE_SIZE = 12;
+constexpr size_t OFFSET_META_POINTER = 20;
 
 // "fmt "
-constexpr size_t VERSION = 12;
-constexpr size_t FORMAT_ID = 16;
-constexpr size_t CHANNEL_TYPE = 20;
-constexpr size_t CHANNEL_NUM = 24;
-constexpr size_t SAMPLE_RATE = 28;
-constexpr size_t BITS_PER_SAMPLE = 32;
-constexpr size_t SAMPLE_COUNT = 36;
-constexpr size_t BLOCK_SIZE = 44;
+constexpr size_t OFFSET_VERSION = 12;
+constexpr size_t OFFSET_FORMAT_ID = 16;
+constexpr size_t OFFSET_CHANNEL_TYPE = 20;
+constexpr size_t OFFSET_CHANNEL_NUM = 24;
+constexpr size_t OFFSET_SAMPLE_RATE = 28;
+constexpr size_t OFFSET_BITS_PER_SAMPLE = 32;
+constexpr size_t OFFSET_SAMPLE_COUNT = 36;
+constexpr size_t OFFSET_BLOCK_SIZE = 44;
 
 } // namespace DSFLayout

@@ -98,6 +98,24 @@ uint64_t clDSD::Flush(double *pBuffer, uint64_t uSize)
     return pSession->Flush(pBuffer, uSize);
 }
 
+void clDSD::ReplaceStream(clStreamReader *pStreamReader)
+{
+    std::unique_ptr<clStreamReader> pNew(pStreamReader);
+    Close();
+    if (!pNew) {
+        throw clXDSD("no stream");
+    }
+    pStream = std::move(pNew);
+}
+
+void clDSD::CloseStream()
+{
+    const std::unique_ptr<clStreamReader> pOld = std::move(pStream);
+    if (pOld) {
+        pOld->Close();
+    }
+}
+
 bool clDSD::IsDecoding() const
 {
     return pSession && pSession->GetChannels() == GetChannels();

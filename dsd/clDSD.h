@@ -157,6 +157,15 @@ public:
     uint64_t Flush(double *pBuffer, uint64_t uSize);
 
 protected:
+    /**
+     * Closes the file and takes over the next stream.
+     * @throws clXDSD for null; what Close throws, and the new stream is deleted then
+     */
+    void ReplaceStream(clStreamReader *pStreamReader);
+
+    /** Closes and deletes the stream, also when closing it throws. */
+    void CloseStream();
+
     /** Whether ConfigureHook has prepared decoding for the present number of channels. */
     bool IsDecoding() const;
 
@@ -216,6 +225,9 @@ protected:
     std::array<clAlignedAlloc, Signal::MAX_CHANNELS> aWork;
     /** Position in one-bit samples per channel, kept by the seeks. */
     uint64_t uPosition = 0;
+
+    /** The file that is open for reading, or null. */
+    std::unique_ptr<clStreamReader> pStream;
 
 private:
     void ApplySettings() noexcept;

@@ -23,8 +23,8 @@ constexpr uint32_t BITS_MSB_FIRST = 8;
 
 void PutId(uint8_t *pChunk, const char *cpId, uint64_t uChunkSize)
 {
-    std::memcpy(pChunk, cpId, CHUNK_SIZE);
-    PutLE(pChunk + CHUNK_SIZE, uChunkSize);
+    std::memcpy(pChunk, cpId, ID_SIZE);
+    PutLE(pChunk + OFFSET_CHUNK_SIZE, uChunkSize);
 }
 
 void PutDefault(uint8_t *pField, uint32_t uDefault)
@@ -34,14 +34,14 @@ void PutDefault(uint8_t *pField, uint32_t uDefault)
     }
 }
 
-// The size is looked at before the id: a file that is no DSF file at all reports its size.
+// The size is checked before the id, so a file of another format is reported by its size.
 void CheckChunk(const uint8_t *cpChunk, bool bSize, const char *cpSizeText, const char *cpId,
                 const char *cpIdText)
 {
     if (!bSize) {
         throw clXDSF(cpSizeText);
     }
-    if (std::memcmp(cpChunk, cpId, CHUNK_SIZE) != 0) {
+    if (std::memcmp(cpChunk, cpId, ID_SIZE) != 0) {
         throw clXDSF(cpIdText);
     }
 }
@@ -58,7 +58,7 @@ clDSF::~clDSF() noexcept(false)
     try {
         clDSF::Close();
     } catch (...) {
-        // Whoever wants to know whether the file is whole calls Close.
+        // A caller that needs to know whether the file is complete calls Close.
     }
 }
 
@@ -86,8 +86,6 @@ void clDSF::Close()
 {
     try {
         CloseHook();
-        // The stream and the descriptor go even if closing one of them fails.
-        const std::unique_ptr<clStreamReader> pOld = std::move(pStream);
         Reset();
         try {
             fileOutput.Close();
@@ -95,9 +93,7 @@ void clDSF::Close()
             fileOutput.Detach();
             throw;
         }
-        if (pOld) {
-            pOld->Close();
-        }
+        CloseStream();
     } catch (const clException &caught) {
         WrapException<clXDSF>("clDSF::Close(): ", caught);
     }
@@ -110,12 +106,12 @@ uint32_t clDSF::GetBlockSamples() const
 
 uint32_t clDSF::GetBlockSize() const
 {
-    return GetLE<uint32_t>(aFmtChunk + BLOCK_SIZE);
+    return GetLE<uint32_t>(aFmtChunk + OFFSET_BLOCK_SIZE);
 }
 
 uint32_t clDSF::GetSampleRate() const
 {
-    return GetLE<uint32_t>(aFmtChunk + SAMPLE_RATE);
+    return GetLE<uint32_t>(aFmtChunk + OFFSET_SAMPLE_RATE);
 }
 
 uint32_t clDSF::GetOutputRate() const
@@ -125,7 +121,7 @@ uint32_t clDSF::GetOutputRate() const
 
 uint32_t clDSF::GetChannels() const
 {
-    return GetLE<uint32_t>(aFmtChunk + CHANNEL_NUM);
+    return GetLE<uint32_t>(aFmtChunk + OFFSET_CHANNEL_NUM);
 }
 
 uint64_t clDSF::GetOutputSize() const
@@ -150,7 +146,7 @@ uint64_t clDSF::GetDataSize() const
 
 uint64_t clDSF::GetLength() const
 {
-    return GetLE<uint64_t>(aFmtChunk + SAMPLE_COUNT);
+    return GetLE<uint64_t>(aFmtChunk + OFFSET_SAMPLE_COUNT);
 }
 
 const clID3tag *clDSF::GetTag() const
@@ -176,11 +172,11 @@ void clDSF::Create(const char *cpPath, uint32_t uSampleRate, uint32_t uChannels)
 void clDSF::SetLength(uint64_t uSamples)
 {
     CheckWriting("clDSF::SetLength(): not open for writing");
-    PutLE(aFmtChunk + SAMPLE_COUNT, uSamples);
+    PutLE(aFmtChunk + OFFSET_SAMPLE_COUNT, uSamples);
     try {
         WriteHeaders();
     } catch (...) {
-        TakeBackLength();
+        ClearSampleCount();
         throw;
     }
 }
@@ -189,24 +185,24 @@ uint64_t clDSF::WriteMeta(const void *pBytes, uint64_t uSize)
 {
     CheckWriting("clDSF::WriteMeta(): not open for writing");
     const off_t lOffset = fileOutput.Seek(clFileIO::SEEK_POINT_CURRENT, 0);
-    PutLE(aDsdChunk + META_POINTER, static_cast<uint64_t>(lOffset));
+    PutLE(aDsdChunk + OFFSET_META_POINTER, static_cast<uint64_t>(lOffset));
     fileOutput.Write(pBytes, static_cast<size_t>(uSize));
     return uSize;
 }
 
 void clDSF::SetSampleRate(uint32_t uSampleRate)
 {
-    PutLE(aFmtChunk + SAMPLE_RATE, uSampleRate);
+    PutLE(aFmtChunk + OFFSET_SAMPLE_RATE, uSampleRate);
 }
 
 void clDSF::SetChannels(uint32_t uChannels)
 {
-    PutLE(aFmtChunk + CHANNEL_NUM, uChannels);
+    PutLE(aFmtChunk + OFFSET_CHANNEL_NUM, uChannels);
 }
 
 void clDSF::SetChannelType(uint32_t uChannelType)
 {
-    PutLE(aFmtChunk + CHANNEL_TYPE, uChannelType);
+    PutLE(aFmtChunk + OFFSET_CHANNEL_TYPE, uChannelType);
 }
 
 void clDSF::ReadHeaders()
@@ -218,23 +214,23 @@ void clDSF::ReadHeaders()
             static_cast<uint64_t>(std::max<int64_t>(pStream->GetSize(), 0));
 
         pStream->ReadFully(aDsdChunk, sizeof(aDsdChunk));
-        CheckChunk(aDsdChunk, GetLE<uint64_t>(aDsdChunk + CHUNK_SIZE) == DSD_CHUNK_SIZE,
+        CheckChunk(aDsdChunk, GetLE<uint64_t>(aDsdChunk + OFFSET_CHUNK_SIZE) == DSD_CHUNK_SIZE,
                    "header chunk size mismatch", "DSD ", "id != 'DSD '");
-        const uint64_t uFileSize = GetLE<uint64_t>(aDsdChunk + FILE_SIZE);
+        const uint64_t uFileSize = GetLE<uint64_t>(aDsdChunk + OFFSET_FILE_SIZE);
         if (uStreamSize != 0 && uStreamSize != uFileSize) {
             throw clXDSF("file size mismatch, incomplete file?");
         }
 
         pStream->ReadFully(aFmtChunk, sizeof(aFmtChunk));
-        CheckChunk(aFmtChunk, GetLE<uint64_t>(aFmtChunk + CHUNK_SIZE) == FMT_CHUNK_SIZE,
+        CheckChunk(aFmtChunk, GetLE<uint64_t>(aFmtChunk + OFFSET_CHUNK_SIZE) == FMT_CHUNK_SIZE,
                    "format chunk size mismatch", "fmt ", "id != 'fmt '");
-        if (GetLE<uint32_t>(aFmtChunk + FORMAT_ID) != FORMAT_RAW) {
+        if (GetLE<uint32_t>(aFmtChunk + OFFSET_FORMAT_ID) != FORMAT_RAW) {
             throw clXDSF("unsupported data format");
         }
-        bMsbFirst = GetLE<uint32_t>(aFmtChunk + BITS_PER_SAMPLE) == BITS_MSB_FIRST;
+        bMsbFirst = GetLE<uint32_t>(aFmtChunk + OFFSET_BITS_PER_SAMPLE) == BITS_MSB_FIRST;
 
         pStream->ReadFully(aDataHeader, sizeof(aDataHeader));
-        CheckChunk(aDataHeader, GetLE<uint64_t>(aDataHeader + CHUNK_SIZE) > DATA_HEADER_SIZE,
+        CheckChunk(aDataHeader, GetLE<uint64_t>(aDataHeader + OFFSET_CHUNK_SIZE) > DATA_HEADER_SIZE,
                    "data chunk size mismatch", "data", "id != 'data'");
         uDataStart = static_cast<uint64_t>(pStream->Tell());
         uDataPos = 0;
@@ -254,17 +250,17 @@ void clDSF::WriteHeaders()
         fileOutput.Seek(clFileIO::SEEK_POINT_START, 0);
 
         PutId(aDsdChunk, "DSD ", DSD_CHUNK_SIZE);
-        PutLE(aDsdChunk + FILE_SIZE, static_cast<uint64_t>(fileOutput.Size()));
+        PutLE(aDsdChunk + OFFSET_FILE_SIZE, static_cast<uint64_t>(fileOutput.Size()));
         fileOutput.Write(aDsdChunk, sizeof(aDsdChunk));
 
         PutId(aFmtChunk, "fmt ", FMT_CHUNK_SIZE);
-        PutLE(aFmtChunk + VERSION, FORMAT_VERSION);
-        PutLE(aFmtChunk + FORMAT_ID, FORMAT_RAW);
-        PutDefault(aFmtChunk + CHANNEL_TYPE, ChannelPlaces::GetTypeOfCount(GetChannels()));
-        PutDefault(aFmtChunk + CHANNEL_NUM, 2);
-        PutDefault(aFmtChunk + SAMPLE_RATE, DEFAULT_RATE);
-        PutLE(aFmtChunk + BITS_PER_SAMPLE, BITS_LSB_FIRST);
-        PutDefault(aFmtChunk + BLOCK_SIZE, DEFAULT_BLOCK_SIZE);
+        PutLE(aFmtChunk + OFFSET_VERSION, FORMAT_VERSION);
+        PutLE(aFmtChunk + OFFSET_FORMAT_ID, FORMAT_RAW);
+        PutDefault(aFmtChunk + OFFSET_CHANNEL_TYPE, ChannelPlaces::GetTypeOfCount(GetChannels()));
+        PutDefault(aFmtChunk + OFFSET_CHANNEL_NUM, 2);
+        PutDefault(aFmtChunk + OFFSET_SAMPLE_RATE, DEFAULT_RATE);
+        PutLE(aFmtChunk + OFFSET_BITS_PER_SAMPLE, BITS_LSB_FIRST);
+        PutDefault(aFmtChunk + OFFSET_BLOCK_SIZE, DEFAULT_BLOCK_SIZE);
         fileOutput.Write(aFmtChunk, sizeof(aFmtChunk));
 
         const uint64_t uBlockSize = GetBlockSize();
@@ -279,20 +275,20 @@ void clDSF::WriteHeaders()
     }
 }
 
-// Headers of which only a part is new could pass for those of a finished file; without a count of
-// samples they do not.
-void clDSF::TakeBackLength() noexcept
+// Partly written headers could pass for those of a finished file; without a sample count they
+// cannot.
+void clDSF::ClearSampleCount() noexcept
 {
-    PutLE(aFmtChunk + SAMPLE_COUNT, uint64_t{0});
+    PutLE(aFmtChunk + OFFSET_SAMPLE_COUNT, uint64_t{0});
     try {
         fileOutput.Seek(clFileIO::SEEK_POINT_START, DSD_CHUNK_SIZE);
         fileOutput.Write(aFmtChunk, sizeof(aFmtChunk));
     } catch (...) {
-        // The failure on its way says more.
+        // The exception in flight says more.
     }
 }
 
-// Back to an object without a file. The tag, the buffers and the sample position stay.
+// Forgets the file; tag, buffers and sample position stay.
 void clDSF::Reset() noexcept
 {
     bMsbFirst = true;
@@ -303,21 +299,15 @@ void clDSF::Reset() noexcept
     std::fill(std::begin(aDataHeader), std::end(aDataHeader), uint8_t{0});
 }
 
-// What the two opens share; their prefixes differ.
 void clDSF::OpenStream(clStreamReader *pStreamReader)
 {
-    std::unique_ptr<clStreamReader> pNew(pStreamReader);
-    Close();
-    if (!pNew) {
-        throw clXDSF("no stream");
-    }
-    pStream = std::move(pNew);
+    ReplaceStream(pStreamReader);
     ReadHeaders();
     uSamplePos = 0;
 }
 
-// The tag is whatever stands between the end of the data chunk and the end of the file: pointers to
-// it are wrong in too many files to be of use.
+// The tag is between the end of the data chunk and the end of the file; the pointer of the header
+// is not used, because many files have a wrong one.
 void clDSF::ReadTag(uint64_t uFileSize)
 {
     const uint64_t uCapacity = GetDataCapacity();
@@ -353,18 +343,18 @@ void clDSF::CheckWriting(const char *cpMessage) const
 
 uint64_t clDSF::GetGroupSize() const noexcept
 {
-    return uint64_t{GetLE<uint32_t>(aFmtChunk + BLOCK_SIZE)} *
-           GetLE<uint32_t>(aFmtChunk + CHANNEL_NUM);
+    return uint64_t{GetLE<uint32_t>(aFmtChunk + OFFSET_BLOCK_SIZE)} *
+           GetLE<uint32_t>(aFmtChunk + OFFSET_CHANNEL_NUM);
 }
 
 // Bytes of sound data that the data chunk announces.
 uint64_t clDSF::GetDataCapacity() const noexcept
 {
-    const uint64_t uChunkSize = GetLE<uint64_t>(aDataHeader + CHUNK_SIZE);
+    const uint64_t uChunkSize = GetLE<uint64_t>(aDataHeader + OFFSET_CHUNK_SIZE);
     return uChunkSize > DATA_HEADER_SIZE ? uChunkSize - DATA_HEADER_SIZE : 0;
 }
 
 uint32_t clDSF::GetChannelType() const noexcept
 {
-    return GetLE<uint32_t>(aFmtChunk + CHANNEL_TYPE);
+    return GetLE<uint32_t>(aFmtChunk + OFFSET_CHANNEL_TYPE);
 }

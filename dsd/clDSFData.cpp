@@ -29,12 +29,12 @@ uint64_t clDSF::WriteRaw(const void *pSrc, uint64_t uSize)
     if (!IsMultiple(uSize, GetGroupSize())) {
         throw clXDSF("clDSF::WriteRaw(): write size must be multiple of blocksize");
     }
-    uint8_t *pGroups = WorkBuffer(uSize);
+    uint8_t *pGroups = GetWriteBuffer(uSize);
     ReverseBitsCopy(pGroups, pSrc, static_cast<size_t>(uSize));
     return WriteGroups(pGroups, uSize);
 }
 
-uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *upPositions)
+uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *upPlaces)
 {
     CheckWriting("clDSF::WriteFrames(): not open for writing");
     const uint64_t uGroupSize = GetGroupSize();
@@ -47,7 +47,7 @@ uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *
         throw clXDSF("clDSF::WriteFrames(): write size out of range");
     }
     const uint64_t uSize = (uFrames + uBlockSize - 1) / uBlockSize * uGroupSize;
-    uint8_t *const pGroups = WorkBuffer(uSize);
+    uint8_t *const pGroups = GetWriteBuffer(uSize);
     uint8_t *pGroup = pGroups;
     const uint8_t *cpFrames = static_cast<const uint8_t *>(pSrc);
     for (uint64_t uLeft = uFrames; uLeft != 0; pGroup += uGroupSize) {
@@ -57,7 +57,7 @@ uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *
         }
         uint8_t *apBlocks[Signal::MAX_CHANNELS] = {};
         for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
-            apBlocks[uChIdx] = pGroup + upPositions[uChIdx] * uBlockSize;
+            apBlocks[uChIdx] = pGroup + upPlaces[uChIdx] * uBlockSize;
         }
         Kernels::Deinterleave(apBlocks, cpFrames, static_cast<size_t>(uNow), uChannels, true);
         cpFrames += uNow * uChannels;
@@ -66,14 +66,13 @@ uint64_t clDSF::WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *
     return WriteGroups(pGroups, uSize);
 }
 
-// Room for what is to be written, at the place within a page that it takes in the file. The string
-// moves of some processors, which the system copies with, run at a quarter of their speed where the
-// two places are almost the same, and are at their best where they are.
-uint8_t *clDSF::WorkBuffer(uint64_t uSize)
+// A write buffer whose offset within a page equals the file offset's: `rep movs` in the kernel is
+// four times slower when the two differ by 1..31 bytes.
+uint8_t *clDSF::GetWriteBuffer(uint64_t uSize)
 {
     constexpr uint64_t PAGE = 4096;
 
-    // What leaves the signed range with a page more is refused without it.
+    // A size that overflows with the page added is passed on without it, for SetSize to refuse.
     const uint64_t uRoom = uSize <= INT64_MAX - PAGE ? uSize + PAGE : uSize;
     auto *const pRoom = static_cast<uint8_t *>(allocRaw.SetSize(static_cast<int64_t>(uRoom)));
     return pRoom + (uDataStart + uDataPos - reinterpret_cast<uintptr_t>(pRoom)) % PAGE;
@@ -112,7 +111,7 @@ uint64_t clDSF::ReadRaw(void *pBuffer, uint64_t uSize)
     if (uDataPos <= GetDataSize()) {
         return uRead;
     }
-    // This read reached the filling of the last group; only what stands before it is sound.
+    // This read reached the padding of the last group; only the bytes before it are sound.
     const uint64_t uSound = GetDataSize() - uBefore;
     if (uBefore > GetDataSize() || uSound > uWanted) {
         throw std::runtime_error("clDSF::ReadRaw(): sizeRead > sizeReq");
@@ -170,7 +169,7 @@ uint64_t clDSF::Read_5_1(double *pBuffer, uint64_t uSize)
     if (upSpeakers == nullptr) {
         throw clXDSF("clDSF::Read_5_1(): unknown channel layout");
     }
-    // Places without a channel keep what the caller left there; this is deliberate.
+    // Places without a channel keep the content of the buffer: callers rely on it.
     const frame_layout_t layout = {upSpeakers, Signal::MAX_CHANNELS, false};
     return DecodeFrames(pBuffer, uSize / Signal::MAX_CHANNELS, layout,
                         "clDSF::Read_5_1(): not opened for decoding") *
@@ -197,7 +196,7 @@ uint64_t clDSF::SeekFrame(uint64_t uFrame)
     constexpr const char *PAST_END = "clDSF::SeekFrame(): newpos > length";
 
     CheckReading("clDSF::SeekFrame(): not open for reading");
-    // A total past 64 bits is no number to test, and past every file.
+    // A product that overflows is past the end of every file.
     const uint64_t uFactor = uint64_t{GetChannels()} * GetDivisor();
     if (uFactor != 0 && uFrame > std::numeric_limits<uint64_t>::max() / uFactor) {
         throw clXDSF(PAST_END);
@@ -259,7 +258,8 @@ void clDSF::ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize)
 uint64_t clDSF::DecodeFrames(double *pBuffer, uint64_t uFrames, const frame_layout_t &layout,
                              const char *cpNotOpened)
 {
-    // Blocks of an odd number of bytes are not made of whole decoded samples, groups of them are.
+    // A block of an odd number of bytes ends inside a decoded sample; whole blocks of bytes are
+    // needed too.
     if (!IsMultiple(uFrames, GetBlockSamples()) ||
         !IsMultiple(uFrames * GetDivisor(), uint64_t{GetBlockSize()} * 8)) {
         throw clXDSF(NO_BLOCK_MULTIPLE);
@@ -279,7 +279,7 @@ clSignalSource::next_t clDSF::GetNext() const
     next_t next;
     next.uPosition = uDataPos;
     next.uLeft = (GetDataCapacity() - uDataPos) / uChannels;
-    // The last group may be cut off anywhere.
+    // The last group may be incomplete.
     if ((GetDataCapacity() - uDataPos) % uChannels != 0) {
         ++next.uLeft;
     }
@@ -295,7 +295,8 @@ uint64_t clDSF::Fetch(uint8_t *pDest, uint64_t uBytes)
     const uint64_t uRead = pStream->ReadFully(pDest, static_cast<size_t>(uWanted));
     uDataPos += uRead;
 
-    // A group that the stream ends in holds of every channel what it holds of the last.
+    // In a group cut off by the end of the stream, only as many bytes per channel count as the last
+    // channel has.
     const uint64_t uGroupSize = GetGroupSize();
     const uint64_t uBeforeLast = uGroupSize - uBlockSize;
     const uint64_t uRest = uRead % uGroupSize;

@@ -100,7 +100,7 @@ void clDSFInspector::clWalk::Run()
                                  "is provisional, without samples and without the file's size");
         return;
     }
-    const uint64_t uClaimed = GetLE<uint64_t>(aHeaders.data() + FILE_SIZE);
+    const uint64_t uClaimed = GetLE<uint64_t>(aHeaders.data() + OFFSET_FILE_SIZE);
     if (uClaimed != to.uFileSize) {
         Add(severity_t::LENIENT, "the header announces a file of " + CountText(uClaimed, "byte") +
                                      ", the file has " + std::to_string(to.uFileSize));
@@ -131,7 +131,7 @@ bool clDSFInspector::clWalk::HasChunks()
                                       {DSD_SIZE, Id("fmt "), FMT_SIZE},
                                       {DSD_SIZE + FMT_SIZE, Id("data"), DATA_HEADER_SIZE}};
 
-    if (to.uFileSize < CHUNK_SIZE || GetBE<uint32_t>(aHeaders.data()) != Id("DSD ")) {
+    if (to.uFileSize < ID_SIZE || GetBE<uint32_t>(aHeaders.data()) != Id("DSD ")) {
         Add(severity_t::REFUSED, "not DSF: the file does not begin with 'DSD '");
         return false;
     }
@@ -143,7 +143,7 @@ bool clDSFInspector::clWalk::HasChunks()
     for (const header_t &expected : aExpected) {
         const uint8_t *const cpChunk = aHeaders.data() + expected.uOffset;
         const uint32_t uId = GetBE<uint32_t>(cpChunk);
-        const uint64_t uSize = GetLE<uint64_t>(cpChunk + CHUNK_SIZE);
+        const uint64_t uSize = GetLE<uint64_t>(cpChunk + OFFSET_CHUNK_SIZE);
         if (uId != expected.uId) {
             Add(severity_t::REFUSED,
                 ChunkText(uId, expected.uOffset) + " is not '" + IdText(expected.uId) + "'");
@@ -165,20 +165,20 @@ bool clDSFInspector::clWalk::HasChunks()
 // As a writer leaves the headers until the end.
 bool clDSFInspector::clWalk::IsProvisional() const
 {
-    return to.uSamples == 0 && GetLE<uint64_t>(aHeaders.data() + FILE_SIZE) == 0;
+    return to.uSamples == 0 && GetLE<uint64_t>(aHeaders.data() + OFFSET_FILE_SIZE) == 0;
 }
 
 void clDSFInspector::clWalk::ReadFormat()
 {
-    to.uVersion = GetLE<uint32_t>(cpFormat + VERSION);
-    to.uType = GetLE<uint32_t>(cpFormat + CHANNEL_TYPE);
-    to.uChannels = GetLE<uint32_t>(cpFormat + CHANNEL_NUM);
+    to.uVersion = GetLE<uint32_t>(cpFormat + OFFSET_VERSION);
+    to.uType = GetLE<uint32_t>(cpFormat + OFFSET_CHANNEL_TYPE);
+    to.uChannels = GetLE<uint32_t>(cpFormat + OFFSET_CHANNEL_NUM);
     to.layout = ChannelPlaces::GetLayoutOfType(to.uType, to.uChannels);
-    to.uSampleRate = GetLE<uint32_t>(cpFormat + SAMPLE_RATE);
-    to.uBitsPerSample = GetLE<uint32_t>(cpFormat + BITS_PER_SAMPLE);
-    to.uSamples = GetLE<uint64_t>(cpFormat + SAMPLE_COUNT);
-    to.uBlockSize = GetLE<uint32_t>(cpFormat + BLOCK_SIZE);
-    const uint32_t uFormat = GetLE<uint32_t>(cpFormat + FORMAT_ID);
+    to.uSampleRate = GetLE<uint32_t>(cpFormat + OFFSET_SAMPLE_RATE);
+    to.uBitsPerSample = GetLE<uint32_t>(cpFormat + OFFSET_BITS_PER_SAMPLE);
+    to.uSamples = GetLE<uint64_t>(cpFormat + OFFSET_SAMPLE_COUNT);
+    to.uBlockSize = GetLE<uint32_t>(cpFormat + OFFSET_BLOCK_SIZE);
+    const uint32_t uFormat = GetLE<uint32_t>(cpFormat + OFFSET_FORMAT_ID);
 
     if (to.uVersion != VERSION_1) {
         Add(severity_t::CHECK, "unknown format version " + std::to_string(to.uVersion));
@@ -271,7 +271,7 @@ void clDSFInspector::clWalk::CheckPadding()
 // A pointer of 0 is none. One to the end of the file is that of an empty tag.
 void clDSFInspector::clWalk::CheckMetadata()
 {
-    const uint64_t uPointer = GetLE<uint64_t>(aHeaders.data() + META_POINTER);
+    const uint64_t uPointer = GetLE<uint64_t>(aHeaders.data() + OFFSET_META_POINTER);
     const uint64_t uSoundEnd = to.data.uOffset + to.data.uSize;
     const uint64_t uRest = to.uFileSize - uSoundEnd;
     if (uPointer == 0) {

@@ -52,21 +52,21 @@ void clVerifier::CompareHeaders(const clSoundReader &sound, const expected_t &ex
 
     uint8_t aHeaders[HEADERS_SIZE] = {};
     uint8_t *const pFormat = aHeaders + FORMAT_AT;
-    std::memcpy(aHeaders, "DSD ", CHUNK_SIZE);
-    PutLE<uint64_t>(aHeaders + CHUNK_SIZE, FORMAT_AT);
-    PutLE<uint64_t>(aHeaders + FILE_SIZE, uFileSize);
-    PutLE<uint64_t>(aHeaders + META_POINTER, uTag == 0 ? 0 : HEADERS_SIZE + uData);
-    std::memcpy(pFormat, "fmt ", CHUNK_SIZE);
-    PutLE<uint64_t>(pFormat + CHUNK_SIZE, DATA_AT - FORMAT_AT);
-    PutLE<uint32_t>(pFormat + VERSION, 1);
-    PutLE<uint32_t>(pFormat + CHANNEL_TYPE, expected.uType);
-    PutLE<uint32_t>(pFormat + CHANNEL_NUM, sound.GetChannels());
-    PutLE<uint32_t>(pFormat + SAMPLE_RATE, expected.uSampleRate);
-    PutLE<uint32_t>(pFormat + BITS_PER_SAMPLE, 1);
-    PutLE<uint64_t>(pFormat + SAMPLE_COUNT, sound.GetSamples());
-    PutLE<uint32_t>(pFormat + BLOCK_SIZE, clSoundReader::UNIT_FRAMES);
-    std::memcpy(aHeaders + DATA_AT, "data", CHUNK_SIZE);
-    PutLE<uint64_t>(aHeaders + DATA_AT + CHUNK_SIZE, HEADERS_SIZE - DATA_AT + uData);
+    std::memcpy(aHeaders, "DSD ", ID_SIZE);
+    PutLE<uint64_t>(aHeaders + OFFSET_CHUNK_SIZE, FORMAT_AT);
+    PutLE<uint64_t>(aHeaders + OFFSET_FILE_SIZE, uFileSize);
+    PutLE<uint64_t>(aHeaders + OFFSET_META_POINTER, uTag == 0 ? 0 : HEADERS_SIZE + uData);
+    std::memcpy(pFormat, "fmt ", ID_SIZE);
+    PutLE<uint64_t>(pFormat + OFFSET_CHUNK_SIZE, DATA_AT - FORMAT_AT);
+    PutLE<uint32_t>(pFormat + OFFSET_VERSION, 1);
+    PutLE<uint32_t>(pFormat + OFFSET_CHANNEL_TYPE, expected.uType);
+    PutLE<uint32_t>(pFormat + OFFSET_CHANNEL_NUM, sound.GetChannels());
+    PutLE<uint32_t>(pFormat + OFFSET_SAMPLE_RATE, expected.uSampleRate);
+    PutLE<uint32_t>(pFormat + OFFSET_BITS_PER_SAMPLE, 1);
+    PutLE<uint64_t>(pFormat + OFFSET_SAMPLE_COUNT, sound.GetSamples());
+    PutLE<uint32_t>(pFormat + OFFSET_BLOCK_SIZE, clSoundReader::UNIT_FRAMES);
+    std::memcpy(aHeaders + DATA_AT, "data", ID_SIZE);
+    PutLE<uint64_t>(aHeaders + DATA_AT + OFFSET_CHUNK_SIZE, HEADERS_SIZE - DATA_AT + uData);
 
     uint8_t aFound[HEADERS_SIZE] = {};
     clFileStream &stream = output.GetStream();
