@@ -24,7 +24,7 @@ void clDSDIFF::Open(clStreamReader *pStreamReader, uint64_t uLargestRead, uint32
 {
     try {
         OpenStream(pStreamReader);
-        if (form.chunkProperty.GetCompression() == 1) {
+        if (!form.chunkProperty.IsReadable()) {
             throw clXDSDIFF("unsupported compression");
         }
         ConfigureHook(uLargestRead, uWorkers, bDoubleAmplitude, bWithoutDelay, bScalarKernels);
@@ -47,11 +47,7 @@ void clDSDIFF::Close()
     try {
         CloseHook();
         form.chunkData.Detach();
-        // The stream goes even if closing it fails.
-        const std::unique_ptr<clStreamReader> pOld = std::move(pStream);
-        if (pOld) {
-            pOld->Close();
-        }
+        CloseStream();
     } catch (const clException &caught) {
         WrapException<clXDSDIFF>("clDSDIFF::Close(): ", caught);
     }
@@ -70,7 +66,7 @@ uint64_t clDSDIFF::Read(double *pBuffer, uint64_t uSize)
     if (uChannels == 0) {
         throw clXDSDIFF(NO_MULTIPLE);
     }
-    const frame_layout_t layout = {form.chunkProperty.GetPositions(), uChannels, false};
+    const frame_layout_t layout = {form.chunkProperty.GetChannelPlaces(), uChannels, false};
     CheckDecoding("clDSDIFF::Read(): not opened for decoding");
     return Decode(pBuffer, uFrames, layout, *this) * uChannels;
 }
@@ -91,29 +87,28 @@ uint64_t clDSDIFF::Read_5_1(double *pBuffer, uint64_t uSize)
 uint64_t clDSDIFF::ReadRaw(void *pBuffer, uint64_t uSize)
 {
     CheckReadRaw(uSize, "clDSDIFF::ReadRaw(): read size must be multiple of channels");
-    // Nothing has to be moved, and no unfinished frame will end up in the caller's buffer.
+    // Nothing is to be moved, and no incomplete frame can get into the caller's buffer.
     if (uSize == 0 || (form.chunkProperty.IsInOrder() && form.chunkData.Holds(uSize))) {
-        uLastCount = ReadFrames(pBuffer, uSize);
-        return uLastCount;
+        return ReadFrames(pBuffer, uSize);
     }
     const uint32_t uChannels = GetChannels();
-    uint8_t *pRaw = RawBuffer(uSize);
-    uLastCount = ReadFrames(pRaw, uSize);
-    Kernels::PlaceChannels(static_cast<uint8_t *>(pBuffer), pRaw, uLastCount / uChannels,
-                           form.chunkProperty.GetPositions(), uChannels, uChannels, Signal::IDLE);
-    return uLastCount;
+    uint8_t *pRaw = GetRawBuffer(uSize);
+    const uint64_t uRead = ReadFrames(pRaw, uSize);
+    Kernels::PlaceChannels(static_cast<uint8_t *>(pBuffer), pRaw, uRead / uChannels,
+                           form.chunkProperty.GetChannelPlaces(), uChannels, uChannels,
+                           Signal::IDLE);
+    return uRead;
 }
 
 uint64_t clDSDIFF::ReadStored(void *pBuffer, uint64_t uSize)
 {
     CheckReadRaw(uSize, "clDSDIFF::ReadStored(): read size must be multiple of channels");
-    uLastCount = ReadFrames(pBuffer, uSize);
-    return uLastCount;
+    return form.chunkData.ReadFully(pBuffer, uSize);
 }
 
-const uint32_t *clDSDIFF::GetPositions() const noexcept
+const uint32_t *clDSDIFF::GetChannelPlaces() const noexcept
 {
-    return form.chunkProperty.GetPositions();
+    return form.chunkProperty.GetChannelPlaces();
 }
 
 uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
@@ -143,9 +138,9 @@ uint64_t clDSDIFF::ReadRaw_5_1(void *pBuffer, uint64_t uSize)
     uint64_t uRead = 0;
     do {
         uWanted = std::min(uFrames - uDone, uPartFrames);
-        uint8_t *pRaw = RawBuffer(uWanted * uChannels);
+        uint8_t *pRaw = GetRawBuffer(uWanted * uChannels);
         uRead = ReadFrames(pRaw, uWanted * uChannels) / uChannels;
-        // A channel of an unknown id far back in the file has no place and is left out.
+        // A channel of an unknown id has its index as its place: from six on it is left out.
         Kernels::PlaceChannels(pDest + uDone * Signal::MAX_CHANNELS, pRaw,
                                static_cast<size_t>(uRead), form.chunkProperty.GetSpeakerCodes(),
                                Signal::MAX_CHANNELS, uChannels, Signal::IDLE);
@@ -232,13 +227,13 @@ uint64_t clDSDIFF::GetLength() const
     if (GetChannels() == 0) {
         return 0;
     }
-    // A size that stands for an unknown one stays the largest.
+    // The size of an endless stream is the largest number, and so is its length.
     return std::min(GetDataSize() / GetChannels(), std::numeric_limits<uint64_t>::max() / 8) * 8;
 }
 
 bool clDSDIFF::IsCompressed() const
 {
-    return form.chunkProperty.GetCompression() != 0;
+    return form.chunkProperty.GetCompression() != clDSDIFFPropChunk::UNCOMPRESSED;
 }
 
 const clID3tag *clDSDIFF::GetTag() const
@@ -246,25 +241,14 @@ const clID3tag *clDSDIFF::GetTag() const
     return &form.tag;
 }
 
-void clDSDIFF::SetWalkToEnd(bool bOn) noexcept
-{
-    form.bWalkToEnd = bOn;
-}
-
 bool clDSDIFF::HasChannelConflict() const noexcept
 {
     return form.chunkProperty.HasChannelConflict();
 }
 
-// What the two opens share; their prefixes differ.
 void clDSDIFF::OpenStream(clStreamReader *pStreamReader)
 {
-    std::unique_ptr<clStreamReader> pNew(pStreamReader);
-    Close();
-    if (!pNew) {
-        throw clXDSDIFF("no stream");
-    }
-    pStream = std::move(pNew);
+    ReplaceStream(pStreamReader);
     form.Read(pStream.get());
     if (!pStream->IsRemote()) {
         form.chunkData.Seek(0);
@@ -275,7 +259,7 @@ void clDSDIFF::OpenStream(clStreamReader *pStreamReader)
 void clDSDIFF::CheckReadRaw(uint64_t uSize, const char *cpNoMultiple) const
 {
     const uint32_t uChannels = GetChannels();
-    // Without channels there may be no data either, and the data chunk says that better.
+    // Without channels there may be no data either; that message is the better one.
     if (uChannels == 0) {
         form.chunkData.CheckReadRaw();
     }
@@ -291,22 +275,14 @@ void clDSDIFF::CheckDecoding(const char *cpMessage) const
     }
 }
 
-// A stream may deliver less than asked and stop inside a frame; the rest of that frame then belongs
-// to this read, or the channels would change places in the next one.
+// Reads once, and then the rest of a frame in which the stream stopped: the channels would change
+// places in the next read otherwise.
 uint64_t clDSDIFF::ReadFrames(void *pBuffer, uint64_t uBytes)
 {
-    uint8_t *pBytes = static_cast<uint8_t *>(pBuffer);
     const uint32_t uChannels = GetChannels();
-    uint64_t uRead = form.chunkData.ReadRaw(pBytes, uBytes);
-    while (uRead % uChannels != 0) {
-        const uint64_t uMore =
-            form.chunkData.ReadRaw(pBytes + uRead, uChannels - uRead % uChannels);
-        if (uMore == 0) {
-            break;
-        }
-        uRead += uMore;
-    }
-    return uRead;
+    const uint64_t uRead = form.chunkData.ReadRaw(pBuffer, uBytes);
+    const uint64_t uMissing = (uChannels - uRead % uChannels) % uChannels;
+    return uRead + form.chunkData.ReadFully(static_cast<uint8_t *>(pBuffer) + uRead, uMissing);
 }
 
 clSignalSource::next_t clDSDIFF::GetNext() const
@@ -318,24 +294,14 @@ clSignalSource::next_t clDSDIFF::GetNext() const
     return next;
 }
 
-// A stream that delivers less than asked is asked again: a piece of a decoded sample could not be
-// kept for the next read.
 uint64_t clDSDIFF::Fetch(uint8_t *pDest, uint64_t uBytes)
 {
     const uint32_t uChannels = GetChannels();
-    const uint64_t uWanted = uBytes * uChannels;
-    uint64_t uRead = 0;
-    while (uRead < uWanted) {
-        const uint64_t uMore = form.chunkData.ReadRaw(pDest + uRead, uWanted - uRead);
-        if (uMore == 0) {
-            break;
-        }
-        uRead += uMore;
-    }
-    return uRead / uChannels;
+    // Complete, since a part of a decoded sample could not be kept for the next read.
+    return form.chunkData.ReadFully(pDest, uBytes * uChannels) / uChannels;
 }
 
-uint8_t *clDSDIFF::RawBuffer(uint64_t uBytes)
+uint8_t *clDSDIFF::GetRawBuffer(uint64_t uBytes)
 {
     return static_cast<uint8_t *>(allocRaw.SetSize(static_cast<int64_t>(uBytes)));
 }

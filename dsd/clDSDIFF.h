@@ -4,17 +4,15 @@
 #include "dsd/clDSD.h"
 #include "dsd/clDSDIFFChunk.h"
 
-#include <memory>
-
 /**
  * Reads DSDIFF files.
  *
- * Raw data comes with the channels in a fixed order, whatever their order in the file: left, right,
- * then centre, low frequencies, left and right surround as far as the file has them. A block is a
+ * Raw data has the channels in a fixed order, whatever their order in the file: left, right,
+ * centre, low frequencies, left and right surround, as far as the file has them. A block is a
  * seventy-fifth of a second, the frame of a compact disc.
  *
- * Opening with either operation walks the whole file and leaves it at the first byte of sound; a
- * remote stream stays where the walk has left it, SeekSample(0) brings it there.
+ * Open and OpenMeta walk through the whole file and return to the first byte of sound. A remote
+ * stream stays where the walk has ended; SeekSample(0) leads back.
  */
 class clDSDIFF : public clDSD, private clSignalSource
 {
@@ -30,40 +28,41 @@ public:
     void Close() override;
 
     /**
-     * Decoded samples, the channels in the order of the raw data, late by GetDelay() unless
-     * bWithoutDelay of Open takes that out.
+     * Reads decoded samples, the channels in the order of the raw data.
      *
      * @param uSize a multiple of the channel count
      * @throws clXDSDIFF for any other uSize, for more than six channels, without sound data and
-     * after OpenMeta; what the stream throws, and reading goes on behind that as after a seek
+     * after OpenMeta; what the stream throws, and the next read starts from silence
      */
     uint64_t Read(double *pBuffer, uint64_t uSize) override;
 
-    /** @param uSize a multiple of 6; all of it is written, places without a channel get silence */
+    /** As Read. @param uSize a multiple of 6; all of pBuffer is written, places without a channel
+     * get silence */
     uint64_t Read_5_1(double *pBuffer, uint64_t uSize) override;
 
     /**
-     * Raw bytes, interleaved, in the order of GetChannelId of the property chunk.
+     * Reads raw bytes, interleaved, in the order of GetChannelId of the property chunk.
      *
      * @param uSize bytes, a multiple of the channel count
-     * @return bytes read from the file: whole frames, fewer than asked where the stream delivers
-     * less; only at the end of sound data that is no whole number of frames up to a frame more than
-     *         was delivered to pBuffer
+     * @return bytes read from the file: whole frames, fewer than uSize where the stream delivers
+     * less. If the sound data ends inside a frame, the count also includes that frame's bytes,
+     * which are not stored in pBuffer
      * @throws clXDSDIFF for any other uSize, or without sound data; what the stream throws
      */
     uint64_t ReadRaw(void *pBuffer, uint64_t uSize) override;
 
     /**
-     * As ReadRaw, in the order of the file and with the bytes of an unfinished last frame: for a
-     * caller that moves every byte anyway. Channel c belongs at place GetPositions()[c].
+     * As ReadRaw, but in the order of the file, with the bytes of an incomplete last frame, and
+     * fewer than uSize bytes only at the end: for a caller that moves every byte itself. Channel c
+     * belongs at place GetChannelPlaces()[c].
      */
     uint64_t ReadStored(void *pBuffer, uint64_t uSize);
 
     /** One place in the frames of ReadRaw per stored channel, all different; valid until the next
      * open. */
-    const uint32_t *GetPositions() const noexcept;
+    const uint32_t *GetChannelPlaces() const noexcept;
 
-    /** @param uSize bytes, a multiple of 6; all of them are written */
+    /** As ReadRaw. @param uSize bytes, a multiple of 6; all of them are written */
     uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) override;
 
     uint32_t GetBlockSamples() const override;
@@ -75,32 +74,25 @@ public:
     uint64_t GetOutputLength() const override;
 
     /**
-     * @param uSamples a multiple of GetChannels(). Others are accepted too, but may be positions
-     * inside a frame: the channels then change places in all that is read
+     * @param uSamples a multiple of GetChannels(). Others are accepted, but may be inside a frame:
+     * later reads then confuse the channels
      * @return the new position in one-bit samples per channel
      */
     uint64_t SeekSample(uint64_t uSamples) override;
     uint64_t SeekFrame(uint64_t uFrame) override;
 
-    /** One-bit samples per channel, as the last seek left it; 0 after opening. */
+    /** One-bit samples per channel, set by seeks only; 0 after opening. */
     uint64_t GetPosition() const override;
 
-    /** As the file announces it; it may hold less. A remote stream may announce any size. */
+    /** As announced; the file may hold less. A remote stream may announce any size. */
     uint64_t GetDataSize() const override;
     uint64_t GetLength() const override;
 
-    /** @throws clXDSDIFF when the file does not say, or names an unknown compression */
+    /** @throws clXDSDIFF when the file names no compression, or an unknown one */
     bool IsCompressed() const override;
     const clID3tag *GetTag() const override;
 
-    /**
-     * Whether the next open reads chunks to the end of the stream, whatever size the form
-     * announces, and leaves out chunks that extend beyond it; of sound data it takes what is there.
-     * Off at first. Remote streams are read as without it.
-     */
-    void SetWalkToEnd(bool bOn) noexcept;
-
-    /** Whether two channels claim one place, so that all were left in the order of the file. */
+    /** Whether two channels claim one place, so that all keep the order of the file. */
     bool HasChannelConflict() const noexcept;
 
 private:
@@ -108,12 +100,10 @@ private:
     void CheckReadRaw(uint64_t uSize, const char *cpNoMultiple) const;
     void CheckDecoding(const char *cpMessage) const;
     uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
-    uint8_t *RawBuffer(uint64_t uBytes);
+    uint8_t *GetRawBuffer(uint64_t uBytes);
     next_t GetNext() const override;
     uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override;
 
     clAlignedAlloc allocRaw;
-    uint64_t uLastCount = 0;
-    std::unique_ptr<clStreamReader> pStream;
     clDSDIFFFormChunk form;
 };

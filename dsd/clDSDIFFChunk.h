@@ -9,10 +9,9 @@
 
 class clStreamReader;
 
-// The chunks of a DSDIFF file, as far as the reader looks at them; drawn in docs/formats.md.
-// Numbers are kept with the highest byte first. The chunk classes read strictly forward; a chunk
-// that the stream ends in keeps zeros where bytes are missing, and a chunk header that is not there
-// ends a walk.
+// The chunks of a DSDIFF file that the reader needs; docs/formats.md draws them. The chunk classes
+// read strictly forward. In a chunk that the end of the stream cuts off, missing bytes count as 0;
+// a missing chunk header ends a walk.
 
 /**
  * A chunk's header: id and size.
@@ -30,7 +29,7 @@ public:
     clDSDIFFChunk &operator=(const clDSDIFFChunk &) = delete;
     virtual ~clDSDIFFChunk() noexcept(false);
 
-    /** Takes over a header of HEADER_SIZE bytes. */
+    /** Sets id and size from a header of HEADER_SIZE bytes. */
     void SetHeader(const uint8_t *cpHeader) noexcept;
 
     /** Four characters, padded with blanks. */
@@ -59,7 +58,7 @@ public:
 class clDSDIFFPropChunk : public clDSDIFFChunk
 {
 public:
-    /** "CHNL": the channels as they stand in the sound data. */
+    /** "CHNL": the channels in the order of the sound data. */
     struct channels_t {
         uint16_t channels = 0;
         /** The ids as numbers, one per channel. */
@@ -74,8 +73,11 @@ public:
         uint32_t uSamples = 0;
     };
 
-    /** "LSCO": the value that stands for an unknown set-up; also without the sub-chunk. */
+    /** "LSCO": an unknown set-up; also without the sub-chunk. */
     static constexpr uint16_t SPEAKERS_UNDEFINED = 65535;
+
+    /** The number of plain sound data. */
+    static constexpr uint32_t UNCOMPRESSED = 0;
 
     /**
      * Forgets what was read before and reads the data that follows the header.
@@ -87,32 +89,34 @@ public:
     /** Forgets all fields but the header. */
     void Clear();
 
-    /** 0 for plain sound data, 1 for DST. @throws clXDSDIFF for anything else, "CMPR" missing
-     * included */
+    /** UNCOMPRESSED, or 1 for DST. @throws clXDSDIFF for anything else, and without "CMPR" */
     uint32_t GetCompression() const;
+
+    /** Whether the sound can be read. @throws as GetCompression */
+    bool IsReadable() const;
 
     /** The name of the loudspeaker set-up of "LSCO". @throws clXDSDIFF for a value without a name
      */
     const char *GetSpeakerConfig() const;
 
     /**
-     * The place that a channel takes in the delivered data. The places of all channels are always a
-     * permutation: where the ids would send two channels to one place, every channel keeps its
-     * index.
+     * The place of a channel in the delivered data. The places of all channels are a permutation:
+     * if two ids claim one place, every channel keeps its index.
      * @throws clXDSDIFF for an index at or above the channel count
      */
     uint32_t GetChannelId(uint32_t uChIdx) const;
 
-    /** Whether every channel keeps its index, so that nothing needs to be moved. */
+    /** Whether the place of every channel is its index. */
     bool IsInOrder() const noexcept { return bInOrder; }
 
-    /** Whether the ids sent two channels to one place. */
+    /** Whether two ids claim one place. */
     bool HasChannelConflict() const noexcept { return bConflict; }
 
-    /** One place per channel, as GetChannelId. */
-    const uint32_t *GetPositions() const noexcept { return auPositions.data(); }
+    /** One place per channel, as GetChannelId; valid until the next Read or Clear. */
+    const uint32_t *GetChannelPlaces() const noexcept { return auPlaces.data(); }
 
-    /** One place in the 5.1 frame per channel; 6 and more for channels without one there. */
+    /** One place in the 5.1 frame per channel; 6 or more: none. Valid until the next Read or Clear.
+     */
     const uint32_t *GetSpeakerCodes() const noexcept { return auSpeakerCodes.data(); }
 
     /** Property type, "SND ". */
@@ -133,53 +137,58 @@ private:
     uint64_t ReadCompression(clStreamReader &stream, const clDSDIFFChunk &header);
     void MapChannelIds();
 
-    std::vector<uint32_t> auPositions;
+    std::vector<uint32_t> auPlaces;
     std::vector<uint32_t> auSpeakerCodes;
     bool bConflict = false;
     bool bInOrder = true;
 };
 
-/** "DSD ": the sound data, read from the stream it stands in. */
+/** "DSD ": the sound data, read from the stream. */
 class clDSDIFFDataChunk : public clDSDIFFChunk
 {
 public:
     /**
-     * Takes the stream's position as the start of the data. The stream is borrowed: Detach must
-     * come before it goes. On a remote stream any size is taken, since one that has no end yet
-     * announces the largest; reads then go on to the end of the stream.
-     * @return bytes consumed: all of the data, which is skipped, or none on a remote stream
+     * Takes the position of the stream as the start of the data, and skips the data unless the
+     * stream is remote. A remote stream may announce any size, since one without an end announces
+     * the largest; reads then end with the stream.
+     *
+     * @param pStreamReader borrowed: must outlive this object or Detach
+     * @return bytes skipped
+     * @throws clXDSDIFF when the data ends past the range of file positions
      */
     uint64_t Attach(clStreamReader *pStreamReader);
 
-    /** Lets go of the stream. */
+    /** Forgets the stream. */
     void Detach() noexcept;
 
     /**
-     * One read from the stream, never past the end of the data.
+     * Reads once from the stream, never past the end of the data.
      * @return bytes read, which may be short; 0 at the end
      * @throws clXDSDIFF without a stream
      */
     uint64_t ReadRaw(void *pBuffer, uint64_t uBytes);
 
+    /** Reads until the buffer is full or the data ends. @return bytes read @throws as ReadRaw */
+    uint64_t ReadFully(void *pBuffer, uint64_t uBytes);
+
     /** @throws clXDSDIFF without a stream */
     void CheckReadRaw() const;
 
-    /** Whether so many bytes more were in the stream when it was attached; false when that is not
-     * known. */
+    /** Whether the stream had uBytes more bytes of the data when it was attached; false when
+     * unknown. */
     bool Holds(uint64_t uBytes) const noexcept
     {
         return uReadPos <= uPresent && uBytes <= uPresent - uReadPos;
     }
 
-    /** @throws clXDSDIFF when decoding uBits one-bit samples over all channels is not possible here
-     */
+    /** @throws clXDSDIFF when uBits one-bit samples over all channels cannot be decoded */
     void CheckRead(uint64_t uBits, uint32_t uChannels) const;
 
-    /** Moves to a position counted in one-bit samples over all channels; nothing happens without a
-     * stream. */
+    /** Seeks to a position in one-bit samples over all channels; nothing happens without a stream.
+     * @throws clXDSDIFF for a position inside a byte or past the end of the data */
     void Seek(uint64_t uBits);
 
-    /** Bytes of the data in front of the next read. */
+    /** Bytes of the data before the next read. */
     uint64_t GetReadPos() const noexcept { return uReadPos; }
 
 private:
@@ -194,9 +203,10 @@ class clDSDIFFFormChunk : public clDSDIFFChunk
 {
 public:
     /**
-     * Forgets what was read before and walks the file up to its end, or to the sound data on a
+     * Forgets what was read before and walks through the file to its end, or to the sound data on a
      * remote stream. A tag that cannot be parsed is left out.
-     * @throws clXDSDIFF
+     * @param pStream borrowed by chunkData
+     * @throws clXDSDIFF, also for what the stream throws
      */
     void Read(clStreamReader *pStream);
 
@@ -206,9 +216,6 @@ public:
     clDSDIFFPropChunk chunkProperty;
     clDSDIFFDataChunk chunkData;
     clID3tag tag;
-    /** As clDSDIFF::SetWalkToEnd; Read leaves it as it is. */
-    bool bWalkToEnd = false;
-
 private:
     void Walk(clStreamReader *pStream);
     uint64_t ReadTagChunk(clStreamReader &stream, const clDSDIFFChunk &header);

@@ -93,22 +93,6 @@ const char *FindNameFault(const char *cpInput, const char *cpOutput, const char 
     return nullptr;
 }
 
-// Fills the buffer as far as there is sound data. A stream may deliver less than it is asked for; a
-// short turn in mid-file would leave a gap of zeros in the output.
-uint64_t ReadTurn(clDSDIFF &reader, uint8_t *pBuffer, uint64_t uSize)
-{
-    uint64_t uFilled = 0;
-    // Only the end of the data can leave a count that is no whole number of frames.
-    while (uFilled < uSize && uFilled % reader.GetChannels() == 0) {
-        const uint64_t uRead = reader.ReadStored(pBuffer + uFilled, uSize - uFilled);
-        if (uRead == 0) {
-            break;
-        }
-        uFilled += uRead;
-    }
-    return uFilled;
-}
-
 struct moved_t {
     uint64_t uBytes;   // read from the input
     uint64_t uSamples; // written, per channel
@@ -120,16 +104,16 @@ moved_t MoveSound(clDSDIFF &reader, clDSF &writer)
     const uint32_t uChannels = writer.GetChannels();
     const uint32_t uBufferSize = writer.GetBlockSize() * BLOCKS_PER_TURN * uChannels;
     clAlloc allocInput;
-    uint8_t *pInput = static_cast<uint8_t *>(allocInput.SetSize(uBufferSize));
+    void *const pInput = allocInput.SetSize(uBufferSize);
 
     clProgress progress(reader.GetDataSize());
     moved_t moved = {};
     uint64_t uRead;
     do {
-        uRead = ReadTurn(reader, pInput, uBufferSize);
+        uRead = reader.ReadStored(pInput, uBufferSize);
         const uint64_t uFrames = uRead / uChannels;
         if (uFrames != 0) {
-            writer.WriteFrames(pInput, uFrames, reader.GetPositions());
+            writer.WriteFrames(pInput, uFrames, reader.GetChannelPlaces());
         }
         moved.uBytes += uRead;
         moved.uSamples += uFrames * 8;

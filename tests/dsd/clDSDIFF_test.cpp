@@ -185,35 +185,3 @@ TEST(clDSD, OffersItsFormatsBitOrderAndPlaces)
     EXPECT_EQ((bytes_t{2, 9, 1, 4, 9, 3}), bytes);
     EXPECT_EQ((std::vector<double>{2, 9, 1, 4, 9, 3}), samples);
 }
-
-TEST(clDSDIFF, WalksToTheEndOfTheStreamWhenAsked)
-{
-    const bytes_t tag = TitleTag("t");
-    const bytes_t cut = B::HugeChunk("COMT", Pattern(5), UINT64_MAX);
-    const struct {
-        bytes_t file;
-        uint64_t uSound;
-        const char *cpTitle;
-    } aRows[] = {
-        {B().Build(), 16, ""},
-        {B().FormSize(0).Trailing(tag).Build(), 16, "t"},
-        {B().FormSize(UINT64_MAX).After(B::Chunk("ID3 ", tag)).Build(), 16, "t"},
-        {B().Sound(Pattern(6), INT64_MAX).FormSize(99).Build(), 6, ""},
-        {B().After(cut).Build(), 16, ""},
-        {B().After(B::HugeChunk("ID3 ", tag, 1000)).Build(), 16, ""},
-        {B().NoSound().Trailing(B::Chunk("DSD ", Pattern(8))).Build(), 8, ""},
-        {B().Trailing(Pattern(100)).Build(), 16, ""},
-    };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(&row - aRows);
-        clDSDIFF reader;
-        reader.SetWalkToEnd(true);
-        reader.OpenMeta(new MemoryStream(row.file));
-        EXPECT_EQ(2U, reader.GetChannels());
-        EXPECT_EQ(row.uSound, reader.GetDataSize());
-        bytes_t out(row.uSound);
-        EXPECT_EQ(row.uSound, reader.ReadRaw(out.data(), out.size()));
-        EXPECT_EQ(Pattern(row.uSound), out);
-        EXPECT_STREQ(row.cpTitle, reader.GetTag()->GetTitle().c_str());
-    }
-}

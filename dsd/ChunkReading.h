@@ -1,0 +1,43 @@
+#pragma once
+
+#include "dsd/clDSDIFFChunk.h"
+
+#include <cstdint>
+
+class clStreamReader;
+
+/** The steps of which the walks through a DSDIFF file consist. */
+namespace ChunkReading
+{
+
+using header_t = uint8_t[clDSDIFFChunk::HEADER_SIZE];
+
+/** Throws clXDSDIFF with the detail and the id of the chunk. */
+[[noreturn]] void ThrowForChunk(const char *cpDetail, const clDSDIFFChunk &chunk);
+
+/** @throws clXDSDIFF unless bFits */
+void CheckSize(const clDSDIFFChunk &chunk, bool bFits);
+
+/**
+ * Positions in a file are signed, so data that ends past their range cannot be skipped.
+ *
+ * @param uPosition where the data starts
+ * @throws clXDSDIFF for such data
+ */
+void CheckRange(const clDSDIFFChunk &chunk, uint64_t uPosition);
+
+/** Reads a header. @return false when the file ends before it or in it: there is no further chunk
+ */
+bool ReadHeader(clStreamReader &stream, header_t &aHeader);
+
+/** As ReadHeader; also fills the chunk and adds the size of the header to uConsumed. */
+bool ReadNextHeader(clStreamReader &stream, header_t &aHeader, clDSDIFFChunk &chunk,
+                    uint64_t &uConsumed);
+
+/** Skips the data of the chunk. @return its bytes @throws clXDSDIFF as CheckRange */
+uint64_t SkipData(clStreamReader &stream, const clDSDIFFChunk &chunk);
+
+/** @return bytes skipped; 0 at the end of the file */
+uint64_t SkipPad(clStreamReader &stream);
+
+} // namespace ChunkReading
