@@ -24,7 +24,7 @@ const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept
     pKernels->fnFirst(pEven, pOdd, GetInput(), sizeBytes);
     pKernels->fnSecond(pOutput, pEven, pOdd, sizeCount, dScale);
 
-    // Keeps the history of the next call. For small pieces source and destination overlap.
+    // Keeps the input of the next samples; source and destination overlap after a short call.
     std::memmove(pBytes, pBytes + sizeBytes, FIRST_HISTORY);
     for (double *pSamples : {pEven, pOdd}) {
         std::memmove(pSamples - SECOND_HISTORY, pSamples + sizeCount - SECOND_HISTORY,

@@ -10,21 +10,21 @@
 /**
  * One channel's low-pass and decimation by 16.
  *
- * It keeps the history of its channel, so pieces of any size give the same doubles as the whole in
- * one piece. It borrows its work memory from the caller: the memory must outlive this object. Only
- * one thread may use it at a time.
+ * It keeps the state of its filters, so a channel gives the same doubles in pieces of any size as
+ * in one piece. One thread at a time.
  */
 class clDecimator
 {
 public:
-    /** Most bytes per call; the buffers and the tables of the filter fit the first-level cache. */
+    /** Most bytes of a call; small enough for the first cache to hold them and the filter tables.
+     */
     static constexpr size_t CHUNK = 512;
-    /** Number of past bytes that a sample depends on: the reach of both stages. */
+    /** Bytes after which earlier ones have no effect: the length of both filters. */
     static constexpr size_t MEMORY =
         DecimatorKernels::FIRST_HISTORY + 2 * DecimatorKernels::SECOND_HISTORY;
 
 private:
-    /** Of a chunk: decoded samples, and as many even and odd ones of the first stage. */
+    /** Decoded samples of a chunk; also its even, and its odd, samples of the first stage. */
     static constexpr size_t MOST_SAMPLES = CHUNK / Signal::BYTES_PER_DECODED;
     static constexpr size_t EVEN = 0;
     static constexpr size_t ODD = EVEN + DecimatorKernels::SECOND_HISTORY + MOST_SAMPLES;
@@ -33,21 +33,19 @@ private:
 
 public:
     /**
-     * Alignment of the memory in bytes. Hardware prefetch stops at page boundaries, so with whole
-     * pages two decimators in different threads never share prefetched lines.
+     * Page-aligned: hardware prefetch stops at page boundaries, so two decimators never share
+     * prefetched lines.
      */
     static constexpr size_t WORK_ALIGNMENT = 4096;
-    /** Size of the memory in bytes. */
+    /** Bytes of work memory. */
     static constexpr size_t WORK_SIZE =
         (BYTES * sizeof(double) + DecimatorKernels::FIRST_HISTORY + CHUNK + WORK_ALIGNMENT - 1) /
         WORK_ALIGNMENT * WORK_ALIGNMENT;
 
-    /** @param pWork WORK_SIZE bytes */
+    /** @param pWork WORK_SIZE bytes at WORK_ALIGNMENT; borrowed: must outlive this object */
     clDecimator(void *pWork, const DecimatorKernels::set_t &set) noexcept;
 
-    /** Buffer of CHUNK bytes, filled by the caller before Decode, earliest sample in the highest
-     * bit.
-     */
+    /** The input of Decode, CHUNK bytes; the earliest sample in the highest bit. */
     uint8_t *GetInput() noexcept { return pBytes + DecimatorKernels::FIRST_HISTORY; }
 
     /**

@@ -5,25 +5,24 @@
 #include <cstdint>
 
 /**
- * The low-pass filter for decimation by 16, in two stages: by eight, directly from bytes, then by
- * two. docs/decoding.md explains the design and shows the response.
+ * The low-pass that reduces the one-bit rate to a sixteenth in two stages: by eight, directly from
+ * bytes, then by two. docs/decoding.md describes the design and measures it.
  *
- * All frequencies are fractions of the one-bit rate, so the filter is the same for every rate. It
- * is computed once per process, at the first call of Get(), which any thread may make.
+ * All frequencies are fractions of the one-bit rate, so the filter does not depend on the rate.
+ * Computed once per process, at the first Get(); any thread may call it.
  */
 class clDecimatorDesign
 {
 public:
-    /** Length of the first stage in bytes: 111 of their 112 bits have a tap, symmetric about the
-     * 56th. */
+    /** Bytes in each sum of the first stage: 111 taps, symmetric about the 56th, and a zero. */
     static constexpr size_t FIRST_BYTES = 14;
 
-    /** Non-zero taps of the second stage on one side of the middle; it has 43 taps in all. */
+    /** Nonzero taps of the second stage on each side of the centre; of its 43 taps half are 0. */
     static constexpr size_t SECOND_PAIRS = 11;
 
     /**
-     * The delay in decoded samples: sample n is centred on one-bit sample 16 * (n - DELAY). It is a
-     * whole number because both stages are symmetric about a tap.
+     * The delay in decoded samples. A whole number because both stages are symmetric about a tap:
+     * sample n is the value at one-bit sample 16 * (n - DELAY).
      */
     static constexpr uint32_t DELAY = 13;
 
@@ -31,9 +30,9 @@ public:
     static constexpr double FULL_SCALE = 32.0;
 
     /**
-     * Doubles from one row to the next. A row holds what a byte contributes to its own and the 13
-     * following samples of the first stage. ROW_MARGIN zeros precede and follow it, the latter
-     * shared with the next row, so that vector code may read that far past either end.
+     * Doubles from one row to the next. A row is the contribution of a byte to its own and the 13
+     * following samples of the first stage, after ROW_MARGIN zeros. The zeros of the next row
+     * follow, so vector code can load a row up to three places early and past its end.
      */
     static constexpr size_t ROW_MARGIN = 3;
     static constexpr size_t ROW_SIZE = ROW_MARGIN + FIRST_BYTES;
@@ -43,7 +42,7 @@ public:
     /** One row per value of a byte, the earliest sample in its highest bit. */
     std::array<double, 256 * ROW_SIZE + ROW_MARGIN> aRows;
 
-    /** The second stage: the middle tap and the pairs of equal taps, the innermost first. */
+    /** The second stage: the centre tap and the pairs beside it, the nearest first. */
     double dCentre;
     std::array<double, SECOND_PAIRS> aPairs;
 
