@@ -32,8 +32,8 @@ TEST(clDSF, WriteRawReversesBitsOfWholeGroups)
         EXPECT_THROW_MSG(writer.WriteRaw(group.data(), uSize), clXDSF,
                          "clDSF::WriteRaw(): write size must be multiple of blocksize");
     }
-    const uint32_t auPositions[] = {0, 1};
-    EXPECT_THROW_MSG(writer.WriteFrames(group.data(), UINT64_MAX, auPositions), clXDSF,
+    const uint32_t auPlaces[] = {0, 1};
+    EXPECT_THROW_MSG(writer.WriteFrames(group.data(), UINT64_MAX, auPlaces), clXDSF,
                      "clDSF::WriteFrames(): write size out of range");
     EXPECT_EQ(0U, writer.WriteFrames(nullptr, 0, nullptr));
     EXPECT_EQ(0U, writer.WriteRaw(nullptr, 0));
@@ -45,7 +45,7 @@ TEST(clDSF, WriteRawReversesBitsOfWholeGroups)
     std::transform(group.begin(), group.end(), group.begin(), Reversed);
     EXPECT_TRUE(group == Part(folder.Read("a.dsf"), 92));
     writer.Create(folder.Path("b.dsf").c_str(), 0, 7);
-    EXPECT_THROW_MSG(writer.WriteFrames(group.data(), 1, auPositions), clXDSF,
+    EXPECT_THROW_MSG(writer.WriteFrames(group.data(), 1, auPlaces), clXDSF,
                      "clDSF::WriteFrames(): channels must be <= 6");
 }
 

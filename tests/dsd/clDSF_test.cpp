@@ -92,7 +92,7 @@ TEST(clDSF, RefusesOperationsOfAnotherState)
 {
     uint8_t aBytes[8192] = {};
     double aDecoded[12];
-    const uint32_t auPositions[] = {0, 1};
+    const uint32_t auPlaces[] = {0, 1};
     const TempFolder folder;
     clDSF file;
     using calls_t = std::vector<std::pair<std::string, std::function<void()>>>;
@@ -107,7 +107,7 @@ TEST(clDSF, RefusesOperationsOfAnotherState)
     };
     const calls_t writing = {
         {"WriteRaw", [&] { file.WriteRaw(aBytes, 8192); }},
-        {"WriteFrames", [&] { file.WriteFrames(aBytes, 1, auPositions); }},
+        {"WriteFrames", [&] { file.WriteFrames(aBytes, 1, auPlaces); }},
         {"WriteMeta", [&] { file.WriteMeta(aBytes, 1); }},
         {"SetLength", [&] { file.SetLength(1); }},
         {"WriteHeaders", [&] { file.WriteHeaders(); }},

@@ -5,18 +5,6 @@
 
 #include <string>
 
-/** Bytes that differ from their neighbours in every channel count up to six. */
-inline bytes_t Pattern(size_t sizeBytes)
-{
-    bytes_t bytes(sizeBytes);
-    uint32_t uState = 12345;
-    for (uint8_t &uByte : bytes) {
-        uState = uState * 1664525 + 1013904223;
-        uByte = static_cast<uint8_t>(uState >> 24);
-    }
-    return bytes;
-}
-
 /** Builds DSDIFF files in memory: a plain stereo file, and whatever is asked for beyond that. */
 class DSDIFFBuilder
 {

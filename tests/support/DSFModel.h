@@ -4,20 +4,9 @@
 
 #include <algorithm>
 
-/** A byte with its eight bits in reverse order. */
-inline uint8_t Reversed(uint8_t uByte)
-{
-    uint8_t uReversed = 0;
-    for (int iBit = 0; iBit < 8; ++iBit) {
-        uReversed = static_cast<uint8_t>(uReversed | (uByte >> iBit & 1) << (7 - iBit));
-    }
-    return uReversed;
-}
-
 /**
- * The DSF file that a conversion must write, built straight from the sound, as plainly as the two
- * layouts can be put: interleaved bytes in, whole frames only, blocks of 4096 bytes filled up with
- * zeros.
+ * The DSF file that a conversion must write, built from the sound byte by byte: interleaved bytes
+ * in, whole frames only, blocks of 4096 bytes padded with zeros.
  */
 inline bytes_t ExpectedDSF(const bytes_t &sound, uint32_t uChannels, uint32_t uRate,
                            const bytes_t *pTag = nullptr)

@@ -6,12 +6,11 @@
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFModel.h"
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
-// Files of a given sound, one byte of every channel in turn, for tests of the decoded reads.
+// Files in memory with given sound, interleaved, for tests of the decoded reads.
 
 enum format_t { FORMAT_DSDIFF, FORMAT_DSF };
 
@@ -21,8 +20,6 @@ std::string FormatName(const Row &row)
 {
     return row.param == FORMAT_DSDIFF ? "DSDIFF" : "DSF";
 }
-
-using samples_t = std::vector<double>;
 
 inline std::unique_ptr<clDSD> MakeFile(format_t format)
 {
@@ -41,15 +38,8 @@ inline MemoryStream *MakeStream(format_t format, const bytes_t &sound, uint32_t 
     return new MemoryStream(ExpectedDSF(sound, uChannels, 2822400));
 }
 
-/** Bit for bit: == would take two zeros for one. */
-inline bool Same(const samples_t &a, const samples_t &b)
-{
-    return a.size() == b.size() &&
-           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
-}
-
-/** All samples of an open file from where it stands, without those of Flush. */
-inline samples_t ReadOn(clDSD &file, size_t sizeRead)
+/** All samples of an open file from its position to its end, without those of Flush. */
+inline samples_t ReadToEnd(clDSD &file, size_t sizeRead)
 {
     samples_t all;
     samples_t turn(sizeRead);
@@ -59,10 +49,10 @@ inline samples_t ReadOn(clDSD &file, size_t sizeRead)
     return all;
 }
 
-/** As ReadOn, followed by Flush. */
+/** As ReadToEnd, followed by Flush. */
 inline samples_t ReadAll(clDSD &file, size_t sizeRead)
 {
-    samples_t all = ReadOn(file, sizeRead);
+    samples_t all = ReadToEnd(file, sizeRead);
     samples_t turn(sizeRead);
     while (const uint64_t uRead = file.Flush(turn.data(), turn.size())) {
         all.insert(all.end(), turn.begin(), turn.begin() + static_cast<ptrdiff_t>(uRead));
