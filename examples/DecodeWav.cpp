@@ -1,5 +1,5 @@
-// Decodes a DSDIFF or DSF file to a WAV file: how to open either format for decoding and read
-// samples from it to the end.
+// Decodes a DSDIFF or DSF file to a WAV file: shows how to open either format for decoding and how
+// to read its samples.
 
 #include "dsd/clDSD.h"
 #include "examples/MakeReader.h"
@@ -19,12 +19,12 @@ namespace
 
 void DecodeFile(const char *cpInput, const char *cpOutput)
 {
-    // A name is a path or a URL; the stream is the same to the readers.
+    // A name is a path or a URL.
     std::unique_ptr<clStreamReader> spStream(CreateStreamReader(cpInput));
     const std::unique_ptr<clDSD> spFile = MakeReader(*spStream);
 
-    // One worker per channel decodes: this thread in Read, and others that Open starts and Close or
-    // the destructor ends. From here on the stream belongs to the reader.
+    // One thread per channel decodes: this one in Read, and workers that Open starts and Close or
+    // the destructor ends. Open takes ownership of the stream.
     constexpr bool DOUBLE_AMPLITUDE = false;
     constexpr bool WITHOUT_DELAY = true;
     spFile->Open(spStream.release(), 0, 0, DOUBLE_AMPLITUDE, WITHOUT_DELAY);
@@ -33,7 +33,7 @@ void DecodeFile(const char *cpInput, const char *cpOutput)
         throw std::runtime_error("the file does not say how to play it");
     }
 
-    // Reads are whole blocks, which both formats take. Sixteen are worth sharing among workers.
+    // Both formats accept reads of whole blocks. Sixteen are enough work to divide among workers.
     const uint64_t uBlock = std::max(spFile->GetBlockSamples(), 1U);
     std::vector<double> aSamples(16 * uBlock * uChannels);
 

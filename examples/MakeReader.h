@@ -6,8 +6,7 @@ class clDSD;
 class clStreamReader;
 
 /**
- * The reader for the format that the stream begins with, not opened yet; the stream is back at its
- * start.
+ * Makes the reader for the format of the stream, not opened yet; the stream is back at its start.
  *
  * @throws std::runtime_error for any other format
  */

@@ -1,5 +1,5 @@
-// Writes a DSDIFF file of steady tones, for trying out the converter and for tests. It needs
-// nothing of the library, so that a fault there cannot hide behind the same fault here.
+// Writes a DSDIFF file of steady tones, for trying out the converter and for tests. It uses nothing
+// of the library, so that a fault there cannot be hidden by the same fault here.
 
 #include "examples/clModulator.h"
 #include "examples/clSampleFile.h"
@@ -36,11 +36,11 @@ constexpr const char *USAGE =
     "  --extras            writes the start time and loudspeaker chunks too\n"
     "  --help              prints this text\n";
 
-constexpr double DISTORTING_LEVEL = -4.0; // dB; what clModulator passes undistorted
+constexpr double DISTORTING_LEVEL = -4.0; // dB; clModulator distorts louder tones
 constexpr double MAX_BYTES_PER_CHANNEL = 1e15;
 constexpr size_t BLOCK_FRAMES = 4096;
 
-// A mistake on the command line.
+// A wrong command line.
 class clXUsage : public std::runtime_error
 {
 public:
@@ -56,7 +56,7 @@ struct sample_options {
     std::vector<double> aFrequencies;
 };
 
-// The whole text as a number within the limits, in the same notation in every locale.
+// Parses the whole text as a number within the limits, independent of the locale.
 double ParseNumber(std::string_view text, double dMin, double dMax)
 {
     double dValue = 0.0;
@@ -101,7 +101,7 @@ std::vector<double> ParseFrequencies(std::string_view text)
     }
 }
 
-// One frequency for every channel, from those asked for or the default ones.
+// Returns one frequency per channel, from the options or the defaults.
 std::vector<double> Complete(std::vector<double> aFrequencies, unsigned uChannels)
 {
     if (aFrequencies.size() > uChannels) {
@@ -170,7 +170,7 @@ sample_options ParseOptions(const std::vector<std::string> &aArgs)
     return options;
 }
 
-/** The one-bit samples of one channel's tone. */
+/** A tone of one channel as one-bit samples. */
 class clTone
 {
 public:
@@ -184,7 +184,7 @@ public:
         for (unsigned uBit = 0; uBit < 8; uBit++) {
             const double dSample = dAmplitude * std::sin(2.0 * std::numbers::pi * dPhase);
             uByte = uByte << 1 | (modulator.Next(dSample) ? 1U : 0U);
-            // Kept below one turn: a phase that grew would lose digits in a long file.
+            // Below one turn, since a growing phase would lose precision in a long file.
             dPhase += dStep;
             dPhase -= std::floor(dPhase);
         }

@@ -1,5 +1,5 @@
-// Prints what a DSDIFF or DSF file says about itself: how to open either format and ask it through
-// the interface that both share.
+// Prints the figures and the tag of a DSDIFF or DSF file: shows how to use either format through
+// their common interface.
 
 #include "base/clString.h"
 #include "dsd/clDSF.h"
@@ -26,7 +26,7 @@ void PrintLine(const char *cpName, const T &value, const char *cpUnit = "")
 
 void PrintText(const char *cpName, const clString &strText)
 {
-    // Tags come from anywhere; a control character could command the terminal.
+    // Tags are untrusted; a control character could start a terminal command.
     std::string strClean = strText.c_str();
     std::ranges::replace_if(
         strClean, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
@@ -37,10 +37,10 @@ void PrintText(const char *cpName, const clString &strText)
 
 void ShowFile(const char *cpName)
 {
-    // A name is a path or a URL; the stream is the same to the readers.
+    // A name is a path or a URL.
     std::unique_ptr<clStreamReader> spStream(CreateStreamReader(cpName));
     const std::unique_ptr<clDSD> spFile = MakeReader(*spStream);
-    // OpenMeta reads the headers and the tag. From here on the stream belongs to the reader.
+    // OpenMeta reads the headers and the tag, and takes ownership of the stream.
     spFile->OpenMeta(spStream.release());
 
     const bool bDSF = dynamic_cast<const clDSF *>(spFile.get()) != nullptr;
@@ -58,7 +58,7 @@ void ShowFile(const char *cpName)
 
     if (const clID3tag *pTag = spFile->GetTag()) {
         PrintText("title", pTag->GetTitle());
-        // The composer; of a tag that names none, the performer.
+        // The composer, or the performer when the tag has no composer.
         PrintText("artist", pTag->GetComposer());
         PrintText("performer", pTag->GetPerformer());
         PrintText("album", pTag->GetAlbum());

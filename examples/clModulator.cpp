@@ -7,23 +7,22 @@
 namespace
 {
 
-// The noise transfer function, all frequencies as parts of the sampling rate.
+// The noise transfer function. All frequencies are fractions of the sampling rate.
 //
-// Its zeros lie in the band that is to be quiet, where the least noise is left in it as a whole:
-// at the roots of the sixth Legendre polynomial, which come in pairs of either sign.
+// Its zeros are at the roots of the sixth Legendre polynomial, scaled to the band: that leaves the
+// least total noise in the band. The roots come in pairs of opposite sign.
 constexpr double BAND_EDGE = 20000.0 / 2822400.0;
 constexpr std::array<double, 3> aLegendreRoots = {0.238619186083197, 0.661209386466265,
                                                   0.932469514203152};
 
 // Its poles are those of a Butterworth high-pass with this corner, which sets the gain above the
-// band to 1.40. More gain leaves less noise but bears less level: 1.45 gains 4 dB and distorts
-// tones of -4 dB, 1.60 even those of -6 dB.
+// band to 1.40. More gain reduces the noise, but also the loudest undistorted level: 1.45 is 4 dB
+// better and distorts tones of -4 dB, 1.60 distorts even those of -6 dB.
 constexpr double CORNER = 0.027731;
 
-// A one-bit quantiser errs by 1.0 at most while its input stays within 2.0. Beyond that the loop
-// has lost its input; limiting the error fed back costs nothing before and brings it back after.
-// With a limit of 1.5 the loop was seen to swing between the limits for ever once it had been
-// overloaded.
+// The error of a one-bit quantiser is at most 1.0 while its input is within 2.0. Beyond that the
+// loop is overloaded; a limit on the error changes nothing before and lets the loop recover after.
+// With a limit of 1.5, an overloaded loop was seen to oscillate between the limits for ever.
 constexpr double ERROR_LIMIT = 1.0;
 
 } // namespace
@@ -48,15 +47,15 @@ bool clModulator::Next(double dSample) noexcept
 {
     const double dLimited = dSample >= -1.0 ? std::min(dSample, 1.0) : -1.0;
 
-    // Error feedback: what the quantiser errs goes through (zeros - poles) / poles and is added to
-    // the next samples, so that the output is input plus error * zeros / poles. That filter alone
-    // is stable and the error limited; therefore no input makes the state grow without bound.
+    // Error feedback: the error of the quantiser, filtered by (zeros - poles) / poles, is added to
+    // the next samples, so the output is input + error * zeros / poles. The filter is stable and
+    // the error limited, so no input makes the state grow without bound.
     const double dShaped = aState[0];
     const double dInput = dLimited + dShaped;
     const bool bOne = dInput >= 0.0;
     const double dError = std::clamp((bOne ? 1.0 : -1.0) - dInput, -ERROR_LIMIT, ERROR_LIMIT);
 
-    // In transposed form; the last entry of the state is always 0.
+    // Transposed direct form; the last entry of the state is always 0.
     const double dNoise = dError + dShaped;
     for (unsigned u = 0; u < ORDER; u++) {
         aState[u] = aState[u + 1] + aZeros[u + 1] * dError - aPoles[u + 1] * dNoise;

@@ -3,14 +3,14 @@
 #include <array>
 
 /**
- * Turns one channel of samples into one-bit samples: a delta-sigma modulator of sixth order.
+ * Converts one channel of samples to one-bit samples: a delta-sigma modulator of sixth order.
  *
- * Full scale is 1.0, where every bit is alike. Levels up to 0.63 (-4 dB) pass undistorted; louder
- * ones are distorted, but whatever has come in, a sane input is followed again within a few hundred
- * samples. The noise is pushed above 0.0071 of the sampling rate, that is 20 kHz at 64 x 44.1 kHz:
- * a tone of -6 dB stands 125 dB above the noise in the band below.
+ * At full scale, 1.0, all bits are equal. Levels up to 0.63 (-4 dB) are not distorted. After a
+ * louder input the modulator follows a normal one again within a few hundred samples. The noise is
+ * shifted above 0.0071 of the sampling rate, 20 kHz at 64 x 44.1 kHz: a tone of -6 dB is 125 dB
+ * above the noise in the band below.
  *
- * The same input gives the same bits, since nothing in here is random. One object per channel.
+ * The same input always gives the same bits. One object per channel.
  */
 class clModulator
 {
@@ -18,10 +18,9 @@ public:
     clModulator() noexcept;
 
     /**
-     * The next one-bit sample.
+     * Returns the next one-bit sample.
      *
-     * @param dSample -1.0 to 1.0; what lies beyond is limited to that, and what is no number is
-     * -1.0
+     * @param dSample -1.0 to 1.0; other values are limited to that, a NaN counts as -1.0
      * @return true for +1.0, a one in the file
      */
     bool Next(double dSample) noexcept;

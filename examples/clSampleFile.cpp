@@ -6,13 +6,13 @@
 #include <string_view>
 #include <system_error>
 
-// docs/formats.md draws the chunks that are put together here.
+// docs/formats.md draws the chunks.
 namespace
 {
 
 using namespace std::string_literals;
 
-// The channel ids of one to six channels, four characters each.
+// By the number of channels: their ids, four characters each.
 constexpr std::array<std::string_view, clSampleFile::MAX_CHANNELS> aChannelIds = {
     "C   ",
     "SLFTSRGT",
@@ -23,13 +23,13 @@ constexpr std::array<std::string_view, clSampleFile::MAX_CHANNELS> aChannelIds =
 
 constexpr uint64_t FORMAT_VERSION = 0x01050000; // 1.5.0.0
 
-// Loudspeaker configurations: two channels, five, six, and all that have no number of their own.
+// Loudspeaker configurations of two, five and six channels, and the one of all other numbers.
 constexpr uint64_t SPEAKERS_STEREO = 0;
 constexpr uint64_t SPEAKERS_5_0 = 3;
 constexpr uint64_t SPEAKERS_5_1 = 4;
 constexpr uint64_t SPEAKERS_UNDEFINED = 65535;
 
-// A number of that many bytes, the highest first.
+// A number of uBytes bytes, the highest first.
 std::string BigEndian(uint64_t uValue, unsigned uBytes)
 {
     std::string strBytes;
@@ -66,7 +66,7 @@ uint64_t SpeakerConfiguration(unsigned uChannels)
 
 std::string Properties(const sample_format &format)
 {
-    // The zero at the end makes the size even; unlike a pad byte it counts.
+    // The zero at the end makes the size even; unlike a pad byte, the size includes it.
     const std::string strCompression = "DSD \x0Enot compressed\0"s;
 
     std::string strData = "SND ";

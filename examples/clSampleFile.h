@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/** What a DSDIFF file says about its sound before the sound itself. */
+/** The properties of a DSDIFF file. */
 struct sample_format {
     uint32_t uSampleRate = 2822400; // Hz
     unsigned uChannels = 2;         // 1 to 6
@@ -14,25 +14,25 @@ struct sample_format {
 };
 
 /**
- * Writes a DSDIFF file from front to back. The length is known from the start, so every size field
- * goes out right at once and the output may be a pipe.
+ * Writes a DSDIFF file from front to back. The length is known from the start, so size fields are
+ * never corrected and the output may be a pipe.
  *
- * Failures of the output throw std::system_error with the file's name in the text.
+ * Failures of the output throw std::system_error with the name of the file in the text.
  */
 class clSampleFile
 {
 public:
     static constexpr unsigned MAX_CHANNELS = 6;
 
-    /** Creates the file, or empties it, and writes all that stands before the sound. */
+    /** Creates or truncates the file and writes everything before the sound. */
     clSampleFile(const std::string &strFileName, const sample_format &format);
 
-    /** Writes whole frames: a byte of every channel in turn, earliest sample in the highest bit. */
+    /** Writes whole frames: one byte per channel, earliest sample in the highest bit. */
     void Write(const std::vector<uint8_t> &aFrames);
 
     /**
-     * Ends the sound and closes the file. Without it the file is left incomplete.
-     * @throws std::logic_error when other than the announced number of frames was written
+     * Ends the sound and closes the file, which is incomplete without it.
+     * @throws std::logic_error unless exactly the announced frames were written
      */
     void Close();
 

@@ -10,7 +10,7 @@ namespace
 
 constexpr uint64_t SAMPLE_SIZE = 4;
 
-// A number of that many bytes, the lowest first.
+// Appends a number of uBytes bytes, the lowest first.
 void Append(std::string &strBytes, uint64_t uValue, uint64_t uBytes)
 {
     for (uint64_t i = 0; i < uBytes; ++i) {
@@ -18,7 +18,7 @@ void Append(std::string &strBytes, uint64_t uValue, uint64_t uBytes)
     }
 }
 
-// One bit per loudspeaker, where the number of channels says which they are.
+// One bit per loudspeaker; 0 if the number of channels does not name them.
 uint32_t SpeakersOf(uint32_t uChannels)
 {
     switch (uChannels) {
@@ -79,13 +79,13 @@ std::string clWavFile::MakeHeader(uint32_t uSampleRate, uint32_t uChannels, uint
     Append(strFormat, uSampleRate * uFrameSize, 4);
     Append(strFormat, uFrameSize, 2);
     Append(strFormat, 8 * SAMPLE_SIZE, 2);
-    Append(strFormat, 22, 2); // bytes to come
+    Append(strFormat, 22, 2); // bytes that follow
     Append(strFormat, 8 * SAMPLE_SIZE, 2);
     Append(strFormat, SpeakersOf(uChannels), 4);
-    Append(strFormat, FLOAT, 2); // the first bytes of an identifier whose rest is the same for all
+    Append(strFormat, FLOAT, 2); // the start of an identifier whose rest is constant
     strFormat.append("\x00\x00\x00\x00\x10\x00\x80\x00\x00\xAA\x00\x38\x9B\x71", 14);
 
-    // The sizes: what follows the first eight bytes, the samples, the samples of each channel.
+    // Sizes: the file without its first eight bytes, the sample data, the samples per channel.
     constexpr uint64_t MAX = std::numeric_limits<uint32_t>::max();
     constexpr uint64_t REST = 4 + 36 + 48 + 12 + 8;
     const uint64_t uFileSize = REST + uDataSize;
@@ -95,7 +95,7 @@ std::string clWavFile::MakeHeader(uint32_t uSampleRate, uint32_t uChannels, uint
     std::string strHeader = bLarge ? "RF64" : "RIFF";
     Append(strHeader, bLarge ? MAX : uFileSize, 4);
     strHeader += "WAVE";
-    // Room that a WAV file ignores and an RF64 file keeps its sizes in.
+    // In a WAV file ignored, in an RF64 file the chunk of the sizes.
     strHeader += bLarge ? "ds64" : "JUNK";
     Append(strHeader, 28, 4);
     Append(strHeader, bLarge ? uFileSize : 0, 8);
