@@ -1,5 +1,5 @@
-// Holds every input to a budget: a second of processor time, which a loaded machine does not
-// stretch, and 256 MiB of memory in use at once. Input that costs more ends the process.
+// Limits every input to a second of processor time, which does not depend on the load of the
+// machine, and to 256 MiB of memory in use at once. Input that needs more ends the process.
 
 #include "fuzz/Target.h"
 
@@ -26,11 +26,11 @@ constexpr int64_t MAX_BYTES = 256 << 20;
 
 std::atomic<int64_t> lBytesInUse;
 
-// The engine's own memory counts as well while an input runs; it needs next to none then.
+// Counts the memory of the engine as well, which is small while an input runs.
 void CountMalloc(const volatile void * /*pBlock*/, size_t sizeBlock)
 {
     if (lBytesInUse.fetch_add(static_cast<int64_t>(sizeBlock)) > MAX_BYTES) {
-        // What reports it needs memory too.
+        // The report allocates memory too.
         lBytesInUse = INT64_MIN / 2;
         Check(false, "more than 256 MiB in use");
     }

@@ -1,4 +1,4 @@
-// The whole program on foreign bytes, its output compared with what the two layouts say.
+// Runs the whole program on foreign bytes and compares its output with a plain model.
 
 #include "fuzz/Target.h"
 #include "tests/support/DSFModel.h"
@@ -46,7 +46,7 @@ private:
     std::string strPath;
 };
 
-// What a DSDIFF file holds, for files that the program has accepted.
+// The content of a DSDIFF file that the program has accepted.
 class clModel
 {
 public:
@@ -75,7 +75,7 @@ public:
     std::vector<std::string> ids;
 
 private:
-    // Where a file ends, zeros follow.
+    // Bytes after the end of the file count as 0.
     std::string Id(uint64_t uPos, uint64_t uBytes = 4) const
     {
         std::string strId(uBytes, '\0');
@@ -94,7 +94,7 @@ private:
         return uValue;
     }
 
-    // Chunks from a position on, those of the form or of the properties. Returns where they ended.
+    // Walks through the chunks of the form or of the properties. Returns the position after them.
     uint64_t Walk(uint64_t uPos, uint64_t uEnd, bool bProperty)
     {
         while (uPos < uEnd && uPos + 12 <= file.size()) {
@@ -117,7 +117,7 @@ private:
                 uSound = uData;
                 uSoundSize = uSize;
             }
-            // The last of the properties has no pad byte of its own in a chunk of odd size.
+            // In a property chunk of odd size the last sub-chunk has no pad byte.
             if (uSize % 2 != 0 && (!bProperty || uPos < uEnd)) {
                 ++uPos;
             }
@@ -127,7 +127,7 @@ private:
 
     std::vector<size_t> Places() const
     {
-        // Which ids go to each place, by the count of channels.
+        // By the number of channels: the ids of each place.
         static const std::vector<std::vector<std::string>> table = {
             {},
             {},
@@ -146,7 +146,7 @@ private:
                 }
             }
         }
-        // Where two want one place, all keep theirs.
+        // If two channels claim one place, all keep the order of the file.
         return std::is_permutation(places.begin(), places.end(), own.begin()) ? places : own;
     }
 
@@ -175,7 +175,7 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
     fileOutput.Write(old);
     fileTag.Write(tag);
 
-    // What the program says is looked at and not shown.
+    // Messages are checked and not shown.
     char *cpSaid = nullptr;
     size_t sizeSaid = 0;
     FILE *const pStderr = stderr;
@@ -204,7 +204,7 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
         Check(strSaid.find("\nerror: ") != std::string::npos ||
                   strSaid.find("\nexception: ") != std::string::npos,
               "failed without a word");
-        // Refused before the output was touched, or left with the provisional header.
+        // Refused before the output was changed, or left with the provisional header.
         Check(output == old || output.size() < 28 ||
                   std::all_of(output.begin() + 12, output.begin() + 28,
                               [](uint8_t uByte) { return uByte == 0; }),

@@ -45,7 +45,7 @@ void UseNumbers(clInput input)
     Try([&] { str.ToLongDouble(); });
 }
 
-// Units as they come, then characters in both wide encodings, which have to give one text.
+// Arbitrary UTF-16 units, then valid characters in both wide encodings, which must give one text.
 void UseEncodings(clInput input)
 {
     std::vector<uint16_t> units;
@@ -75,7 +75,7 @@ void UseEncodings(clInput input)
     }
 }
 
-// Text through all the ways there are, in one encoding or the other.
+// Converts a text every way, in either encoding.
 void UseText(clInput input)
 {
     const int iEncoding = input.Byte();
@@ -116,7 +116,7 @@ void UseTokens(clInput input)
     std::erase(model, "");
     clString str(strText.c_str());
     CheckTexts(str.Split(strDelims.c_str()), model);
-    // The token may be the text itself, and an edit in between changes nothing.
+    // The token may be the text itself, and edits between calls change nothing.
     std::vector<clString> tokens;
     for (bool bFirst = true; str.Tok(str, strDelims.c_str(), bFirst); bFirst = false) {
         tokens.push_back(str);
@@ -137,7 +137,7 @@ void UseLines(clInput input)
     }
 }
 
-// The text of tags, in every encoding that a byte can name.
+// Strings of tags, in the encoding that their first byte names.
 class clCursor : public clID3base
 {
 public:
@@ -167,7 +167,7 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
     static const locale_t utf8Locale = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
     clInput input(pData, sizeData);
     const uint8_t uKind = input.Byte();
-    // The library takes the locale it finds; the program never sets one.
+    // The library uses the locale of the thread; the program never sets one.
     uselocale(uKind < 128 ? LC_GLOBAL_LOCALE : utf8Locale);
     switch (uKind % 6) {
     case 0:

@@ -1,6 +1,6 @@
-// Answers of a web server. Every connect(2) of the reader is turned into one end of a socket pair
-// whose other end holds the next answer of the input: no ports, no threads, no waiting, since an
-// answer always ends.
+// Answers of a web server. Every connect(2) of the reader gives one end of a socket pair whose
+// other end contains the next answer of the input. It needs no ports and no threads, and never
+// waits, since an answer always ends.
 
 #include "base/clString.h"
 #include "fuzz/Use.h"
@@ -25,7 +25,7 @@ struct clReader : clStreamReaderHTTP {
     using clStreamReaderHTTP::mapHeaders;
 };
 
-// How a connection goes, in the first byte of its answer.
+// How a connection behaves, from the first byte of its answer.
 enum manner_t : uint8_t { REFUSED = 1, PENDING = 2, GONE = 4, DRIBBLE = 8 };
 
 std::deque<std::string> answers;
@@ -80,7 +80,7 @@ extern "C" ssize_t recv(int iSockH, void *pBuffer, size_t sizeBuffer, int iFlags
 
 void Fuzz(const uint8_t *pData, size_t sizeData)
 {
-    // The reader prints what the server says.
+    // The reader prints the head of each answer.
     static const bool bQuiet = std::freopen("/dev/null", "w", stdout) != nullptr;
     Check(bQuiet, "no /dev/null");
 

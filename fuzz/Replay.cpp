@@ -1,5 +1,5 @@
-// Stands in for the fuzzing engine: runs a target over the files, and the files of the folders,
-// that it is given.
+// Replaces the fuzzing engine: runs a target on the given files and on the files of the given
+// folders.
 
 #include "fuzz/Target.h"
 

@@ -1,5 +1,5 @@
-// Writes the inputs that the targets start from, and run as tests: fuzz_seeds <folder>
-// Behind each file stand the bytes that say what is done with it. What was once a find is named so.
+// Writes the first inputs of the targets, which also run as tests: fuzz_seeds <folder>
+// After each file come the bytes that choose the operations. A seed "find-..." was once a fault.
 
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFBuilder.h"
@@ -68,7 +68,7 @@ void SaveTags()
     }
 }
 
-// With bytes behind the file that open it in each of the ways there are.
+// With trailing bytes that open the file in every way.
 void SaveFile(const std::string &strDoor, const std::string &strName, const bytes_t &file)
 {
     for (int iVariant = 0; iVariant < 8; ++iVariant) {
@@ -128,7 +128,7 @@ void SaveDSDIFFs()
                              .Build());
     SaveDSDIFF("form-too-small", B().FormSize(60).Trailing(Tag(3).Build()).Build());
     SaveDSDIFF("form-too-large", B().FormSize(UINT64_MAX).Build());
-    // Among them the tag that once took memory for all that its header announced.
+    // One of them once made the reader allocate all that the header of the tag announces.
     for (const std::string strId :
          {"ID3 ", "DSD ", "PROP", "FVER", "FS  ", "CHNL", "CMPR", "????"}) {
         const bytes_t huge = B::HugeChunk(strId, Pattern(4), (uint64_t{1} << 30) + 1);
@@ -160,8 +160,8 @@ void SaveDSFs()
                      .Build());
     }
     SaveFile("DSF", "blocks", B().Trailing(Pattern(40)).Build());
-    // Sizes of the file, of the data, of a block, and the count of channels and of samples. With
-    // that of the file the tag once took memory for bytes that were not there.
+    // Sizes of the file, of the data and of a block, and the numbers of channels and of samples.
+    // The size of the file once made the reader allocate memory for a tag of missing bytes.
     for (const size_t sizeOffset : {size_t{12}, size_t{52}, size_t{64}, size_t{72}, size_t{84}}) {
         for (const uint64_t uValue : {uint64_t{0}, uint64_t{13}, uint64_t{1} << 30}) {
             B builder;
@@ -173,13 +173,13 @@ void SaveDSFs()
     }
 }
 
-// Of each answer the manner, the head and the body; then what is done, last one first.
+// Each answer is its behaviour, head and body; the operations follow, the last one first.
 void SaveAnswers()
 {
     const std::string strOk = "HTTP/1.1 200 OK\r\nContent-Type: a/b\r\nContent-Length: ";
     const std::string strWhole = strOk + "100\r\n\r\n" + std::string(100, 'b');
     const std::string strPart = "HTTP/1.1 206 Part\r\n\r\n" + std::string(90, 'b');
-    // Answers to refuse: a line that is too long and one that stays empty, too many lines.
+    // Answers to refuse: a line that is too long, one that stays empty, too many lines.
     const std::string strLong = strOk + "1\r\nA: " + std::string(66000, 'l');
     const std::string strEmpty = strOk + "1\r\n" + std::string(66000, '\r');
     std::string strMany = strOk + "1\r\n";

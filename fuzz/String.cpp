@@ -1,5 +1,5 @@
-// A program of edits on a few strings, run on clString and on a plain model of it: text, encoding
-// and capacity have to agree after every step, and so have all answers.
+// Runs a sequence of edits on a few strings, on clString and on a plain model of it. Text,
+// encoding, capacity and all results must agree after every step.
 
 #include "base/clString.h"
 #include "fuzz/Use.h"
@@ -20,7 +20,7 @@ std::string Lower(std::string str)
     return str;
 }
 
-// A std::string that knows the capacity rule and what is shared with whom.
+// A std::string with the capacity rule and the sharing of clString.
 class clModel
 {
 public:
@@ -144,7 +144,7 @@ int Sign(int iValue)
     return (iValue > 0) - (iValue < 0);
 }
 
-// Compares all answers of a string with those of a std::string.
+// Compares the results of all queries with those of a std::string.
 void Ask(const clString &str, const std::string &strModel, const char *cp, const clString &other)
 {
     const std::string strLower = Lower(strModel);
@@ -216,10 +216,10 @@ private:
         uTarget = uStrings % 4;
         uOther = uStrings / 4 % 4;
         if (strings[uTarget].sizeStr > 2000) {
-            // Texts that double with every step would teach nothing more.
+            // Limits texts that double with every step.
             Both([](auto &a, const auto & /*b*/) { a.Clear(); });
         }
-        // Mostly inside the text, at its edges too, and now and then so far off that sums wrap.
+        // Mostly inside the text, also at its edges, and sometimes so far away that sums wrap.
         const auto uEdge = static_cast<unsigned>(strings[uTarget].sizeStr + 2);
         const unsigned uIdx = input.Byte() % uEdge * (uStrings >= 240 ? 0x1000001U : 1U);
         const unsigned uCount = input.Byte() % uEdge - (uStrings / 16 == 14 ? 3U : 0U);

@@ -8,14 +8,13 @@
 #include <string>
 #include <vector>
 
-/** What a target does with one input: its Fuzz runs under the budget that Budget.cpp holds it to.
- */
+/** The target: runs one input, within the limits of Budget.cpp. */
 void Fuzz(const uint8_t *pData, size_t sizeData);
 
-/** The entry that a fuzzing engine, or Replay.cpp, calls with each input. */
+/** Called by the fuzzing engine, or by Replay.cpp, with each input. */
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pData, size_t sizeData);
 
-/** Ends the process where the engine, or a test, takes notice. */
+/** Ends the process, which the engine or the test reports, unless bHolds. */
 inline void Check(bool bHolds, const char *cpWhat)
 {
     if (!bHolds) {
@@ -24,8 +23,7 @@ inline void Check(bool bHolds, const char *cpWhat)
     }
 }
 
-/** Runs one use of foreign bytes. They may make it throw, nothing else. @return whether it did not
- */
+/** Runs an operation on foreign bytes, which may throw. @return whether it did not throw */
 template <class F>
 inline bool Try(const F &use)
 {
@@ -38,8 +36,8 @@ inline bool Try(const F &use)
 }
 
 /**
- * Takes an input apart. Files stand at its start and what is done with them at its end, so that a
- * seed is a file with a few bytes behind it. All values are 0 once nothing is left.
+ * Takes an input apart. A file is at its start, the choice of operations at its end, so a seed is a
+ * file followed by a few bytes. All values are 0 once nothing is left.
  */
 class clInput
 {
@@ -64,7 +62,7 @@ public:
         return uByte;
     }
 
-    /** Eight bytes as they come. */
+    /** The next eight bytes as a number. */
     uint64_t Number()
     {
         uint64_t uValue = 0;
@@ -76,7 +74,7 @@ public:
 
     bool IsEmpty() const { return strRest.size() == sizeTaken; }
 
-    /** The next bytes, up to the end. */
+    /** The next bytes, at most sizeMost. */
     std::string Text(size_t sizeMost = SIZE_MAX)
     {
         std::string strText = strRest.substr(sizeTaken, sizeMost);

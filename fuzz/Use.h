@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cstring>
 
-// What several targets do with what they were given.
+// Operations that several targets share.
 
-/** Reads every byte, so that a sanitizer sees one that is not there. */
+/** Reads every byte, so that a sanitizer reports an invalid one. */
 inline void Touch(const void *pBytes, uint64_t uSize)
 {
     volatile uint8_t uSum = 0;
@@ -25,7 +25,7 @@ inline void CheckText(const clString &str)
     Check(str.sizeStr < str.sizeAlloc, "no room for the terminator");
 }
 
-/** Asks a tag everything it can be asked. */
+/** Calls every query of a tag. */
 inline void UseTag(const clID3tag &tag)
 {
     for (const clString &str :
@@ -38,13 +38,13 @@ inline void UseTag(const clID3tag &tag)
     Touch(tag.GetPicture(), tag.GetPictureSize());
 }
 
-// What a pass over the sound delivered, and whether it came to a regular end.
+/** The sound of one pass, and whether it ended without an exception. */
 struct sound_t {
     std::vector<uint8_t> bytes;
     bool bWhole = false;
 };
 
-/** Reads from where the file stands to its end, so many bytes at a time. */
+/** Reads from the present position to the end, uSize bytes at a time. */
 inline sound_t ReadSound(clDSD &file, uint64_t uSize)
 {
     sound_t sound;
@@ -52,7 +52,7 @@ inline sound_t ReadSound(clDSD &file, uint64_t uSize)
     sound.bWhole = Try([&] {
         while (const uint64_t uRead = file.ReadRaw(out.data(), uSize)) {
             Check(uRead <= uSize, "read more than was asked for");
-            // A last frame that is not whole is counted and not delivered.
+            // An incomplete last frame is counted and not delivered.
             const auto lSound = static_cast<ptrdiff_t>(uRead - uRead % file.GetChannels());
             sound.bytes.insert(sound.bytes.end(), out.begin(), out.begin() + lSound);
         }
@@ -60,7 +60,7 @@ inline sound_t ReadSound(clDSD &file, uint64_t uSize)
     return sound;
 }
 
-/** Decodes from the start to the end, both ways, and what the delay holds back. */
+/** Decodes from the start to the end with both reads, and flushes. */
 inline void DecodeSound(clDSD &file)
 {
     constexpr uint64_t MOST = 1 << 15;
@@ -88,8 +88,8 @@ inline void DecodeSound(clDSD &file)
 }
 
 /**
- * Opens a file twice, asks for its figures, reads all of it both ways and seeks in it. The last
- * bytes of the input choose how it is opened and where it is sought.
+ * Opens a file twice, queries its figures, reads all of it with every read and seeks in it. The
+ * last bytes of the input choose how it is opened and where the seeks go.
  *
  * @param uUnitOf the bytes that a read is a multiple of, for an open file
  */
@@ -120,7 +120,7 @@ inline void UseFile(clDSD &file, clInput input, const F &uUnitOf)
                 file.OpenMeta(pStream);
             }
         });
-        // A file that was refused has to take all this as well.
+        // Must work after a refused file as well.
         UseTag(*file.GetTag());
         const volatile uint64_t uFigures =
             file.GetBlockSamples() + file.GetOutputRate() + file.GetOutputSize() +
