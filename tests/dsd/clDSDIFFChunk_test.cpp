@@ -12,7 +12,7 @@ namespace
 
 using B = DSDIFFBuilder;
 
-// A form of any content, not only such as the builder makes.
+// A form with any content, also what the builder cannot make.
 bytes_t Form(const bytes_t &chunks, const std::string &strType = "DSD ")
 {
     bytes_t data = B::Text(strType);
@@ -46,7 +46,7 @@ struct parsed_t {
 
 } // namespace
 
-TEST(clDSDIFFFormChunk, RefusesDamageInWords)
+TEST(clDSDIFFFormChunk, RefusesDamage)
 {
     const std::string strVers = "clDSDIFFVersChunk::Read(): ";
     const std::string strProp = "clDSDIFFPropChunk::Read(): ";
@@ -65,7 +65,7 @@ TEST(clDSDIFFFormChunk, RefusesDamageInWords)
         {Sub("CMPR", B::Text("DSD \3abcd")), strProp + "name size mismatch, chunk 'CMPR'"},
         {Sub("ABSS", B::Number(0, 6)), strProp + "size mismatch, chunk 'ABSS'"},
         {Sub("LSCO", B::Number(0, 4)), strProp + "size mismatch, chunk 'LSCO'"},
-        // What a size must be comes before what no size can be.
+        // A wrong size is reported before one that is out of range.
         {Form(B::HugeChunk("FVER", {}, UINT64_MAX)), strVers + "size mismatch, chunk 'FVER'"},
         {Form(B::HugeChunk("PROP", B::Text("VID "), UINT64_MAX)), strProp + "type != 'SND '"},
         {Huge("FS  "), strProp + "size mismatch, chunk 'FS  '"},
@@ -76,7 +76,8 @@ TEST(clDSDIFFFormChunk, RefusesDamageInWords)
         {B::HugeChunk("FRM8", B::Text("AIFF"), UINT64_MAX), "type != 'DSD '"},
         {Form(B::HugeChunk("ID3 ", TitleTag("a"), 1ULL << 63)),
          "clAlloc::SetSize(): lAllocSize < 0"},
-        // Sizes past 63 bits, and such as make the count or the position wrap. Ids are printable.
+        // Sizes past 63 bits, and sizes that make the count or the position wrap. Ids are
+        // printable.
         {Form(B::HugeChunk("PROP", B::Text("SND "), UINT64_MAX)),
          strProp + "size out of range, chunk 'PROP'"},
         {Form(B::HugeChunk("COMT", {}, uint64_t{1} << 63)), "size out of range, chunk 'COMT'"},
@@ -86,13 +87,14 @@ TEST(clDSDIFFFormChunk, RefusesDamageInWords)
          strProp + "size out of range, chunk '?[2J'"},
     };
     for (const auto &[file, strMessage] : aRows) {
+        SCOPED_TRACE(strMessage);
         EXPECT_THROW_MSG(parsed_t{file}, clXDSDIFF, "clDSDIFFFormChunk::Read(): " + strMessage);
     }
 }
 
-TEST(clDSDIFFFormChunk, TakesAnySizeForThatOfAStream)
+TEST(clDSDIFFFormChunk, AcceptsAnySizeOnARemoteStream)
 {
-    // A source that is still being recorded knows neither size.
+    // While a source is being recorded, both sizes are unknown.
     for (const uint64_t uSize : {uint64_t{INT64_MAX}, uint64_t{1} << 63, UINT64_MAX}) {
         SCOPED_TRACE(uSize);
         const bytes_t file = B().Unbounded(uSize).Build();
@@ -103,7 +105,7 @@ TEST(clDSDIFFFormChunk, TakesAnySizeForThatOfAStream)
         bytes_t out(64);
         EXPECT_EQ(16U, form.chunkData.ReadRaw(out.data(), out.size()));
         EXPECT_EQ(0U, form.chunkData.ReadRaw(out.data(), out.size()));
-        // A local file has to be moved over, and cannot.
+        // In a local file the data is skipped, which such a size does not allow.
         EXPECT_THROW_MSG(parsed_t{file}, clXDSDIFF,
                          "clDSDIFFFormChunk::Read(): size out of range, chunk 'DSD '");
     }
@@ -111,7 +113,7 @@ TEST(clDSDIFFFormChunk, TakesAnySizeForThatOfAStream)
 
 TEST(clDSDIFFFormChunk, WrapsWhatTheStreamThrows)
 {
-    // What is not of the family, which the other chunks let pass.
+    // Also exceptions outside the clX family, unlike the other chunks.
     MemoryStream stream(B().Build());
     stream.FailAt<std::runtime_error>(MemoryStream::CALL_READ, 6, "broken");
     clDSDIFFFormChunk form;
@@ -120,11 +122,12 @@ TEST(clDSDIFFFormChunk, WrapsWhatTheStreamThrows)
 
 TEST(clDSDIFFFormChunk, FindsItsWayOverOddSizes)
 {
-    // An unknown chunk of odd size in front, and a property chunk that ends in an odd sub-chunk:
-    // once with the pad byte counted in its size, once without, when it is its own.
+    // An unknown chunk of odd size comes first. The property chunk ends in an odd sub-chunk, whose
+    // pad byte its size includes in one file and not in the other.
     const bytes_t odd = B::Chunk("XXXX", B::Text("odd"));
     const bytes_t unpadded(odd.begin(), odd.end() - 1);
     for (const bytes_t &last : {odd, unpadded}) {
+        SCOPED_TRACE(last.size());
         bytes_t chunks = odd;
         Append(chunks, Property(last));
         Append(chunks, B::Chunk("DSD ", Pattern(8)));
@@ -133,14 +136,14 @@ TEST(clDSDIFFFormChunk, FindsItsWayOverOddSizes)
     }
 }
 
-TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
+TEST(clDSDIFFFormChunk, FindsTheTagInAnyPlace)
 {
     bytes_t corrupt = TitleTag("lost");
     corrupt[9] = 0x7F; // announces more than there is
     const B cut = B().After(B::Chunk("ID3 ", TitleTag("cut"), int64_t{1} << 60));
     const std::pair<bytes_t, const char *> aRows[] = {
         {B().Before(B::Chunk("ID3 ", TitleTag("front"))).Build(), "front"},
-        {B().After(B::Chunk("ID3 ", TitleTag("behind"))).Build(), "behind"},
+        {B().After(B::Chunk("ID3 ", TitleTag("after"))).Build(), "after"},
         {B().Trailing(TitleTag("trailing")).Build(), "trailing"},
         {B().After(B::Chunk("ID3 ", corrupt)).Build(), ""},
         {B().After(B::Chunk("ID3 ", {})).Build(), ""},
@@ -150,6 +153,7 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
         {cut.Build(), "cut"},
     };
     for (const auto &[file, cpTitle] : aRows) {
+        SCOPED_TRACE(testing::Message() << cpTitle << ", " << file.size() << " bytes");
         const parsed_t parsed(file);
         EXPECT_STREQ(cpTitle, parsed.form.tag.GetTitle().c_str());
         EXPECT_EQ(16U, parsed.form.chunkData.uSize);
@@ -158,16 +162,16 @@ TEST(clDSDIFFFormChunk, TakesTheTagFromWhereItStands)
     clDSDIFFFormChunk piecemeal;
     piecemeal.Read(slow.ShortReads(4));
     EXPECT_STREQ("trailing", piecemeal.tag.GetTitle().c_str());
-    // Where the stream does not know better, what is announced takes no memory in advance.
+    // If the size of the stream is unknown, the announced size is not allocated in advance.
     MemoryStream unsized(cut.Build());
     clDSDIFFFormChunk form;
     form.Read(unsized.ClaimSize(0));
     EXPECT_STREQ("cut", form.tag.GetTitle().c_str());
 }
 
-TEST(clDSDIFFFormChunk, LooksBeforeItReadsWhatFollowsTheForm)
+TEST(clDSDIFFFormChunk, ReadsAfterTheFormOnlyWhatCanBeATag)
 {
-    // The bytes asked for after the form.
+    // Records the largest read.
     struct counting_t : MemoryStream {
         using MemoryStream::MemoryStream;
         ssize_t Read(void *pBuffer, size_t sizeBuffer) override
@@ -191,6 +195,7 @@ TEST(clDSDIFFFormChunk, LooksBeforeItReadsWhatFollowsTheForm)
         {TitleTag("tag"), true, size_t{SIZE} - 16, "tag"},
     };
     for (const auto &row : aRows) {
+        SCOPED_TRACE(row.sizeMost);
         counting_t stream(form + row.trailing);
         stream.ClaimSize(SIZE);
         row.bRemote ? stream.Remote() : &stream;
@@ -227,6 +232,7 @@ TEST(clDSDIFFFormChunk, KeepsNothingOfAnEarlierFile)
 TEST(clDSDIFFPropChunk, AcceptsBothWaysToPadTheCompressionName)
 {
     for (const char *cpPad : {"", "x"}) {
+        SCOPED_TRACE(cpPad);
         bytes_t chunks = B::Chunk("CMPR", B::Text(std::string("DST \x0Enot compressed") + cpPad));
         Append(chunks, B::Chunk("FS  ", B::Number(5644800, 4)));
         const parsed_t parsed(Form(Property(chunks)));
@@ -236,7 +242,7 @@ TEST(clDSDIFFPropChunk, AcceptsBothWaysToPadTheCompressionName)
     }
 }
 
-TEST(clDSDIFFPropChunk, RefusesWhatItCannotName)
+TEST(clDSDIFFPropChunk, RefusesUnknownValues)
 {
     const parsed_t speakers(Sub("LSCO", B::Number(77, 2)));
     EXPECT_THROW_MSG(speakers.form.chunkProperty.GetSpeakerConfig(), clXDSDIFF,
@@ -251,12 +257,12 @@ TEST(clDSDIFFPropChunk, PlacesChannelsByIdAndCount)
 {
     const struct {
         std::vector<std::string> ids;
-        std::vector<uint32_t> positions, codes;
+        std::vector<uint32_t> places, codes;
         bool bConflict = false;
     } aRows[] = {
         {{"LFE "}, {0}, {3}},
         {{"SRGT", "SLFT"}, {1, 0}, {1, 0}},
-        {{"MRGT", "MLFT"}, {0, 1}, {1, 0}}, // stereo knows its own ids alone
+        {{"MRGT", "MLFT"}, {0, 1}, {1, 0}}, // stereo files are matched on SLFT and SRGT only
         {{"SLFT", "SLFT"}, {0, 1}, {0, 0}, true},
         {{"LFE ", "MLFT", "MRGT"}, {2, 0, 1}, {3, 0, 1}},
         {{"MLFT", "C   ", "LFE "}, {0, 1, 2}, {0, 2, 3}, true},
@@ -274,7 +280,7 @@ TEST(clDSDIFFPropChunk, PlacesChannelsByIdAndCount)
         SCOPED_TRACE(testing::PrintToString(row.ids));
         EXPECT_EQ(row.bConflict, property.HasChannelConflict());
         for (uint32_t i = 0; i < row.ids.size(); ++i) {
-            EXPECT_EQ(row.positions[i], property.GetChannelId(i));
+            EXPECT_EQ(row.places[i], property.GetChannelId(i));
             EXPECT_EQ(row.codes[i], property.GetSpeakerCodes()[i]);
         }
     }

@@ -2,6 +2,7 @@
 
 #include "base/clException.h"
 #include "tests/support/DSDIFFBuilder.h"
+#include "tests/support/EqualBytes.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/ID3Builder.h"
 
@@ -26,7 +27,12 @@ TEST(clDSDIFF, ReadRawTakesWholeFramesOnly)
                    reader.ReadRaw(out.data() + sizeDone, out.size() - sizeDone)) {
             sizeDone += uRead;
         }
-        EXPECT_EQ(sound, out);
+        EXPECT_TRUE(EqualBytes(sound, out));
+        // The whole buffer, also of a slow stream.
+        reader.SeekSample(0);
+        out.assign(out.size(), 0);
+        EXPECT_EQ(sound.size(), reader.ReadStored(out.data(), out.size()));
+        EXPECT_TRUE(EqualBytes(sound, out));
     }
 }
 
@@ -45,11 +51,14 @@ TEST(clDSDIFF, ReadRawEndsWithTheDataOrTheFile)
         reader.OpenMeta(new MemoryStream(file));
         bytes_t out(64, 0x55);
         EXPECT_EQ(sizeSound, reader.ReadRaw(out.data(), out.size()));
-        // A last frame that is not whole is counted and not delivered.
+        // An incomplete last frame is counted and not stored.
         bytes_t expected = Pattern(sizeSound / 2 * 2);
         expected.resize(out.size(), 0x55);
-        EXPECT_EQ(expected, out);
+        EXPECT_TRUE(EqualBytes(expected, out));
         EXPECT_EQ(0U, reader.ReadRaw(out.data(), 2));
+        reader.SeekSample(0);
+        EXPECT_EQ(sizeSound, reader.ReadStored(out.data(), out.size()));
+        EXPECT_TRUE(EqualBytes(Pattern(sizeSound), Part(out, 0, sizeSound)));
     }
 }
 
@@ -65,7 +74,7 @@ TEST(clDSDIFF, ReadRaw51FillsPlacesWithoutAChannel)
     EXPECT_THROW_MSG(reader.ReadRaw_5_1(out.data(), 8), clXDSDIFF,
                      "clDSDIFF::ReadRaw_5_1(): read size must be multiple of channels");
 
-    // The seventh and eighth channel have no place in the frame; three frames come in two parts.
+    // The seventh and the eighth channel have no place in the frame; the read takes two parts.
     bytes_t sound(24);
     std::iota(sound.begin(), sound.end(), uint8_t{0});
     reader.OpenMeta(B().ChannelCount(8).Sound(sound).Stream());
@@ -74,7 +83,7 @@ TEST(clDSDIFF, ReadRaw51FillsPlacesWithoutAChannel)
     EXPECT_EQ(0U, reader.ReadRaw_5_1(out.data(), out.size()));
 }
 
-TEST(clDSDIFF, TellsItsFigures)
+TEST(clDSDIFF, ReportsItsFigures)
 {
     clDSDIFF reader;
     reader.OpenMeta(B().Sound({}, 4704000).Stream());
@@ -85,7 +94,7 @@ TEST(clDSDIFF, TellsItsFigures)
     EXPECT_EQ(2352000U, reader.GetOutputSize());
     EXPECT_EQ(1176000U, reader.GetOutputLength());
 
-    // No product of these leaves 64 bits, and no division meets a zero.
+    // No product overflows, and no division is by zero.
     reader.OpenMeta(B().ChannelCount(0).Rate(0).Sound({}, int64_t{1} << 61).Stream());
     EXPECT_EQ(uint64_t{1} << 60, reader.GetOutputSize());
     EXPECT_EQ(0U, reader.GetOutputLength());
@@ -108,6 +117,7 @@ TEST(clDSDIFF, SeeksInSamplesOfAllChannels)
     EXPECT_EQ(Part(sound, 8, 2), out);
     EXPECT_EQ(160U, reader.SeekFrame(10));
     for (const uint64_t uPast : {uint64_t{33}, uint64_t{1} << 60, UINT64_MAX}) {
+        SCOPED_TRACE(uPast);
         EXPECT_THROW_MSG(reader.SeekSample(uPast), clXDSDIFF,
                          "clDSDIFFDataChunk::Seek(): newpos > length");
         EXPECT_THROW_MSG(reader.SeekFrame(uPast), clXDSDIFF,
@@ -120,7 +130,7 @@ TEST(clDSDIFF, SeeksInSamplesOfAllChannels)
     EXPECT_EQ(0U, reader.ReadRaw(out.data(), 2));
 }
 
-TEST(clDSDIFF, OwnsAStreamThatItCannotOpen)
+TEST(clDSDIFF, DeletesAStreamThatItCannotOpen)
 {
     const auto Stuck = [] {
         return B().Stream()->FailAt<clXFileIO>(MemoryStream::CALL_CLOSE, 1, "stuck");
@@ -132,7 +142,7 @@ TEST(clDSDIFF, OwnsAStreamThatItCannotOpen)
     EXPECT_THROW_MSG(reader.OpenMeta(pStream), clXDSDIFF,
                      "clDSDIFF::OpenMeta(): clDSDIFF::Close(): stuck");
     EXPECT_TRUE(life.expired());
-    // The destructor keeps to itself what Close would say.
+    // The destructor swallows the exception.
     reader.OpenMeta(Stuck());
 }
 
@@ -159,8 +169,9 @@ TEST(clDSDIFF, RefusesWhatItCannotRead)
     reader.Close();
     ExpectNoData();
 
-    for (const size_t sizeChannels : {0U, 4U}) {
-        reader.OpenMeta(B().ChannelCount(sizeChannels).Stream());
+    for (const size_t uChannels : {0U, 4U}) {
+        SCOPED_TRACE(uChannels);
+        reader.OpenMeta(B().ChannelCount(uChannels).Stream());
         EXPECT_THROW_MSG(reader.ReadRaw(aOut, 2), clXDSDIFF,
                          "clDSDIFF::ReadRaw(): read size must be multiple of channels");
         EXPECT_THROW_MSG(reader.ReadStored(aOut, 2), clXDSDIFF,

@@ -10,8 +10,7 @@
 namespace
 {
 
-// The slot of a virtual function: the ABI keeps its offset in a pointer to a member, on some
-// processors plus 1.
+// The slot of a virtual function. A pointer to a member has its offset, plus 1 on some processors.
 template <class F>
 size_t SlotOf(F pMember)
 {
@@ -25,7 +24,7 @@ size_t SlotOf(F pMember)
 
 TEST(clDSD, KeepsTheOrderOfItsVirtualFunctions)
 {
-    // Programs built with an older library find the functions by their places.
+    // Programs built with an older library call the functions by slot.
     struct hooks_t : clDSF {
         static std::vector<size_t> Slots()
         {
@@ -50,7 +49,7 @@ TEST(clDSD, KeepsTheOrderOfItsVirtualFunctions)
                                   SlotOf(&clDSF::SetChannels),   SlotOf(&clDSF::SetChannelType)}) {
         slots.push_back(sizeSlot);
     }
-    // Two destructors come first.
+    // The destructor takes the first two slots.
     for (size_t i = 0; i < slots.size(); ++i) {
         EXPECT_EQ(i + 2, slots[i]);
     }

@@ -1,6 +1,7 @@
 #include "base/clException.h"
 #include "dsd/clDSF.h"
 #include "tests/support/DSFModel.h"
+#include "tests/support/EqualBytes.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/TempFolder.h"
 
@@ -12,8 +13,7 @@ namespace
 
 using B = DSFBuilder;
 
-// Blocks of two bytes keep the expectations readable: one group of stereo is left, left, right,
-// right.
+// Short blocks keep the expectations readable: a stereo group is left, left, right, right.
 B Small(const bytes_t &data, uint64_t uSamples)
 {
     return B().BlockSize(2).Data(data, uSamples);
@@ -43,7 +43,7 @@ TEST(clDSF, WriteRawReversesBitsOfWholeGroups)
     EXPECT_EQ(8192U, writer.WriteRaw(group.data(), group.size()));
     EXPECT_EQ(8192U, writer.GetPosition());
     std::transform(group.begin(), group.end(), group.begin(), Reversed);
-    EXPECT_TRUE(group == Part(folder.Read("a.dsf"), 92));
+    EXPECT_TRUE(EqualBytes(group, Part(folder.Read("a.dsf"), 92)));
     writer.Create(folder.Path("b.dsf").c_str(), 0, 7);
     EXPECT_THROW_MSG(writer.WriteFrames(group.data(), 1, auPlaces), clXDSF,
                      "clDSF::WriteFrames(): channels must be <= 6");
@@ -80,12 +80,12 @@ TEST(clDSF, ReadRawCountsOnlySound)
             EXPECT_EQ(uResult, reader.ReadRaw(out.data(), out.size())) << uSamples;
         }
     }
-    // Behind the last sound there is nothing more to deliver.
+    // After the sound there is nothing to deliver.
     reader.OpenMeta(Small(bytes_t(12, 0x01), 8).Stream());
     EXPECT_EQ(2U, reader.ReadRaw(out.data(), 4));
     EXPECT_THROW_MSG(reader.ReadRaw(out.data(), 4), std::runtime_error,
                      "clDSF::ReadRaw(): sizeRead > sizeReq");
-    // Sizes without bound: what is there is delivered, and nothing of half a group.
+    // Unlimited sizes: the bytes present are delivered, but not those of an incomplete group.
     const bytes_t all = B::Number(UINT64_MAX, 8);
     const B unbounded = Small(bytes_t(4, 0x01), 16).Patch(84, all).Patch(64, all);
     out.resize(8);
@@ -110,21 +110,22 @@ TEST(clDSF, ReadRaw51PlacesChannelsByType)
     };
     clDSF reader;
     bytes_t out(12);
-    for (const auto &[uType, slots] : aRows) {
-        SCOPED_TRACE(testing::Message() << "type " << uType << ", channels " << slots.size());
+    for (const auto &[uType, places] : aRows) {
+        SCOPED_TRACE(testing::Message() << "type " << uType << ", channels " << places.size());
         bytes_t blocks;
         bytes_t expected(6, 0x96);
-        for (size_t i = 0; i < slots.size(); ++i) {
+        for (size_t i = 0; i < places.size(); ++i) {
             blocks.insert(blocks.end(), 2, static_cast<uint8_t>(0x80 >> i));
-            expected[slots[i]] = static_cast<uint8_t>(1 << i);
+            expected[places[i]] = static_cast<uint8_t>(1 << i);
         }
         Append(expected, bytes_t(expected));
-        const auto uChannels = static_cast<uint32_t>(slots.size());
+        const auto uChannels = static_cast<uint32_t>(places.size());
         reader.OpenMeta(Small(blocks, 16).Channels(uChannels, uType).Stream());
         EXPECT_EQ(12U, reader.ReadRaw_5_1(out.data(), out.size()));
-        EXPECT_EQ(expected, out);
+        EXPECT_TRUE(EqualBytes(expected, out));
     }
     for (const uint32_t uType : {0U, 8U, UINT32_MAX}) {
+        SCOPED_TRACE(uType);
         reader.OpenMeta(Small(bytes_t(4), 16).Channels(2, uType).Stream());
         EXPECT_THROW_MSG(reader.ReadRaw_5_1(out.data(), out.size()), clXDSF,
                          "clDSF::ReadRaw_5_1(): unknown channel layout");
@@ -153,6 +154,7 @@ TEST(clDSF, SeeksToGroups)
     EXPECT_THROW_MSG(reader.SeekFrame(1), clXDSF,
                      "clDSF::SeekFrame(): size must be multiple of blocksize");
     for (const uint64_t uPast : {4 * GROUP, uint64_t{1} << 60}) {
+        SCOPED_TRACE(uPast);
         EXPECT_THROW_MSG(reader.SeekSample(uPast), clXDSF, "clDSF::SeekSample(): newpos > length");
         EXPECT_THROW_MSG(reader.SeekFrame(uPast), clXDSF, "clDSF::SeekFrame(): newpos > length");
     }
@@ -167,10 +169,11 @@ TEST(clDSF, ConvertDataUnfoldsBitsInTime)
     double *const apDest[] = {aLeft, aRight};
     clDSF reader;
     for (const uint32_t uBits : {1U, 8U}) {
+        SCOPED_TRACE(uBits);
         reader.OpenMeta(Small(blocks, 32).BitsPerSample(uBits).Stream());
         reader.ConvertData(apDest, blocks.data(), blocks.size());
         for (size_t i = 0; i < 32; ++i) {
-            // With one the lowest bit of a byte comes first, with eight the highest.
+            // One bit per sample: the lowest bit is the earliest; eight: the highest.
             const bool bOne = uBits == 1 ? i == 0 || i == 16 + 7 : i == 7 || i == 16;
             EXPECT_EQ(bOne ? 1.0 : -1.0, aLeft[i]) << i;
             EXPECT_EQ(1.0, aRight[i]);

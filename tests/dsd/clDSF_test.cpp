@@ -11,7 +11,7 @@
 
 using B = DSFBuilder;
 
-TEST(clDSF, CreateFillsInWhatIsNotGiven)
+TEST(clDSF, CreateUsesDefaults)
 {
     const TempFolder folder;
     const std::string strPath = folder.Path("a.dsf");
@@ -24,7 +24,7 @@ TEST(clDSF, CreateFillsInWhatIsNotGiven)
     ExpectHeaders(2, 2);
     writer.SetChannelType(5);
     ExpectHeaders(2, 5);
-    // A type that was set for the last file does not reach the next one.
+    // A channel type that was set for one file does not apply to the next.
     writer.Create(strPath.c_str(), 2822400, 8);
     ExpectHeaders(8, 2);
     EXPECT_THROW_MSG(writer.Create("/dev/full", 0, 0), clXDSF,
@@ -32,11 +32,11 @@ TEST(clDSF, CreateFillsInWhatIsNotGiven)
                      "No space left on device");
 }
 
-TEST(clDSF, ReadHeadersRefusesDamageInWords)
+TEST(clDSF, ReadHeadersRefusesDamage)
 {
     const std::pair<bytes_t, const char *> aRows[] = {
         {{}, "header chunk size mismatch"},
-        // The size is looked at before the id.
+        // The size is checked before the id.
         {B().Patch(0, {'X', 0, 0, 0, 29}).Build(), "header chunk size mismatch"},
         {B().Patch(0, {'X'}).Build(), "id != 'DSD '"},
         {Part(B().Build(), 0, 5000), "file size mismatch, incomplete file?"},
@@ -48,6 +48,7 @@ TEST(clDSF, ReadHeadersRefusesDamageInWords)
         {B().Trailing({'I', 'D', '3'}).Build(), "clID3base::ReadWord(): not enough data left"},
     };
     for (const auto &[file, cpMessage] : aRows) {
+        SCOPED_TRACE(cpMessage);
         const std::string strMessage = std::string("clDSF::ReadHeaders(): ") + cpMessage;
         clDSF reader;
         EXPECT_THROW_MSG(reader.OpenMeta(new MemoryStream(file)), clXDSF,
@@ -57,7 +58,7 @@ TEST(clDSF, ReadHeadersRefusesDamageInWords)
     }
 }
 
-TEST(clDSF, FindsTheTagBehindTheData)
+TEST(clDSF, FindsTheTagAfterTheData)
 {
     const bytes_t hugeData = B::Number(UINT64_MAX - 40, 8);
     const bytes_t hugeFile = B::Number(uint64_t{1} << 62, 8);
@@ -69,7 +70,7 @@ TEST(clDSF, FindsTheTagBehindTheData)
         {tagged.Stream()->NotSeekable(), ""},
         {B().Trailing({'I', 'D'}).Stream(), ""},
         {B().Trailing({'x', 'y', 'z', 'z'}).Stream(), ""},
-        // A size announced without the bytes, and one that wraps.
+        // A file size without the bytes, and a data size that wraps.
         {B().Trailing(TitleTag(strLong)).Patch(12, hugeFile).Stream()->ClaimSize(0), strLong},
         {B(tagged).Patch(84, hugeData).Stream(), ""},
         {B().Stream(), ""},
