@@ -138,7 +138,7 @@ uint64_t clDecodeSession::Read(double *pFrames, uint64_t uFrames, const frame_la
         FetchRest(source, pBytes, uFetched, uPiece);
         const uint64_t uDone = EndBatch();
         uFetchEnd = source.GetNext().uPosition;
-        // After a batch that lies in the skipped delay as a whole there is still more to come.
+        // A batch that is skipped entirely as delay is not the end.
         if (uDone != 0) {
             return uDone;
         }

@@ -72,14 +72,14 @@ public:
         return Set(compression, strType.empty() ? bytes_t() : Chunk("CMPR", data));
     }
 
-    /** One more property sub-chunk, in front of the others or behind them. */
+    /** One more property sub-chunk, before or after the others. */
     DSDIFFBuilder &SubChunk(const bytes_t &chunk, bool bFirst = false)
     {
         bytes_t &subChunks = bFirst ? firstSubChunks : lastSubChunks;
         return Set(subChunks, subChunks + chunk);
     }
 
-    /** One more chunk in front of the sound data, or behind it. */
+    /** One more chunk before the sound data, or after it. */
     DSDIFFBuilder &Before(const bytes_t &chunk) { return Set(before, before + chunk); }
     DSDIFFBuilder &After(const bytes_t &chunk) { return Set(after, after + chunk); }
 
@@ -105,7 +105,7 @@ public:
         return *this;
     }
 
-    /** Bytes behind the form. */
+    /** Bytes after the form. */
     DSDIFFBuilder &Trailing(const bytes_t &bytes) { return Set(trailing, bytes); }
 
     bytes_t Build() const

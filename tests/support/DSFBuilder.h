@@ -18,13 +18,13 @@ public:
     DSFBuilder &BlockSize(uint32_t uSize) { return Set(uBlockSize, uSize); }
     DSFBuilder &BitsPerSample(uint32_t uBits) { return Set(uBitsPerSample, uBits); }
 
-    /** Block groups as they stand in the file, and the samples of each channel that are sound. */
+    /** Block groups in the layout of the file, and the sample count. */
     DSFBuilder &Data(const bytes_t &bytes, uint64_t uSampleCount)
     {
         return Set(data, bytes).Set(uSamples, uSampleCount);
     }
 
-    /** Bytes behind the data chunk. */
+    /** Bytes after the data chunk. */
     DSFBuilder &Trailing(const bytes_t &bytes) { return Set(trailing, bytes); }
 
     /** Replaces bytes of the finished file. */
