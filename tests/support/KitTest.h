@@ -16,6 +16,9 @@ namespace fs = std::filesystem;
 class kit_test : public testing::Test
 {
 protected:
+    kit_test() = default;
+    explicit kit_test(const fs::path &parent) : folder(parent) {}
+
     static run_t Run(
         const std::string &strCommand, std::vector<std::string> args,
         const meanwhile_t &fnMeanwhile = [](pid_t) {})
@@ -44,12 +47,16 @@ protected:
         return run.strErr.substr(sizeStart, sizeEnd - sizeStart);
     }
 
-    /** Waits, for half a minute at most, until a file appears whose name ends in a text. */
-    void WaitFor(const std::string &strEnd) const
+    /**
+     * Waits, for half a minute at most, until a file appears whose name ends in a text and contains
+     * another.
+     */
+    void WaitFor(const std::string &strEnd, const std::string &strPart = "") const
     {
         for (int i = 0; i < 30000; ++i) {
             for (const auto &entry : fs::directory_iterator(folder.Path(""))) {
-                if (entry.path().string().ends_with(strEnd)) {
+                const std::string strName = entry.path().filename().string();
+                if (strName.ends_with(strEnd) && strName.find(strPart) != std::string::npos) {
                     return;
                 }
             }

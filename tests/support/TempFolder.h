@@ -9,17 +9,19 @@
 #include <vector>
 
 #include <stdlib.h> // for mkdtemp()
+#include <unistd.h> // for access()
 
 /**
- * A new folder in the system's temporary folder; the destructor removes it and its content.
- * Failures throw, so that a test cannot pass on files that were never written.
+ * A new folder in the system's temporary folder or another one; the destructor removes it and its
+ * content. Failures throw, so that a test cannot pass on files that were never written.
  */
 class TempFolder
 {
 public:
-    TempFolder()
+    explicit TempFolder(
+        const std::filesystem::path &parent = std::filesystem::temp_directory_path())
     {
-        strFolder = (std::filesystem::temp_directory_path() / "vantrel-XXXXXX").string();
+        strFolder = (parent / "vantrel-XXXXXX").string();
         if (mkdtemp(strFolder.data()) == nullptr) {
             throw std::system_error(errno, std::generic_category(), "mkdtemp");
         }
@@ -32,6 +34,12 @@ public:
     {
         std::error_code ignored;
         std::filesystem::remove_all(strFolder, ignored);
+    }
+
+    /** A folder in memory where there is one, for tests that flush what they write very often. */
+    static std::filesystem::path InMemory()
+    {
+        return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path();
     }
 
     /** The path of a file in the folder, whether it exists or not. */
