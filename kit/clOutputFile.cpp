@@ -71,13 +71,15 @@ public:
             if (errno == EEXIST) {
                 throw clXOutputExists(clOutputFile::GetTakenReason(strPath));
             }
-            ThrowSystemError("cannot be created", errno);
+            ThrowSystemError("the output cannot be created", errno);
         }
         const int iStatus = fstat(iFileH, &statOwn);
         const int iError = errno;
         close(iFileH);
         if (iStatus != 0) {
-            ThrowSystemError("cannot be looked at", iError);
+            // The destructor will not run; that the file is its own, this call has just seen to.
+            unlink(strPath.c_str());
+            ThrowSystemError("the output cannot be looked at", iError);
         }
     }
     clPlaceholder(const clPlaceholder &) = delete;
@@ -267,9 +269,13 @@ void clOutputFile::SyncFolders()
 {
     for (const std::string &strEach : aSyncFolders) {
         const int iFolder = open(strEach.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        // A folder that may be written but not read cannot be opened, so not be flushed either.
         if (iFolder == -1) {
-            continue;
+            // A folder that may be written but not read cannot be flushed.
+            if (errno == EACCES) {
+                continue;
+            }
+            ThrowSystemError("the output is in place, but its folder cannot be opened to flush it",
+                             errno);
         }
         const int iStatus = fsync(iFolder);
         const int iError = errno;
