@@ -8,6 +8,7 @@
 #include "kit/clXInput.h"
 
 #include <cerrno>
+#include <cstring>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -81,11 +82,7 @@ void clConversion::Run(const input_t &file, const std::string &strOutput, result
     }
 
     clOutputFile output(strOutput);
-    try {
-        WriteOutput(output.GetTemporaryPath(), result);
-    } catch (const clXDSF &caught) {
-        WrapException<clXOutput>((strOutput + " cannot be written: ").c_str(), caught);
-    }
+    WriteOutput(output.GetTemporaryPath(), strOutput, result);
     clFileStream &stream = input.GetStream();
     output.SetTime(stream.GetStatus().st_mtim);
     output.Sync();
@@ -162,23 +159,36 @@ void clConversion::CheckOutput(const std::string &strOutput) const
     }
 }
 
-void clConversion::WriteOutput(const std::string &strTemporary, const result_t &result)
+void clConversion::WriteOutput(const std::string &strTemporary, const std::string &strOutput,
+                               const result_t &result)
 {
+    // What the input fails with must not be told of the output, nor the other way round.
+    const auto Write = [&](const auto &fnWrite) {
+        try {
+            fnWrite();
+        } catch (const clException &caught) {
+            WrapException<clXOutput>((strOutput + " cannot be written: ").c_str(), caught);
+        }
+    };
     const uint32_t uChannels = sound.GetChannels();
-    writer.Create(strTemporary.c_str(), *result.uSampleRate, uChannels);
-    writer.SetChannelType(sound.GetType());
+    Write([&] {
+        writer.Create(strTemporary.c_str(), *result.uSampleRate, uChannels);
+        writer.SetChannelType(sound.GetType());
+    });
     const size_t sizeFrames = sound.GetReadFrames();
     auto *const pFrames =
         static_cast<uint8_t *>(allocFrames.SetSize(static_cast<int64_t>(sizeFrames * uChannels)));
     while (const size_t sizeRead = sound.ReadStored(pFrames, sizeFrames)) {
-        writer.WriteFrames(pFrames, sizeRead, sound.GetPlaces().data());
+        Write([&] { writer.WriteFrames(pFrames, sizeRead, sound.GetPlaces().data()); });
         AddProgress(sizeRead * uChannels / (options.bVerify ? 2 : 1));
     }
-    if (tag.GetSize() != 0) {
-        writer.WriteMeta(tag.GetBytes().data(), tag.GetSize());
-    }
-    writer.SetLength(sound.GetSamples());
-    writer.Close();
+    Write([&] {
+        if (tag.GetSize() != 0) {
+            writer.WriteMeta(tag.GetBytes().data(), tag.GetSize());
+        }
+        writer.SetLength(sound.GetSamples());
+        writer.Close();
+    });
 }
 
 void clConversion::RemoveInput(const input_t &file) const
@@ -188,7 +198,7 @@ void clConversion::RemoveInput(const input_t &file) const
         throw clXInput(strDone + "it is no longer the file that was read");
     }
     if (unlink(file.strPath.c_str()) != 0) {
-        throw clXInput(clXFileIO(strDone.c_str(), errno).what());
+        throw clXInput(strDone + std::strerror(errno));
     }
 }
 

@@ -61,7 +61,8 @@ private:
     void Judge(const input_t &file, result_t &result);
     void Warn(const input_t &file, const std::string &strText, result_t &result);
     void CheckOutput(const std::string &strOutput) const;
-    void WriteOutput(const std::string &strTemporary, const result_t &result);
+    void WriteOutput(const std::string &strTemporary, const std::string &strOutput,
+                     const result_t &result);
     void RemoveInput(const input_t &file) const;
     void AddProgress(uint64_t uBytes);
 

@@ -116,7 +116,7 @@ ssize_t clFileStream::ReadAt(void *pBuffer, size_t sizeBuffer)
         lRead = pread(iFileH, pBuffer, sizeBuffer, lPosition);
     } while (lRead < 0 && errno == EINTR);
     if (lRead < 0) {
-        throw clXFileIO("clFileStream::Read(): pread()", errno);
+        throw clXFileIO((std::string(strName.c_str()) + " cannot be read: pread()").c_str(), errno);
     }
     return lRead;
 }

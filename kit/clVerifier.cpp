@@ -30,7 +30,11 @@ void Require(bool bEqual, const std::string &strDifference)
 void clVerifier::Verify(const std::string &strOutput, clSoundReader &sound,
                         const expected_t &expected, const progress_t &progress)
 {
-    output.Open(strOutput, true);
+    try {
+        output.Open(strOutput, true);
+    } catch (const clXInput &caught) {
+        WrapException<clXInput>("verification failed: the output ", caught);
+    }
     Require(output.GetKind() == clInputFile::kind_t::DSF, "the output is no DSF file");
     for (const finding_t &finding : output.GetFindings()) {
         Require(finding.eSeverity == severity_t::HINT, finding.strText);
