@@ -20,6 +20,9 @@ constexpr uint32_t BYTES_PER_DECODED = DECIMATION / SAMPLES_PER_BYTE;
  * more. */
 constexpr uint32_t MAX_CHANNELS = 6;
 
+/** The rate in Hz that is assumed where a file names none: 64 times that of a compact disc. */
+constexpr uint32_t DEFAULT_RATE = 2822400;
+
 /** The byte that DSDIFF names for silence: four ones and four zeros, without low frequencies. The
  * earliest sample is in the highest bit. */
 constexpr uint8_t IDLE = 0x96;

@@ -12,9 +12,6 @@
 namespace
 {
 
-// The size of a tag is counted in 28 bits.
-constexpr uint64_t MAX_SIZE = (uint64_t{1} << 28) + 2 * TagRegion::HEADER_SIZE;
-
 } // namespace
 
 bool TagRegion::IsTag(clFileWindow &window, const region_t &region)

@@ -15,6 +15,9 @@ namespace TagRegion
 /** Bytes of a tag's header, and of its footer. */
 constexpr uint64_t HEADER_SIZE = 10;
 
+/** The largest tag: what is between header and footer is counted in 28 bits. */
+constexpr uint64_t MAX_SIZE = (uint64_t{1} << 28) + 2 * HEADER_SIZE;
+
 /** Whether the region begins with "ID3". */
 bool IsTag(clFileWindow &window, const region_t &region);
 

@@ -216,6 +216,7 @@ public:
     clDSDIFFPropChunk chunkProperty;
     clDSDIFFDataChunk chunkData;
     clID3tag tag;
+
 private:
     void Walk(clStreamReader *pStream);
     uint64_t ReadTagChunk(clStreamReader &stream, const clDSDIFFChunk &header);

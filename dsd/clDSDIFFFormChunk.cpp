@@ -2,6 +2,7 @@
 #include "base/clException.h"
 #include "dsd/Bytes.h"
 #include "dsd/ChunkReading.h"
+#include "dsd/TagRegion.h"
 #include "dsd/clDSDIFFChunk.h"
 #include "io/clStreamReader.h"
 
@@ -15,10 +16,6 @@ using namespace ChunkReading;
 
 namespace
 {
-
-// Header and footer of an ID3v2 tag have the same size; 28 bits count what is between them.
-constexpr size_t TAG_HEADER_SIZE = 10;
-constexpr int64_t MAX_TAG_SIZE = (int64_t{1} << 28) + 2 * TAG_HEADER_SIZE;
 
 bool IsTag(const void *pBytes, size_t sizeBytes)
 {
@@ -131,8 +128,9 @@ void clDSDIFFFormChunk::ReadTrailingTag(clStreamReader &stream)
         return;
     }
     // After a form that announces too little comes sound data, which must not be read into memory.
-    uint8_t aStart[TAG_HEADER_SIZE];
-    const size_t sizeLeft = static_cast<size_t>(std::min(lLeft, MAX_TAG_SIZE));
+    uint8_t aStart[TagRegion::HEADER_SIZE];
+    const size_t sizeLeft =
+        static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(lLeft), TagRegion::MAX_SIZE));
     const size_t sizeStart = stream.ReadFully(aStart, std::min(sizeLeft, sizeof(aStart)));
     if (IsTag(aStart, sizeStart)) {
         auto *pBytes = static_cast<uint8_t *>(bytes.SetSize(static_cast<int64_t>(sizeLeft)));

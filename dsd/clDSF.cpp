@@ -1,6 +1,7 @@
 #include "dsd/clDSF.h"
 
 #include "base/clException.h"
+#include "decode/Signal.h"
 #include "dsd/Bytes.h"
 #include "dsd/ChannelPlaces.h"
 #include "dsd/DSFLayout.h"
@@ -16,7 +17,6 @@ namespace
 
 constexpr uint32_t FORMAT_VERSION = 1;
 constexpr uint32_t FORMAT_RAW = 0;
-constexpr uint32_t DEFAULT_RATE = 2822400;
 constexpr uint32_t DEFAULT_BLOCK_SIZE = 4096;
 constexpr uint32_t BITS_LSB_FIRST = 1;
 constexpr uint32_t BITS_MSB_FIRST = 8;
@@ -258,7 +258,7 @@ void clDSF::WriteHeaders()
         PutLE(aFmtChunk + OFFSET_FORMAT_ID, FORMAT_RAW);
         PutDefault(aFmtChunk + OFFSET_CHANNEL_TYPE, ChannelPlaces::GetTypeOfCount(GetChannels()));
         PutDefault(aFmtChunk + OFFSET_CHANNEL_NUM, 2);
-        PutDefault(aFmtChunk + OFFSET_SAMPLE_RATE, DEFAULT_RATE);
+        PutDefault(aFmtChunk + OFFSET_SAMPLE_RATE, Signal::DEFAULT_RATE);
         PutLE(aFmtChunk + OFFSET_BITS_PER_SAMPLE, BITS_LSB_FIRST);
         PutDefault(aFmtChunk + OFFSET_BLOCK_SIZE, DEFAULT_BLOCK_SIZE);
         fileOutput.Write(aFmtChunk, sizeof(aFmtChunk));

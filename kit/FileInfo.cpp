@@ -1,6 +1,8 @@
 #include "kit/FileInfo.h"
 
 #include "base/clAlignedAlloc.h"
+#include "decode/Signal.h"
+#include "dsd/TagRegion.h"
 #include "kit/OpenInput.h"
 #include "kit/TagFrames.h"
 #include "kit/clDigest.h"
@@ -16,11 +18,6 @@ namespace
 {
 
 using compression_t = clDSDIFFInspector::compression_t;
-
-// Sound of no known rate has its markers ordered as if it had this one.
-constexpr uint32_t USUAL_RATE = 2822400;
-// The most that a tag can have.
-constexpr uint64_t LARGEST_TAG = (uint64_t{1} << 28) + 20;
 
 // Rates that are 64 times the rate of a compact disc, doubled any number of times.
 std::string MultipleOf(uint32_t uSampleRate)
@@ -61,7 +58,7 @@ const char *TypeOf(uint16_t uType)
 std::vector<file_info_t::marker_t> MarkersOf(const clDSDIFFInspector &found)
 {
     const std::vector<clDSDIFFMaster::marker_t> &aMarkers = found.master.aMarkers;
-    const uint32_t uRate = found.uSampleRate != 0 ? found.uSampleRate : USUAL_RATE;
+    const uint32_t uRate = found.uSampleRate != 0 ? found.uSampleRate : Signal::DEFAULT_RATE;
     const auto keyOf = [&](size_t sizeIdx) {
         const clDSDIFFMaster::marker_t &marker = aMarkers[sizeIdx];
         return std::make_pair(clDSDIFFMaster::GetPosition(marker, uRate, found.start),
@@ -161,7 +158,7 @@ void TakeTag(const clInputFile &input, file_info_t &info)
     if (region.uSize == 0) {
         return;
     }
-    std::vector<uint8_t> bytes(static_cast<size_t>(std::min(region.uSize, LARGEST_TAG)));
+    std::vector<uint8_t> bytes(static_cast<size_t>(std::min(region.uSize, TagRegion::MAX_SIZE)));
     clFileStream &stream = input.GetStream();
     stream.Seek(static_cast<off_t>(region.uOffset));
     bytes.resize(stream.ReadFully(bytes.data(), bytes.size()));

@@ -1,5 +1,6 @@
 #include "kit/clConversion.h"
 
+#include "decode/Signal.h"
 #include "kit/clCommandLine.h"
 #include "kit/clInputs.h"
 #include "kit/clOutputFile.h"
@@ -126,7 +127,7 @@ void clConversion::Judge(const input_t &file, result_t &result)
         throw clXInput(verdict.strFault);
     }
     if (!result.uSampleRate) {
-        result.uSampleRate = 2822400;
+        result.uSampleRate = Signal::DEFAULT_RATE;
     }
     sound.Open(input);
     tag.Choose(input, options, !options.bDryRun);

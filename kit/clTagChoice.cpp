@@ -1,5 +1,6 @@
 #include "kit/clTagChoice.h"
 
+#include "dsd/TagRegion.h"
 #include "kit/TagFrames.h"
 #include "kit/clCommandLine.h"
 #include "kit/clInputFile.h"
@@ -12,9 +13,6 @@
 namespace
 {
 
-// The most that the size field of a tag can express, with header and footer. A larger source is no
-// tag, and its announced size must not size a buffer.
-constexpr uint64_t LARGEST_TAG = (uint64_t{1} << 28) + 20;
 constexpr uint64_t PIECE = 1 << 20;
 
 } // namespace
@@ -81,7 +79,8 @@ void clTagChoice::Take(source_t from, clFileStream &stream, uint64_t uOffset, ui
         }
         return;
     }
-    if (uBytes > LARGEST_TAG) {
+    // A larger source is no tag, and its size must not size a buffer.
+    if (uBytes > TagRegion::MAX_SIZE) {
         throw clXInput(strName + " has " + std::to_string(uBytes) +
                        " bytes, more than an ID3v2 tag can have");
     }

@@ -1,6 +1,7 @@
 #include "base/StandardDescriptors.h"
 #include "base/clAlloc.h"
 #include "base/clException.h"
+#include "decode/Signal.h"
 #include "dsd/clDSDIFF.h"
 #include "dsd/clDSF.h"
 #include "io/CreateStreamReader.h"
@@ -25,9 +26,6 @@ constexpr char BANNER[] = "Vantrel v1.2.2\n"
                           "Converts DSDIFF files into DSF files, bit for bit.\n";
 
 constexpr int EXIT_COMPRESSED = 2;
-
-// DSF knows the channel layouts of one to six channels.
-constexpr uint32_t MAX_CHANNELS = 6;
 
 // Blocks of each channel that one turn of the loop moves.
 constexpr uint32_t BLOCKS_PER_TURN = 64;
@@ -172,7 +170,7 @@ int CheckInput(clDSDIFF &reader)
         return EXIT_COMPRESSED;
     }
     const uint32_t uChannels = reader.GetChannels();
-    if (uChannels == 0 || uChannels > MAX_CHANNELS) {
+    if (uChannels == 0 || uChannels > Signal::MAX_CHANNELS) {
         std::fprintf(stderr,
                      "error: input file has %" PRIu32 " channels, a DSF file takes 1 to 6\n",
                      uChannels);
