@@ -28,6 +28,7 @@ struct frame_layout_t {
  * One thread at a time. The owner of the pool forwards its jobs to RunJob, and calls EndWorkers
  * before the session is destroyed.
  */
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): that of the decoder, which needs it.
 class clDecodeSession
 {
 public:
