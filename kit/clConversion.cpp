@@ -164,7 +164,7 @@ void clConversion::WriteOutput(const std::string &strTemporary, const std::strin
                                const result_t &result)
 {
     // What the input fails with must not be told of the output, nor the other way round.
-    const auto Write = [&](const auto &fnWrite) {
+    const auto fnReport = [&](const auto &fnWrite) {
         try {
             fnWrite();
         } catch (const clException &caught) {
@@ -172,7 +172,7 @@ void clConversion::WriteOutput(const std::string &strTemporary, const std::strin
         }
     };
     const uint32_t uChannels = sound.GetChannels();
-    Write([&] {
+    fnReport([&] {
         writer.Create(strTemporary.c_str(), *result.uSampleRate, uChannels);
         writer.SetChannelType(sound.GetType());
     });
@@ -180,10 +180,10 @@ void clConversion::WriteOutput(const std::string &strTemporary, const std::strin
     auto *const pFrames =
         static_cast<uint8_t *>(allocFrames.SetSize(static_cast<int64_t>(sizeFrames * uChannels)));
     while (const size_t sizeRead = sound.ReadStored(pFrames, sizeFrames)) {
-        Write([&] { writer.WriteFrames(pFrames, sizeRead, sound.GetPlaces().data()); });
+        fnReport([&] { writer.WriteFrames(pFrames, sizeRead, sound.GetPlaces().data()); });
         AddProgress(sizeRead * uChannels / (options.bVerify ? 2 : 1));
     }
-    Write([&] {
+    fnReport([&] {
         if (tag.GetSize() != 0) {
             writer.WriteMeta(tag.GetBytes().data(), tag.GetSize());
         }

@@ -52,7 +52,7 @@ public:
 #endif
             return NOT_ALLOWED;
         };
-        return RunForked(Execute, [&](pid_t pid) { TracedRun(pid, fnAtCall).Follow(); });
+        return RunForked(Execute, [&](pid_t pidRun) { TracedRun(pidRun, fnAtCall).Follow(); });
     }
 
 private:
