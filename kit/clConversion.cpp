@@ -76,13 +76,13 @@ void clConversion::Run(const input_t &file, const std::string &strOutput, result
         return;
     }
     Judge(file, result);
-    CheckOutput(strOutput);
     if (options.bDryRun) {
+        CheckOutput(strOutput);
         result.status = status_t::WOULD_CONVERT;
         return;
     }
 
-    clOutputFile output(strOutput);
+    clOutputFile output(strOutput, options.bForce);
     WriteOutput(output.GetTemporaryPath(), strOutput, result);
     clFileStream &stream = input.GetStream();
     output.SetTime(stream.GetStatus().st_mtim);
@@ -144,17 +144,17 @@ void clConversion::Warn(const input_t &file, const std::string &strText, result_
     reporter.Warn(file.strPath, strText);
 }
 
+// Finds without making a file what a run would find by making it.
 void clConversion::CheckOutput(const std::string &strOutput) const
 {
-    if (!options.bForce && clOutputFile::IsTaken(strOutput)) {
+    if (clOutputFile::IsTaken(strOutput) && !options.bForce) {
         throw clXOutputExists(clOutputFile::GetTakenReason(strOutput));
     }
     struct stat status = {};
-    if (options.bForce && lstat(strOutput.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-        throw clXOutput(strOutput + " is a folder");
+    if (options.bForce && stat(strOutput.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        throw clXOutput("the output " + strOutput + " is a folder");
     }
-    // The run itself finds out when it makes the file.
-    const std::string strFault = options.bDryRun ? FindFolderFault(strOutput) : std::string();
+    const std::string strFault = FindFolderFault(strOutput);
     if (!strFault.empty()) {
         throw clXOutput(strFault);
     }

@@ -31,6 +31,18 @@ bool IsFolder(const std::string &strPath)
     return stat(strPath.c_str(), &statPath) == 0 && S_ISDIR(statPath.st_mode);
 }
 
+// Looks at what has the name of an output, without following a link. False when nothing has it.
+bool LookAt(const std::string &strOutput, struct stat &statOutput)
+{
+    if (lstat(strOutput.c_str(), &statOutput) == 0) {
+        return true;
+    }
+    if (errno != ENOENT && errno != ENOTDIR) {
+        ThrowSystemError("the output " + strOutput + " cannot be written", errno);
+    }
+    return false;
+}
+
 std::string MakeRandomText()
 {
     constexpr char LETTERS[] = "abcdefghijklmnopqrstuvwxyz0123456789";
@@ -105,20 +117,25 @@ private:
 
 } // namespace
 
-clOutputFile::clOutputFile(const std::string &strOutput)
+clOutputFile::clOutputFile(const std::string &strOutput, bool bReplace)
     : strPath(strOutput),
       strFolder(strOutput.substr(0, strOutput.rfind('/') + 1))
 {
     if (strFolder.size() == strPath.size()) {
         throw clXOutput("the output has no name");
     }
-    CreateFolders();
-    // A name that the folder cannot hold is found now and not after the work.
-    IsTaken(strPath);
-    if (IsFolder(strPath)) {
-        throw clXOutput("the output " + strPath + " is a folder");
+    aSyncFolders.push_back(strFolder.empty() ? "." : strFolder);
+    CheckName(bReplace);
+    int iError = CreateTemporary();
+    // Most files go to a folder that exists: it is not looked for until it is missed.
+    if (iError == ENOENT || iError == ENOTDIR) {
+        CreateFolders();
+        CheckName(bReplace);
+        iError = CreateTemporary();
     }
-    CreateTemporary();
+    if (iError != 0) {
+        ThrowSystemError("no file can be created in the folder of the output", iError);
+    }
 }
 
 clOutputFile::~clOutputFile()
@@ -168,13 +185,7 @@ void clOutputFile::Commit(bool bReplace)
 bool clOutputFile::IsTaken(const std::string &strOutput)
 {
     struct stat statOutput = {};
-    if (lstat(strOutput.c_str(), &statOutput) == 0) {
-        return true;
-    }
-    if (errno != ENOENT && errno != ENOTDIR) {
-        ThrowSystemError("the output " + strOutput + " cannot be written", errno);
-    }
-    return false;
+    return LookAt(strOutput, statOutput);
 }
 
 std::string clOutputFile::GetTakenReason(const std::string &strOutput)
@@ -183,12 +194,23 @@ std::string clOutputFile::GetTakenReason(const std::string &strOutput)
            " exists; --force replaces it, --skip-existing leaves it and skips the input";
 }
 
-void clOutputFile::CreateFolders()
+// A name that the folder cannot hold, and one that is taken, are found now and not after the work.
+void clOutputFile::CheckName(bool bReplace) const
 {
-    aSyncFolders.push_back(strFolder.empty() ? "." : strFolder);
-    if (strFolder.empty() || IsFolder(strFolder)) {
+    struct stat statOutput = {};
+    if (!LookAt(strPath, statOutput)) {
         return;
     }
+    if (!bReplace) {
+        throw clXOutputExists(GetTakenReason(strPath));
+    }
+    if (S_ISDIR(statOutput.st_mode) || (S_ISLNK(statOutput.st_mode) && IsFolder(strPath))) {
+        throw clXOutput("the output " + strPath + " is a folder");
+    }
+}
+
+void clOutputFile::CreateFolders()
+{
     size_t sizeParent = 0;
     for (size_t sizeEnd = strFolder.find('/', 1); sizeEnd != std::string::npos;
          sizeEnd = strFolder.find('/', sizeEnd + 1)) {
@@ -206,7 +228,8 @@ void clOutputFile::CreateFolders()
     }
 }
 
-void clOutputFile::CreateTemporary()
+// Returns the error of the system, 0 for none.
+int clOutputFile::CreateTemporary()
 {
     const std::string strName = strPath.substr(strFolder.size());
     size_t sizeName = LONGEST_NAME - std::strlen("..") - RANDOM_SIZE - std::strlen(PART);
@@ -217,7 +240,7 @@ void clOutputFile::CreateTemporary()
                       FILE_MODE);
         if (iFileH != -1) {
             bTemporary = true;
-            return;
+            return 0;
         }
         iError = errno;
         // Some file systems, and the whole path, allow less than the longest name.
@@ -226,7 +249,7 @@ void clOutputFile::CreateTemporary()
             iError = EEXIST;
         }
     }
-    ThrowSystemError("no file can be created in the folder of the output", iError);
+    return iError;
 }
 
 void clOutputFile::MoveWithoutReplacing()

@@ -35,9 +35,10 @@ public:
      * Creates missing folders and the temporary file, with permissions 0666 less the umask. Folders
      * stay even when the file is given up.
      *
-     * @throws clXOutput
+     * @param bReplace false refuses a name that is taken already; Commit still looks for itself
+     * @throws clXOutputExists for such a name; clXOutput
      */
-    explicit clOutputFile(const std::string &strOutput);
+    explicit clOutputFile(const std::string &strOutput, bool bReplace = true);
     clOutputFile(const clOutputFile &) = delete;
     clOutputFile &operator=(const clOutputFile &) = delete;
     ~clOutputFile();
@@ -70,8 +71,9 @@ public:
     static std::string GetTakenReason(const std::string &strOutput);
 
 private:
+    void CheckName(bool bReplace) const;
     void CreateFolders();
-    void CreateTemporary();
+    int CreateTemporary();
     void MoveWithoutReplacing();
     void SyncFolders();
 

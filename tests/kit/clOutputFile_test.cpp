@@ -129,6 +129,8 @@ TEST_F(clOutputFileTest, NothingIsReplacedUnasked)
                                  "skips the input");
         }
         EXPECT_EQ("o", TextOf(strName));
+        EXPECT_THROW_MSG(clOutputFile(strPath, false), clXOutputExists,
+                         clOutputFile::GetTakenReason(strPath));
         {
             clOutputFile file(strPath);
             Fill(file, 'r');
