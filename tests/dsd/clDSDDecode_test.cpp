@@ -173,49 +173,6 @@ TEST_P(decode, NeedsOpenAndAtMostSixChannels)
                   [&] { spFile->Read(out.data(), 7 * BLOCK); });
 }
 
-TEST_P(decode, WorkersComeAndGoWithTheFile)
-{
-    // Reads long enough to have work for six.
-    const bytes_t sound = Pattern(6 * 2 * 8 * BLOCK);
-    samples_t first(6 * 4 * BLOCK);
-    samples_t out(first.size());
-    for (uint32_t i = 0; i < 24; ++i) {
-        SCOPED_TRACE(i);
-        const auto spOther = MakeFile(GetParam());
-        spOther->Open(MakeStream(GetParam(), sound, 6), out.size(), i % 8);
-        ASSERT_EQ(out.size(), spOther->Read(out.data(), out.size()));
-        if (i == 0) {
-            first = out;
-        }
-        EXPECT_TRUE(EqualBytes(first, out));
-        // Closed, opened again, or destroyed before the end of the file.
-        if (i % 3 == 0) {
-            spOther->Close();
-        } else if (i % 3 == 1) {
-            spOther->Open(MakeStream(GetParam(), sound, 6));
-        }
-    }
-}
-
-TEST_P(decode, FailureOfTheStreamEndsTheReadAlone)
-{
-    const bytes_t sound = Pattern(2 * 32 * BLOCK);
-    MemoryStream *pStream = MakeStream(GetParam(), sound, 2);
-    spFile->Open(pStream);
-    samples_t expected(2 * 16 * BLOCK);
-    ASSERT_EQ(expected.size(), spFile->Read(expected.data(), expected.size()));
-    samples_t out(expected.size());
-    for (const unsigned uPiece : {1U, 2U, 4U}) {
-        SCOPED_TRACE(uPiece);
-        spFile->SeekFrame(0);
-        pStream->FailAt<std::runtime_error>(MemoryStream::CALL_READ, uPiece, "lost");
-        EXPECT_THROW_MSG(spFile->Read(out.data(), out.size()), std::runtime_error, "lost");
-        spFile->SeekFrame(0);
-        ASSERT_EQ(out.size(), spFile->Read(out.data(), out.size()));
-        EXPECT_TRUE(EqualBytes(expected, out));
-    }
-}
-
 // What only the formats decide: block size, bit order, and where a stream stops.
 TEST(clDSD, DecodesBothFormatsToTheSameBits)
 {

@@ -85,41 +85,6 @@ TEST(clDSDIFFInspector, FindsNothingWrongWithWholeFiles)
     }
 }
 
-TEST(clDSDIFFInspector, TellsWhatAFileContains)
-{
-    const bytes_t tag = Tag();
-    const I inspector =
-        Inspected(B().Channels({"MRGT", "MLFT", "C   "})
-                      .SubChunk(B::Chunk("ABSS", {0, 1, 2, 3, 0, 0, 0, 4}))
-                      .Before(B::Chunk("ID3 ", tag))
-                      .Sound(Pattern(30))
-                      .After(B::Chunk("DIIN", B::Chunk("DITI", B::Number(1, 4) + B::Text("t"))))
-                      .After(B::Chunk("COMT", B::Number(0, 2)))
-                      .After(B::Chunk("ID3 ", tag + tag))
-                      .Trailing(tag)
-                      .Build());
-    EXPECT_EQ("", Texts(inspector));
-    EXPECT_EQ(0x01050000U, inspector.uVersion);
-    EXPECT_EQ(I::compression_t::NONE, inspector.eCompression);
-    EXPECT_EQ(2822400U, inspector.uSampleRate);
-    EXPECT_EQ(3U, inspector.layout.uType);
-    EXPECT_EQ(2U, inspector.start.uMinutes);
-    EXPECT_EQ(4U, inspector.start.uSamples);
-    EXPECT_EQ(30U, inspector.sound.uAnnounced);
-    EXPECT_EQ(80U, inspector.GetSamples());
-    EXPECT_EQ("t", inspector.master.strTitle);
-    ASSERT_EQ(2U, inspector.aTagChunks.size());
-    EXPECT_EQ(tag.size(), inspector.aTagChunks[0].uSize);
-    EXPECT_EQ(2 * tag.size(), inspector.aTagChunks[1].uSize);
-    EXPECT_EQ(tag.size(), inspector.appendedTag.uSize);
-    EXPECT_EQ(inspector.uFileSize - tag.size(), inspector.appendedTag.uOffset);
-
-    const I dst = Inspected(B().Compression("DST ").NoSound().After(DST(1000, 75)).Build());
-    EXPECT_EQ(I::compression_t::DST, dst.eCompression);
-    EXPECT_EQ(1000U, dst.uFrames);
-    EXPECT_EQ(37632000U, dst.GetSamples());
-}
-
 TEST(clDSDIFFInspector, ReportsEachFault)
 {
     const bytes_t whole = B().Build();
@@ -131,7 +96,6 @@ TEST(clDSDIFFInspector, ReportsEachFault)
         std::string strTexts;
     } aRows[] = {
         {{}, "R: not DSDIFF: the file has only 0 bytes"},
-        {Part(whole, 0, 15), "R: not DSDIFF: the file has only 15 bytes"},
         {B::Text("RIFF") + whole, "R: not DSDIFF: the file begins with 'RIFF', not with 'FRM8'"},
         {B::Chunk("FRM8", B::Text("AIFF") + extra),
          "R: not DSDIFF: the type of the form is 'AIFF', not 'DSD '"},
@@ -141,12 +105,9 @@ TEST(clDSDIFFInspector, ReportsEachFault)
         {B().Channels({}).Build(), "R: no channels"},
         {B().ChannelCount(7).Sound({}).Build(), "R: 7 channels, of which a DSF file has at most 6"},
         {B().Channels({"SLFT", "MLFT"}).Build(), "L: two channels claim the place L"},
-        {B().Channels({"C   ", "C   ", "C   "}).Sound({}).Build(),
-         "L: two channels claim the place C"},
         {B().Channels({"MRGT", "LFE ", "C\x1B[1"}).Sound({}).Build(),
          "L: no DSF channel type names the channels R LFE 'C?[1'"},
         {B().Compression("").Build(), "R: no chunk 'CMPR', which names the compression"},
-        {B().Compression("ABC\x80").Build(), "R: unknown compression 'ABC?'"},
         {B().NoSound().Build(), "R: no sound data chunk"},
         {B().Compression("DST ").Build(),
          "R: no sound data chunk: the compression is 'DST ', the only one is 'DSD '"},
@@ -169,8 +130,6 @@ TEST(clDSDIFFInspector, ReportsEachFault)
         {B().Sound(Pattern(4), INT64_MAX).FormSize(UINT64_MAX).Build(),
          strForm + "18446744073709551615 bytes, the file has 122 after the form's header|"
                    "L: sound data ends early: 4 of 9223372036854775807 announced bytes are there"},
-        {B().FormSize(0).Build(), strForm + "0 bytes, the file has " + std::to_string(sizeForm) +
-                                      " after the form's header"},
         {B().Trailing(extra).Build(), strForm + std::to_string(sizeForm) + " bytes, the file has " +
                                           std::to_string(sizeForm + extra.size()) +
                                           " after the form's header"},

@@ -83,34 +83,30 @@ TEST(clDSDIFFMaster, TakesTextsMarkersAndComments)
 
 TEST(clDSDIFFMaster, KeepsWhatIsThereOfDamagedData)
 {
+    const bytes_t none = B::Number(0, 2);
+    const std::string strEarly = "chunk 'DIAR' at byte 100 ends early|";
     const struct {
-        bytes_t information;
-        bytes_t comments;
-        std::string strTexts;
-        std::string strArtist;
-        size_t sizeComments;
+        std::string strTexts, strArtist;
+        bytes_t information, comments;
+        size_t sizeComments = 0;
     } aRows[] = {
-        {Counted("DIAR", "Artist", 7), B::Number(0, 2), "chunk 'DIAR' at byte 100 ends early|",
-         "Artist", 0},
-        {Counted("DIAR", "Artist", 0xFFFFFFFF), B::Number(0, 2),
-         "chunk 'DIAR' at byte 100 ends early|", "Artist", 0},
-        {B::Chunk("DIAR", {1, 2, 3}) + Counted("DIAR", "x", 1), B::Number(0, 2),
-         "chunk 'DIAR' at byte 100 ends early|", "x", 0},
-        {B::Chunk("MARK", Pattern(21)), B::Number(0, 2), "chunk 'MARK' at byte 100 ends early|", "",
-         0},
-        {B::HugeChunk("\x1B[2J", {}, UINT64_MAX), B::Number(0, 2),
-         "chunk '?[2J' at byte 100 extends beyond its chunk 'DIIN'|", "", 0},
-        {Pattern(11), B::Number(0, 2), "11 bytes at the end of chunk 'DIIN' make no chunk|", "", 0},
-        {{}, {}, "chunk 'COMT' at byte 188 ends early|", "", 0},
-        {{},
+        {strEarly, "Artist", Counted("DIAR", "Artist", 7), none},
+        {strEarly, "Artist", Counted("DIAR", "Artist", 0xFFFFFFFF), none},
+        {strEarly, "x", B::Chunk("DIAR", {1, 2, 3}) + Counted("DIAR", "x", 1), none},
+        {"chunk 'MARK' at byte 100 ends early|", "", B::Chunk("MARK", Pattern(21)), none},
+        {"chunk '?[2J' at byte 100 extends beyond its chunk 'DIIN'|", "",
+         B::HugeChunk("\x1B[2J", {}, UINT64_MAX), none},
+        {"11 bytes at the end of chunk 'DIIN' make no chunk|", "", Pattern(11), none},
+        {"chunk 'COMT' at byte 188 ends early|", "", {}, {}},
+        {"chunk 'COMT' at byte 188 has 1 of 3 comments|",
+         "",
+         {},
          B::Number(3, 2) + Comment("odd"),
-         "chunk 'COMT' at byte 188 has 1 of 3 comments|",
-         "",
          1},
-        {{},
-         Part(B::Number(1, 2) + Comment("even"), 0, 18),
-         "chunk 'COMT' at byte 188 ends in the text of a comment|",
+        {"chunk 'COMT' at byte 188 ends in the text of a comment|",
          "",
+         {},
+         Part(B::Number(1, 2) + Comment("even"), 0, 18),
          1},
     };
     for (const auto &row : aRows) {
