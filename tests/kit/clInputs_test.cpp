@@ -1,8 +1,6 @@
 #include "kit/clInputs.h"
 
-#include "kit/OpenRegularFile.h"
 #include "kit/clCommandLine.h"
-#include "kit/clXInput.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/TempFolder.h"
@@ -205,19 +203,4 @@ TEST_F(clInputsTest, ListsNameFurtherInputs)
     EXPECT_EQ((names_t{"a", "b"}), clInputs::ReadNames(options));
     folder.Write("list", {'b', '\n', 'c', '\n'});
     EXPECT_THROW_MSG(clInputs::ReadNames(options), clXUsage, "compare takes two inputs, not 3");
-}
-
-TEST_F(clInputsTest, OpensRegularFilesOnly)
-{
-    ASSERT_EQ(0, mkfifo(folder.Path("pipe").c_str(), 0600));
-    struct stat statFile = {};
-    EXPECT_THROW_MSG(OpenRegularFile(folder.Path("pipe"), statFile), clXInput,
-                     "is a pipe, not a file");
-    EXPECT_THROW_MSG(OpenRegularFile(folder.Path(""), statFile), clXInput, "is a folder");
-    EXPECT_THROW_MSG(OpenRegularFile(folder.Path("none"), statFile), clXInput,
-                     "cannot be opened: No such file or directory");
-    Write("file");
-    const int iFileH = OpenRegularFile(folder.Path("file"), statFile);
-    EXPECT_EQ(3, statFile.st_size);
-    close(iFileH);
 }

@@ -15,45 +15,9 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// Errors in place of the calls, as file systems without them report; 0: the call is made.
-int iRenameError = 0;
-int iLinkError = 0;
-
-} // namespace
-
-extern "C" {
-int __real_renameat2(int, const char *, int, const char *, unsigned);
-int __real_link(const char *, const char *);
-int __wrap_renameat2(int, const char *, int, const char *, unsigned);
-int __wrap_link(const char *, const char *);
-
-int __wrap_renameat2(int iOld, const char *cpOld, int iNew, const char *cpNew, unsigned uFlags)
-{
-    errno = iRenameError;
-    return iRenameError != 0 ? -1 : __real_renameat2(iOld, cpOld, iNew, cpNew, uFlags);
-}
-
-int __wrap_link(const char *cpOld, const char *cpNew)
-{
-    errno = iLinkError;
-    return iLinkError != 0 ? -1 : __real_link(cpOld, cpNew);
-}
-}
-
-namespace
-{
-
 class clOutputFileTest : public testing::Test
 {
 protected:
-    ~clOutputFileTest() override { iRenameError = iLinkError = 0; }
-
-    size_t CountFiles() const
-    {
-        const fs::directory_iterator all(folder.Path(""));
-        return static_cast<size_t>(std::distance(begin(all), end(all)));
-    }
-
     static void Fill(const clOutputFile &file, char c)
     {
         std::ofstream(file.GetTemporaryPath()) << c;
@@ -87,7 +51,6 @@ TEST_F(clOutputFileTest, AppearsWholeOrNotAtAll)
     EXPECT_TRUE(temporary.filename().string().starts_with(".out.dsf."));
     EXPECT_TRUE(temporary.filename().string().ends_with(".part"));
     Fill(file, 'x');
-    file.SetTime({1000000000, 123456789});
     file.Sync();
     EXPECT_FALSE(fs::exists(strPath));
     file.Commit(false);
@@ -96,55 +59,6 @@ TEST_F(clOutputFileTest, AppearsWholeOrNotAtAll)
     struct stat statFile = {};
     ASSERT_EQ(0, stat(strPath.c_str(), &statFile));
     EXPECT_EQ(0640U, statFile.st_mode & 07777);
-    EXPECT_EQ(1000000000, statFile.st_mtim.tv_sec);
-    EXPECT_EQ(123456789, statFile.st_mtim.tv_nsec);
-}
-
-// Whatever the file system can do: a name that is free is taken, one that is taken is left alone.
-TEST_F(clOutputFileTest, NothingIsReplacedUnasked)
-{
-    const struct {
-        int iRename, iLink;
-    } aRows[] = {{0, 0}, {EINVAL, 0}, {ENOSYS, EPERM}, {EINVAL, EOPNOTSUPP}};
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << row.iRename << " and " << row.iLink);
-        const std::string strName = "out" + std::to_string(row.iRename + row.iLink);
-        const std::string strPath = folder.Path(strName);
-        iRenameError = row.iRename;
-        iLinkError = row.iLink;
-        {
-            clOutputFile file(strPath);
-            Fill(file, 'n');
-            file.Commit(false);
-        }
-        EXPECT_EQ("n", TextOf(strName));
-        {
-            fs::remove(strPath);
-            clOutputFile file(strPath);
-            Fill(file, 'n');
-            folder.Write(strName, {'o'}); // appears in the meantime
-            EXPECT_THROW_MSG(file.Commit(false), clXOutputExists,
-                             "the output " + strPath +
-                                 " exists; --force replaces it, --skip-existing leaves it and "
-                                 "skips the input");
-        }
-        EXPECT_EQ("o", TextOf(strName));
-        EXPECT_THROW_MSG(clOutputFile(strPath, false), clXOutputExists,
-                         clOutputFile::GetTakenReason(strPath));
-        {
-            clOutputFile file(strPath);
-            Fill(file, 'r');
-            EXPECT_EQ("o", TextOf(strName)) << "untouched until it is committed";
-            file.Commit(true);
-        }
-        EXPECT_EQ("r", TextOf(strName));
-        fs::remove(strPath);
-        EXPECT_EQ(0U, CountFiles());
-    }
-    iRenameError = EIO;
-    clOutputFile file(folder.Path("out"));
-    EXPECT_THROW_MSG(file.Commit(false), clXOutput,
-                     "the output cannot be moved into place: Input/output error");
 }
 
 TEST_F(clOutputFileTest, LongestNamesAreNoTrouble)

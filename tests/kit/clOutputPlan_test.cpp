@@ -87,44 +87,28 @@ TEST_F(clOutputPlanTest, OutputsGoWhereTheyAreExpected)
 TEST_F(clOutputPlanTest, CollisionsNameBoth)
 {
     fs::create_directory_symlink("m", "link");
-    fs::create_symlink("taken.dsf", "taken.dff");
     fs::create_hard_link("a.dff", "hard.dsf");
     folder.Write("hard.dff", {1});
+    const std::string strSame = "two inputs have the same output ";
+    const std::string strOne = "--tag is for one input file, not for 2";
     const struct {
+        std::string strOutput, strTag;
         names_t inputs;
-        std::string strOutput, strTag, strText;
+        std::string strText;
     } aRows[] = {
-        {{"a.dff", "a.dff"}, "", "", "two inputs have the same output a.dsf: a.dff and a.dff"},
-        {{"a.dff", "c", "a.dff"},
-         "o",
+        {"o", "", {"a.dff", "c", "a.dff"}, strSame + "o/a.dsf: a.dff and a.dff"},
+        {"o/", "", {"a.dff", "m/a.dff"}, strSame + "o/a.dsf: a.dff and m/a.dff"},
+        {"", "", {"m/a.dff", "link/a.dff"}, strSame + "link/a.dsf: m/a.dff and link/a.dff"},
+        {"",
          "",
-         "two inputs have the same output o/a.dsf: a.dff and a.dff"},
-        {{"a.dff", "m/a.dff"},
-         "o/",
-         "",
-         "two inputs have the same output o/a.dsf: a.dff and m/a.dff"},
-        {{"m/a.dff", "link/a.dff"},
-         "",
-         "",
-         "two inputs have the same output link/a.dsf: m/a.dff and link/a.dff"},
-        {{"m", "link/../m/deep"},
-         "",
-         "",
-         "two inputs have the same output link/../m/deep/d.dsf: m/deep/d.Dff and "
-         "link/../m/deep/d.Dff"},
-        {{"x.dff", "X/../x.dff"},
-         "o",
-         "",
-         "two inputs have the same output o/x.dsf: x.dff and X/../x.dff"},
-        {{"a.dff"}, "m/../a.dff", "", "the output m/../a.dff of a.dff is the input a.dff"},
-        {{"a.dff", "taken.dff"},
-         "",
-         "",
-         "the output taken.dsf of taken.dff is the input taken.dff"},
-        {{"a.dff", "hard.dff"}, "", "", "the output hard.dsf of hard.dff is the input a.dff"},
-        {{"a.dff"}, "c", "./c", "the output c of a.dff is the tag file ./c"},
-        {{"a.dff", "c"}, "", "taken.dsf", "--tag is for one input file, not for 2"},
-        {{"m"}, "", "taken.dsf", "--tag is for one input file, not for 2"},
+         {"m", "link/../m/deep"},
+         strSame + "link/../m/deep/d.dsf: m/deep/d.Dff and link/../m/deep/d.Dff"},
+        {"o", "", {"x.dff", "X/../x.dff"}, strSame + "o/x.dsf: x.dff and X/../x.dff"},
+        {"m/../a.dff", "", {"a.dff"}, "the output m/../a.dff of a.dff is the input a.dff"},
+        {"", "", {"a.dff", "hard.dff"}, "the output hard.dsf of hard.dff is the input a.dff"},
+        {"c", "./c", {"a.dff"}, "the output c of a.dff is the tag file ./c"},
+        {"", "taken.dsf", {"a.dff", "c"}, strOne},
+        {"", "taken.dsf", {"m"}, strOne},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(testing::PrintToString(row.inputs));

@@ -39,28 +39,6 @@ protected:
     clSoundReader sound;
 };
 
-TEST_F(clSoundReader_, DeliversTheSameFramesOfBothFormats)
-{
-    for (const size_t sizeFrames : {size_t{0}, size_t{1}, size_t{8192}, size_t{50001}}) {
-        const bytes_t frames = Pattern(sizeFrames * 3);
-        bytes_t stored;
-        for (size_t i = 0; i < frames.size(); i += 3) {
-            Append(stored, {frames[i + 2], frames[i], frames[i + 1]});
-        }
-        const bytes_t aFiles[] = {
-            DSDIFFBuilder().Channels({"C   ", "MLFT", "MRGT"}).Sound(stored).Build(),
-            ExpectedDSF(frames, 3, 2822400)};
-        for (const bytes_t &file : aFiles) {
-            Open(file);
-            EXPECT_EQ(sizeFrames * 8, sound.GetSamples());
-            EXPECT_EQ(3U, sound.GetType());
-            EXPECT_EQ(frames, ReadAll(4096));
-            sound.Rewind();
-            EXPECT_EQ(frames, ReadAll(sound.GetReadFrames()));
-        }
-    }
-}
-
 TEST_F(clSoundReader_, ClearsUnusedBitsOfTheLastFrame)
 {
     for (const uint64_t uSamples : {1U, 4096U * 8 - 3, 4096U * 8, 4096U * 8 + 5}) {
