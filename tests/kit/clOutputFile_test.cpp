@@ -124,6 +124,7 @@ TEST_F(clOutputFileTest, ThreadsShareNewFolders)
     for (int iRound = 0; iRound < 20; ++iRound) {
         const std::string strFolder = folder.Path(std::to_string(iRound) + "/a/b/c/");
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&strFolder, i]() {
                 EXPECT_NO_THROW(clOutputFile(strFolder + std::to_string(i)).Commit(false));

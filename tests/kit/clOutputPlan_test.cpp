@@ -18,6 +18,9 @@ using names_t = std::vector<std::string>;
 /** The tests run in a folder of their own, so that names are short. */
 class clOutputPlanTest : public testing::Test
 {
+public:
+    ~clOutputPlanTest() override { fs::current_path(before); }
+
 protected:
     clOutputPlanTest() : before(fs::current_path())
     {
@@ -28,7 +31,6 @@ protected:
         }
         fs::create_directory("existing");
     }
-    ~clOutputPlanTest() override { fs::current_path(before); }
 
     static names_t Plan(const names_t &names, const std::string &strOutput,
                         const std::string &strTag = "")

@@ -13,9 +13,10 @@ namespace
 
 class clSoundReader_ : public testing::Test
 {
-protected:
+public:
     ~clSoundReader_() noexcept override {}
 
+protected:
     bytes_t ReadAll(size_t sizeFrames)
     {
         bytes_t all;

@@ -13,9 +13,10 @@ namespace
 
 class clVerifier_ : public testing::Test
 {
-protected:
+public:
     ~clVerifier_() noexcept override {}
 
+protected:
     /** Empty when the verification finds no difference. */
     std::string Verify(const bytes_t &output)
     {
