@@ -5,7 +5,6 @@
 #include "kit/clStopSignal.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <map>
 #include <unordered_map>
 #include <utility>
@@ -158,18 +157,9 @@ void RefuseInputsAsOutputs(const std::vector<input_t> &aFiles,
     if (strTag && stat(strTag->c_str(), &statFile) == 0) {
         mapTaken.try_emplace({statFile.st_dev, statFile.st_ino}, "the tag file " + *strTag);
     }
-    // Outputs come folder by folder: one look tells that a folder still to be made holds none.
-    std::string strFolder;
-    bool bMissing = false;
     for (size_t i = 0; i < aOutputs.size(); ++i) {
         clStopSignal::ThrowIfStopped();
-        const size_t sizeFolder = aOutputs[i].rfind('/') + 1;
-        if (aOutputs[i].compare(0, sizeFolder, strFolder) != 0) {
-            strFolder = aOutputs[i].substr(0, sizeFolder);
-            bMissing =
-                sizeFolder != 0 && stat(strFolder.c_str(), &statFile) != 0 && errno == ENOENT;
-        }
-        if (bMissing || aOutputs[i].empty() || stat(aOutputs[i].c_str(), &statFile) != 0) {
+        if (aOutputs[i].empty() || stat(aOutputs[i].c_str(), &statFile) != 0) {
             continue;
         }
         const auto found = mapTaken.find({statFile.st_dev, statFile.st_ino});
