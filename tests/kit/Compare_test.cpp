@@ -154,14 +154,17 @@ TEST_F(Compare, PairsTheFilesOfTwoFolders)
         fs::remove(folder.Path(cpName));
     }
     const run_t json = Run("compare", {a, b, "-j1", "--json", "-q"});
-    const std::string strB = "{\"a\":null,\"b\":\"" + b,
-                      strNone = "\"channel\":null,\"sample\":null}";
+    std::string strMissing = R"({"a":null,"b":"B/bad.dff","identical":false,)"
+                             R"("difference":"missing: B/bad.dff","channel":null,"sample":null})";
+    std::string strSame = R"("B/same.DSF","identical":true,"difference":null,)";
+    for (std::string *pLine : {&strMissing, &strSame}) {
+        for (size_t i = 0; (i = pLine->find("B/", i)) != std::string::npos; i += b.size()) {
+            pLine->replace(i, 1, b);
+        }
+    }
     for (const std::string &strLine :
-         {strB + "/bad.dff\",\"identical\":false,\"difference\":\"missing: " + b + "/bad.dff\"," +
-              strNone,
-          "b\":\"" + b + "/same.DSF\",\"identical\":true,\"difference\":null," + strNone,
-          std::string(
-              "\"difference\":\"channel L, sample 10\",\"channel\":\"L\",\"sample\":10}")}) {
+         {strMissing, strSame + R"("channel":null,"sample":null})",
+          std::string(R"("difference":"channel L, sample 10","channel":"L","sample":10})")}) {
         EXPECT_NE(std::string::npos, json.strOut.find(strLine + "\n")) << json.strOut;
     }
     EXPECT_EQ(6, std::count(json.strOut.begin(), json.strOut.end(), '\n'));
