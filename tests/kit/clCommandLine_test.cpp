@@ -119,7 +119,7 @@ TEST(clCommandLine, TakesOptionsAsGetoptDoes)
 
 TEST(clCommandLine, LeavesNamesAlone)
 {
-    // Texts that the library behind it would take for lists, commands, ends of lists or numbers.
+    // Texts that the option parser itself would take for lists, commands, ends of lists or numbers.
     const words_t names = {"[a,b]", "{}",  "convert", "++",   "-",  "a b",  "\"q\"",
                            "%x",    "a=b", "",        "\xFF", "[]", "check"};
     EXPECT_EQ(names, ParseConvert(names).aInputs);
