@@ -3,8 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Multi-byte fields of the two containers: DSDIFF keeps the highest byte first, DSF the lowest.
-// The memory may lie at any address.
+// Multi-byte fields at any address: DSDIFF keeps the highest byte first, DSF the lowest.
 
 template <class T>
 inline T GetBE(const uint8_t *cpBytes) noexcept

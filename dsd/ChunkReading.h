@@ -6,7 +6,7 @@
 
 class clStreamReader;
 
-/** The steps of which the walks through a DSDIFF file consist. */
+/** The steps of the walks through a DSDIFF file. */
 namespace ChunkReading
 {
 
@@ -18,23 +18,18 @@ using header_t = uint8_t[clDSDIFFChunk::HEADER_SIZE];
 /** @throws clXDSDIFF unless bFits */
 void CheckSize(const clDSDIFFChunk &chunk, bool bFits);
 
-/**
- * Positions in a file are signed, so data that ends past their range cannot be skipped.
- *
- * @param uPosition where the data starts
- * @throws clXDSDIFF for such data
- */
+/** Positions in a file are signed: data from uPosition that ends past their range cannot be
+ * skipped. @throws clXDSDIFF for such data */
 void CheckRange(const clDSDIFFChunk &chunk, uint64_t uPosition);
 
-/** Reads a header. @return false when the file ends before it or in it: there is no further chunk
- */
+/** @return false when the file ends before the header or inside it: no chunk follows */
 bool ReadHeader(clStreamReader &stream, header_t &aHeader);
 
 /** As ReadHeader; also fills the chunk and adds the size of the header to uConsumed. */
 bool ReadNextHeader(clStreamReader &stream, header_t &aHeader, clDSDIFFChunk &chunk,
                     uint64_t &uConsumed);
 
-/** Skips the data of the chunk. @return its bytes @throws clXDSDIFF as CheckRange */
+/** @return bytes skipped @throws clXDSDIFF as CheckRange */
 uint64_t SkipData(clStreamReader &stream, const clDSDIFFChunk &chunk);
 
 /** @return bytes skipped; 0 at the end of the file */

@@ -3,14 +3,12 @@
 #include <cstdint>
 #include <string>
 
-// Chunks and counts as messages name them.
-
 inline bool IsPrintable(char c)
 {
     return c >= ' ' && c <= '~';
 }
 
-/** The four characters of an id. Those that a terminal could take for commands become '?'. */
+/** The characters of an id, with '?' for those that a terminal may take for commands. */
 inline std::string IdText(uint32_t uId)
 {
     std::string strId;
@@ -21,8 +19,7 @@ inline std::string IdText(uint32_t uId)
     return strId;
 }
 
-/** Whether four characters can be an id. An ID3v2 tag begins with three that can and one that
- * cannot. */
+/** Whether all characters of an id are printable; an ID3v2 tag begins with one that is not. */
 inline bool IsId(uint32_t uId)
 {
     bool bPrintable = true;

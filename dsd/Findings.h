@@ -4,36 +4,25 @@
 #include <string>
 #include <vector>
 
-// What an inspector reports about a file.
-
 enum class severity_t {
-    /** The file cannot be converted. */
-    REFUSED,
-    /** Something would be lost or guessed: refused, or a warning when asked to be lenient. */
-    LENIENT,
-    /** Converted, but to be told. */
-    WARNING,
-    /** A fault that takes nothing from a conversion: to be told when the file is checked. */
-    CHECK,
-    /** Advice; nothing is wrong. */
-    HINT
+    REFUSED, ///< cannot be converted
+    LENIENT, ///< a conversion would lose or guess something: an error, or a warning when lenient
+    WARNING, ///< converted with a warning
+    CHECK,   ///< harmless for a conversion; reported by a check of the file
+    HINT     ///< advice; nothing is wrong
 };
 
-/** One thing that is wrong with a file. */
+/** One fault of a file. */
 struct finding_t {
     severity_t eSeverity;
-    /** What is wrong and where, in printable ASCII, without a full stop. Byte positions count from
-     * 0. */
+    /** The fault and its position in bytes from 0, in printable ASCII, without a full stop. */
     std::string strText;
-    /** Concerns only the file's own tag: of no interest when that is not asked for. */
-    bool bTag = false;
+    bool bTag = false; ///< concerns only the file's own tag
 };
 
 using findings_t = std::vector<finding_t>;
 
-/** Bytes of a file. */
 struct region_t {
     uint64_t uOffset = 0;
-    /** 0: not there. */
-    uint64_t uSize = 0;
+    uint64_t uSize = 0; ///< 0: missing
 };

@@ -18,22 +18,18 @@ struct frame_layout_t;
 /**
  * The common interface of the two DSD file formats: open, read, seek and describe a file.
  *
- * Raw data is one-bit audio, eight samples of one channel a byte, the earliest in the highest bit,
- * one byte of each channel in turn. The output rate, that of decoded samples, is a sixteenth of the
- * DSD rate.
+ * Raw data is one-bit audio: one byte of each channel in turn, each with eight samples, the
+ * earliest in the highest bit. Decoded samples have passed a linear-phase low-pass
+ * (docs/decoding.md) and have a sixteenth of the DSD rate. All ones give +1.0, all zeros -1.0.
  *
- * Decoded samples have passed a linear-phase low-pass (docs/decoding.md). All ones give +1.0, all
- * zeros -1.0. The audio is delayed by GetDelay() samples: sample n of each channel is the value at
- * one-bit sample 16 * (n - GetDelay()). At the end of the file Flush gives the samples that are
- * still missing. Silence precedes the audio, at the start and after a seek, so the first 27 samples
- * of each channel after a seek differ from those of an uninterrupted read; later ones do not. The
- * doubles do not depend on the format, the sizes of the reads or the number of workers.
+ * The audio is delayed by GetDelay() samples: sample n of each channel is the value at one-bit
+ * sample 16 * (n - GetDelay()); Flush gives the missing samples at the end. Silence precedes the
+ * audio, so the first 27 samples of each channel after a seek differ from those of an uninterrupted
+ * read. The doubles do not depend on the format, the sizes of the reads or the number of workers.
  *
  * One thread at a time. Failures are clXDSDIFF or clXDSF, both clXDSD, unless a member says
- * otherwise; memory shortage is std::runtime_error.
- *
- * The destructor may throw because that of the thread pool does; those of the file classes close
- * the file and swallow errors of that.
+ * otherwise; memory shortage is std::runtime_error. The destructor may throw because that of the
+ * thread pool does; those of the file classes close the file and ignore errors of that.
  */
 class clDSD : private clThreadPool
 {
@@ -48,54 +44,42 @@ public:
 protected:
     void ThreadPoolJob(long lThreadIdx, void *pArg) override;
 
-    /**
-     * Called by Open with its further arguments: starts the workers. A file with more channels than
-     * can be decoded gets none; decoded reads report that.
-     *
-     * @throws clXThreadPool when a worker cannot be started; there are none then
-     */
+    /** Called by Open with its further arguments: starts the workers, none for more channels than
+     * can be decoded. @throws clXThreadPool when a worker cannot be started; there are none then */
     virtual void ConfigureHook(uint64_t uLargestRead, uint32_t uWorkers, bool bDoubleAmplitude,
                                bool bWithoutDelay, bool bScalarKernels);
 
-    /** Called by Close first of all: ends the workers. */
+    /** Called first by Close: ends the workers. */
     virtual void CloseHook();
 
-    /** Called by nothing: keeps its slot. */
+    /** Never called: keeps its slot. */
     virtual void ReservedHook();
 
 public:
-    /**
-     * Opens a file for reading and decoding, and starts the workers.
-     *
-     * @param pStream          at the first byte of the file; owned by this object from the call on,
-     * also when it throws
-     * @param uLargestRead     in decoded samples over all channels: reads up to it allocate
-     * nothing, larger ones work too
-     * @param uWorkers         threads that decode, the calling one included; 0, or more than
-     * channels: one per channel. Short reads use fewer
+    /** Opens a file for reading and decoding, and starts the workers.
+     * @param pStream at the first byte of the file; owned by this object from the call on, also
+     * when it throws
+     * @param uLargestRead in decoded samples over all channels; larger reads allocate memory
+     * @param uWorkers threads that decode, the calling one included; 0, or more than channels: one
+     * per channel
      * @param bDoubleAmplitude all ones give +2.0
-     * @param bWithoutDelay    the first sample, also after a seek, is the one at the position
-     * itself, and reads deliver the last samples without Flush. After a seek only 14 samples
-     * differ
-     * @param bScalarKernels   filters without vector instructions; the doubles are the same
-     */
+     * @param bWithoutDelay removes the delay: the first sample is the one at the position, and
+     * reads deliver the last ones without Flush. Only 14 samples then differ after a seek
+     * @param bScalarKernels filters without vector instructions; the doubles are the same */
     virtual void Open(clStreamReader *pStream, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
                       bool bDoubleAmplitude = false, bool bWithoutDelay = false,
                       bool bScalarKernels = false) = 0;
 
-    /** As Open, but without decoding: for the figures, the tag and the raw data. */
+    /** As Open, but only for properties, tag and raw data: decoded reads throw. */
     virtual void OpenMeta(clStreamReader *pStream) = 0;
 
-    /** Closes the file; nothing happens on a closed object. */
+    /** Does nothing on a closed object. */
     virtual void Close() = 0;
 
-    /**
-     * Reads decoded samples at the output rate, interleaved. Only for a file opened with Open.
-     *
+    /** Reads decoded samples at the output rate, interleaved. Only for a file opened with Open.
      * @param uSize decoded samples over all channels
      * @return samples delivered; fewer than uSize only at the end, where the stream ends early, and
-     * where bWithoutDelay of Open leaves samples out; 0 at the end
-     */
+     * where bWithoutDelay leaves samples out; 0 at the end */
     virtual uint64_t Read(double *pBuffer, uint64_t uSize) = 0;
 
     /** As Read, in frames of six: left, right, centre, low frequencies, left and right surround. */
@@ -104,19 +88,16 @@ public:
     /** Reads raw bytes, interleaved. @return bytes of sound delivered, 0 at the end */
     virtual uint64_t ReadRaw(void *pBuffer, uint64_t uSize) = 0;
 
-    /**
-     * As ReadRaw, in frames of six bytes in the order of Read_5_1; places without a channel get the
-     * idle byte.
-     */
+    /** As ReadRaw, in frames of six as Read_5_1; places without a channel get the idle byte. */
     virtual uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) = 0;
 
     /** Samples per channel of one block, at the output rate. */
     virtual uint32_t GetBlockSamples() const = 0;
     /** Bytes per channel of one block. */
     virtual uint32_t GetBlockSize() const = 0;
-    /** One-bit samples a second, in Hz. */
+    /** One-bit samples a second. */
     virtual uint32_t GetSampleRate() const = 0;
-    /** Decoded samples a second, in Hz. */
+    /** Decoded samples a second. */
     virtual uint32_t GetOutputRate() const = 0;
     virtual uint32_t GetChannels() const = 0;
     /** Decoded samples over all channels. */
@@ -127,7 +108,7 @@ public:
     /** Seeks to a position in decoded samples over all channels: the start of a frame, in a DSF
      * file of a block group. Other positions are refused, or misplace channels. */
     virtual uint64_t SeekSample(uint64_t uSamples) = 0;
-    /** Seeks to a position in decoded samples per channel; in a DSF file a multiple of
+    /** As SeekSample, in decoded samples per channel; in a DSF file a multiple of
      * GetBlockSamples(). */
     virtual uint64_t SeekFrame(uint64_t uFrame) = 0;
     virtual uint64_t GetPosition() const = 0;
@@ -138,29 +119,23 @@ public:
     virtual uint64_t GetLength() const = 0;
     /** Whether the sound is compressed (DST), which no read understands. */
     virtual bool IsCompressed() const;
-    /** The file's ID3v2 tag, without frames when the file has none; owned by this object. Null if
-     * the format has no tags. */
+    /** The file's ID3v2 tag, owned by this object; without frames if the file has none, null if the
+     * format has no tags. */
     virtual const clID3tag *GetTag() const;
 
-    /** Decoded samples of each channel by which the audio is delayed; the same for all rates. */
+    /** Delay of the audio in decoded samples per channel; the same for all rates. */
     uint32_t GetDelay() const noexcept;
 
-    /**
-     * Delivers the samples that the filter still delays, as if silence followed: GetDelay() of each
-     * channel, fewer when called again, in frames like those of the last Read or Read_5_1. The next
-     * read starts from silence, as after a seek.
-     *
+    /** Delivers the delayed samples, as if silence followed: GetDelay() of each channel, in frames
+     * like those of the last decoded read. The next read starts from silence, as after a seek.
      * @param uSize size of pBuffer in samples; nothing happens for less than a frame
      * @return samples delivered, whole frames; 0 when all have been delivered
-     * @throws clXDSD unless the file was opened with Open
-     */
+     * @throws clXDSD unless the file was opened with Open */
     uint64_t Flush(double *pBuffer, uint64_t uSize);
 
 protected:
-    /**
-     * Closes the file and takes over the next stream.
-     * @throws clXDSD for null; what Close throws, and the new stream is deleted then
-     */
+    /** Closes the file and takes over the next stream.
+     * @throws clXDSD for null; what Close throws, and the new stream is deleted then */
     void ReplaceStream(clStreamReader *pStreamReader);
 
     /** Closes and deletes the stream, also when closing it throws. */
@@ -187,22 +162,17 @@ protected:
 
     /** Doubles the amplitude whatever Open was asked for. */
     bool bAmplitudeDoubled = false;
-    /** False delivers the one-bit samples themselves; also changes the figures. */
+    /** False delivers the one-bit samples themselves; also changes rates and sizes. */
     bool bDecimate = true;
 
-    // Callers rely on the following and on ReservedHook; nothing here uses them, except for dGain,
-    // whose place among the members is fixed as well.
+    // Callers rely on the following and on ReservedHook. Only dGain is used here; its place is
+    // fixed as well.
 
-    /** Reverses the bits of each byte of an array in place. */
     static void BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept;
 
-    /**
-     * Copies channels between two interleaved layouts: source channel c goes to place upTable[c] of
-     * each frame; places that no channel goes to stay as they are.
-     *
-     * @param uFrames samples, or bytes, per channel
-     * @param upTable one place below uDestChannels per source channel
-     */
+    /** Copies samples or bytes of interleaved channels: source channel c goes to place upTable[c]
+     * of each frame, which must be below uDestChannels. Other places stay unchanged. uFrames is per
+     * channel. */
     static void MapChannels(double *pDest, const double *pSrc, uint64_t uFrames,
                             const uint32_t *upTable, uint32_t uDestChannels,
                             uint32_t uSrcChannels) noexcept;
@@ -216,24 +186,19 @@ protected:
     uint64_t uSettingE = 32;
     int32_t iSettingF = 5;
     int32_t iSettingG = 0;
-    /** Scale of decoded samples; 1/32 makes full scale 1.0. */
-    double dGain = 0.03125;
-    /** Entry i is i with its eight bits in reverse order. */
-    std::array<uint8_t, 256> aBitReverse;
+    double dGain = 0.03125;               ///< scale of decoded samples; 1/32 makes full scale 1.0
+    std::array<uint8_t, 256> aBitReverse; ///< entry i is i with its bits reversed
 
     /** Work buffers of the decoded reads, one per channel. */
     std::array<clAlignedAlloc, Signal::MAX_CHANNELS> aWork;
-    /** Position in one-bit samples per channel, kept by the seeks. */
-    uint64_t uPosition = 0;
+    uint64_t uPosition = 0; ///< one-bit samples per channel, kept by the seeks
 
-    /** The file that is open for reading, or null. */
-    std::unique_ptr<clStreamReader> pStream;
+    std::unique_ptr<clStreamReader> pStream; ///< null unless a file is open for reading
 
 private:
     void ApplySettings() noexcept;
     void EndDecoding();
 
-    /** Null unless the file can be decoded. */
-    std::unique_ptr<clDecodeSession> pSession;
+    std::unique_ptr<clDecodeSession> pSession; ///< null unless the file can be decoded
     bool bDoubledByOpen = false;
 };

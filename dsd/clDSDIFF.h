@@ -7,12 +7,10 @@
 /**
  * Reads DSDIFF files.
  *
- * Raw data has the channels in a fixed order, whatever their order in the file: left, right,
- * centre, low frequencies, left and right surround, as far as the file has them. A block is a
- * seventy-fifth of a second, the frame of a compact disc.
- *
- * Open and OpenMeta walk through the whole file and return to the first byte of sound. A remote
- * stream stays where the walk has ended; SeekSample(0) leads back.
+ * Raw data has the channels in the order left, right, centre, low frequencies, left and right
+ * surround, whatever their order in the file. A block is 1/75 s. Open and OpenMeta walk through the
+ * whole file and return to the first byte of sound; a remote stream stays where the walk has ended,
+ * until SeekSample(0).
  */
 class clDSDIFF : public clDSD, private clSignalSource
 {
@@ -27,42 +25,32 @@ public:
     void OpenMeta(clStreamReader *pStreamReader) override;
     void Close() override;
 
-    /**
-     * Reads decoded samples, the channels in the order of the raw data.
-     *
+    /** Reads decoded samples, the channels in the order of the raw data.
      * @param uSize a multiple of the channel count
      * @throws clXDSDIFF for any other uSize, for more than six channels, without sound data and
-     * after OpenMeta; what the stream throws, and the next read starts from silence
-     */
+     * after OpenMeta; what the stream throws, and the next read starts from silence */
     uint64_t Read(double *pBuffer, uint64_t uSize) override;
 
-    /** As Read. @param uSize a multiple of 6; all of pBuffer is written, places without a channel
-     * get silence */
+    /** As Read. uSize is a multiple of 6; places without a channel get silence. */
     uint64_t Read_5_1(double *pBuffer, uint64_t uSize) override;
 
-    /**
-     * Reads raw bytes, interleaved, in the order of GetChannelId of the property chunk.
-     *
+    /** Reads raw bytes, interleaved, in the order of GetChannelId of the property chunk.
      * @param uSize bytes, a multiple of the channel count
      * @return bytes read from the file: whole frames, fewer than uSize where the stream delivers
      * less. If the sound data ends inside a frame, the count also includes that frame's bytes,
      * which are not stored in pBuffer
-     * @throws clXDSDIFF for any other uSize, or without sound data; what the stream throws
-     */
+     * @throws clXDSDIFF for any other uSize, or without sound data; what the stream throws */
     uint64_t ReadRaw(void *pBuffer, uint64_t uSize) override;
 
-    /**
-     * As ReadRaw, but in the order of the file, with the bytes of an incomplete last frame, and
-     * fewer than uSize bytes only at the end: for a caller that moves every byte itself. Channel c
-     * belongs at place GetChannelPlaces()[c].
-     */
+    /** As ReadRaw, but in the order of the file, with the bytes of an incomplete last frame, and
+     * fewer than uSize bytes only at the end. Channel c belongs at place GetChannelPlaces()[c]. */
     uint64_t ReadStored(void *pBuffer, uint64_t uSize);
 
     /** One place in the frames of ReadRaw per stored channel, all different; valid until the next
      * open. */
     const uint32_t *GetChannelPlaces() const noexcept;
 
-    /** As ReadRaw. @param uSize bytes, a multiple of 6; all of them are written */
+    /** As ReadRaw. uSize is a multiple of 6; all bytes of pBuffer are written. */
     uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) override;
 
     uint32_t GetBlockSamples() const override;
@@ -73,18 +61,16 @@ public:
     uint64_t GetOutputSize() const override;
     uint64_t GetOutputLength() const override;
 
-    /**
-     * @param uSamples a multiple of GetChannels(). Others are accepted, but may be inside a frame:
+    /** @param uSamples a multiple of GetChannels(). Others are accepted, but may be inside a frame:
      * later reads then confuse the channels
-     * @return the new position in one-bit samples per channel
-     */
+     * @return the new position in one-bit samples per channel */
     uint64_t SeekSample(uint64_t uSamples) override;
     uint64_t SeekFrame(uint64_t uFrame) override;
 
     /** One-bit samples per channel, set by seeks only; 0 after opening. */
     uint64_t GetPosition() const override;
 
-    /** As announced; the file may hold less. A remote stream may announce any size. */
+    /** As announced; the file may hold less, and a remote stream may announce any size. */
     uint64_t GetDataSize() const override;
     uint64_t GetLength() const override;
 

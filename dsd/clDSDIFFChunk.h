@@ -9,60 +9,47 @@
 
 class clStreamReader;
 
-// The chunks of a DSDIFF file that the reader needs; docs/formats.md draws them. The chunk classes
-// read strictly forward. In a chunk that the end of the stream cuts off, missing bytes count as 0;
-// a missing chunk header ends a walk.
+// The chunks of a DSDIFF file that the reader needs; docs/formats.md draws them. They are read
+// strictly forward. Where the stream ends inside a chunk, missing bytes count as 0.
 
-/**
- * A chunk's header: id and size.
- *
- * The destructor may throw because that of the tag does.
- */
+/** A chunk's header. The destructor may throw because that of the tag does. */
 class clDSDIFFChunk
 {
 public:
-    /** Bytes of a chunk header: id, then size. */
-    static constexpr size_t HEADER_SIZE = 12;
+    static constexpr size_t HEADER_SIZE = 12; ///< id, then size
 
     clDSDIFFChunk() noexcept = default;
     clDSDIFFChunk(const clDSDIFFChunk &) = delete;
     clDSDIFFChunk &operator=(const clDSDIFFChunk &) = delete;
     virtual ~clDSDIFFChunk() noexcept(false);
 
-    /** Sets id and size from a header of HEADER_SIZE bytes. */
     void SetHeader(const uint8_t *cpHeader) noexcept;
 
-    /** Four characters, padded with blanks. */
-    char aId[4] = {};
-    /** Bytes of data, without header and pad byte. */
-    uint64_t uSize = 0;
-    /** The id as a number, its first character in the highest byte. */
-    uint32_t uId = 0;
+    char aId[4] = {};   ///< padded with blanks
+    uint64_t uSize = 0; ///< bytes of data, without header and pad byte
+    uint32_t uId = 0;   ///< aId as a number, the first character in the highest byte
 };
 
 /** "FVER": the version of the format. */
 class clDSDIFFVersChunk : public clDSDIFFChunk
 {
 public:
-    /**
-     * Reads the data that follows the header.
-     * @return bytes consumed, pad byte not included
-     * @throws clXDSDIFF
-     */
+    /** Reads the data after the header.
+     * @return bytes consumed, without the pad byte
+     * @throws clXDSDIFF */
     uint64_t Read(clStreamReader *pStream);
 
     uint32_t uVersion = 0;
 };
 
-/** "PROP": what the sound data is, in sub-chunks of any order. */
+/** "PROP": properties of the sound data, in sub-chunks of any order. */
 class clDSDIFFPropChunk : public clDSDIFFChunk
 {
 public:
     /** "CHNL": the channels in the order of the sound data. */
     struct channels_t {
         uint16_t channels = 0;
-        /** The ids as numbers, one per channel. */
-        std::vector<uint32_t> auIds;
+        std::vector<uint32_t> auIds; ///< one per channel
     };
 
     /** "ABSS": where the sound starts. */
@@ -76,14 +63,9 @@ public:
     /** "LSCO": an unknown set-up; also without the sub-chunk. */
     static constexpr uint16_t SPEAKERS_UNDEFINED = 65535;
 
-    /** The number of plain sound data. */
     static constexpr uint32_t UNCOMPRESSED = 0;
 
-    /**
-     * Forgets what was read before and reads the data that follows the header.
-     * @return bytes consumed, pad byte not included
-     * @throws clXDSDIFF
-     */
+    /** As clDSDIFFVersChunk::Read; first forgets what was read before. */
     uint64_t Read(clStreamReader *pStream);
 
     /** Forgets all fields but the header. */
@@ -95,15 +77,12 @@ public:
     /** Whether the sound can be read. @throws as GetCompression */
     bool IsReadable() const;
 
-    /** The name of the loudspeaker set-up of "LSCO". @throws clXDSDIFF for a value without a name
-     */
+    /** The loudspeaker set-up of "LSCO". @throws clXDSDIFF for a value without a name */
     const char *GetSpeakerConfig() const;
 
-    /**
-     * The place of a channel in the delivered data. The places of all channels are a permutation:
-     * if two ids claim one place, every channel keeps its index.
-     * @throws clXDSDIFF for an index at or above the channel count
-     */
+    /** The place of a channel in the delivered data. All places are different: if two ids claim
+     * one, every channel keeps its index.
+     * @throws clXDSDIFF for an index at or above the channel count */
     uint32_t GetChannelId(uint32_t uChIdx) const;
 
     /** Whether the place of every channel is its index. */
@@ -115,17 +94,14 @@ public:
     /** One place per channel, as GetChannelId; valid until the next Read or Clear. */
     const uint32_t *GetChannelPlaces() const noexcept { return auPlaces.data(); }
 
-    /** One place in the 5.1 frame per channel; 6 or more: none. Valid until the next Read or Clear.
-     */
+    /** One place in the 5.1 frame per channel; 6 or more: none. Valid until the next Read or
+     * Clear. */
     const uint32_t *GetSpeakerCodes() const noexcept { return auSpeakerCodes.data(); }
 
-    /** Property type, "SND ". */
-    char aType[4] = {};
-    /** In Hz; 0 without "FS  ". */
-    uint32_t uSampleRate = 0;
+    char aType[4] = {};       ///< "SND "
+    uint32_t uSampleRate = 0; ///< in Hz; 0 without "FS  "
     channels_t sChannels;
-    /** "DSD " or "DST ", zeros without "CMPR". */
-    char aCompression[4] = {};
+    char aCompression[4] = {}; ///< "DSD " or "DST "; zeros without "CMPR"
     uint8_t uNameLength = 0;
     std::string strCompressionName;
     start_t sStart;
@@ -147,25 +123,17 @@ private:
 class clDSDIFFDataChunk : public clDSDIFFChunk
 {
 public:
-    /**
-     * Takes the position of the stream as the start of the data, and skips the data unless the
-     * stream is remote. A remote stream may announce any size, since one without an end announces
-     * the largest; reads then end with the stream.
-     *
+    /** Takes the stream's position as the start of the data and skips the data, except on a remote
+     * stream: its size may be wrong, and reads end with the stream.
      * @param pStreamReader borrowed: must outlive this object or Detach
      * @return bytes skipped
-     * @throws clXDSDIFF when the data ends past the range of file positions
-     */
+     * @throws clXDSDIFF when the data ends past the range of file positions */
     uint64_t Attach(clStreamReader *pStreamReader);
 
-    /** Forgets the stream. */
     void Detach() noexcept;
 
-    /**
-     * Reads once from the stream, never past the end of the data.
-     * @return bytes read, which may be short; 0 at the end
-     * @throws clXDSDIFF without a stream
-     */
+    /** One read from the stream, never past the end of the data. @return bytes read, which may be
+     * short; 0 at the end @throws clXDSDIFF without a stream */
     uint64_t ReadRaw(void *pBuffer, uint64_t uBytes);
 
     /** Reads until the buffer is full or the data ends. @return bytes read @throws as ReadRaw */
@@ -174,8 +142,7 @@ public:
     /** @throws clXDSDIFF without a stream */
     void CheckReadRaw() const;
 
-    /** Whether the stream had uBytes more bytes of the data when it was attached; false when
-     * unknown. */
+    /** Whether the stream had uBytes more bytes of data when attached; false when unknown. */
     bool Holds(uint64_t uBytes) const noexcept
     {
         return uReadPos <= uPresent && uBytes <= uPresent - uReadPos;
@@ -184,11 +151,10 @@ public:
     /** @throws clXDSDIFF when uBits one-bit samples over all channels cannot be decoded */
     void CheckRead(uint64_t uBits, uint32_t uChannels) const;
 
-    /** Seeks to a position in one-bit samples over all channels; nothing happens without a stream.
+    /** Seeks to a position in one-bit samples over all channels; does nothing without a stream.
      * @throws clXDSDIFF for a position inside a byte or past the end of the data */
     void Seek(uint64_t uBits);
 
-    /** Bytes of the data before the next read. */
     uint64_t GetReadPos() const noexcept { return uReadPos; }
 
 private:
@@ -202,16 +168,12 @@ private:
 class clDSDIFFFormChunk : public clDSDIFFChunk
 {
 public:
-    /**
-     * Forgets what was read before and walks through the file to its end, or to the sound data on a
-     * remote stream. A tag that cannot be parsed is left out.
-     * @param pStream borrowed by chunkData
-     * @throws clXDSDIFF, also for what the stream throws
-     */
+    /** Forgets what was read before and walks through the file to its end, or to the sound data on
+     * a remote stream. A tag that does not parse is left out. pStream is borrowed by chunkData.
+     * @throws clXDSDIFF, also for what the stream throws */
     void Read(clStreamReader *pStream);
 
-    /** Form type, "DSD ". */
-    char aType[4] = {};
+    char aType[4] = {}; ///< "DSD "
     clDSDIFFVersChunk chunkVersion;
     clDSDIFFPropChunk chunkProperty;
     clDSDIFFDataChunk chunkData;

@@ -10,14 +10,13 @@
  * What a DSDIFF file says about the recording: artist, title and markers of its "DIIN" chunk, and
  * the comments of "COMT".
  *
- * Parses memory. Texts are the bytes of the file in an encoding that the format leaves open; they
- * may contain anything. Nothing that is wrong with the data throws: what can be read is kept, the
- * rest becomes a finding of severity CHECK.
+ * Parses memory. Texts are arbitrary bytes of unknown encoding. Faults of the data do not throw:
+ * what can be read is kept, the rest becomes a finding of severity CHECK.
  */
 class clDSDIFFMaster
 {
 public:
-    /** The most data that AddInformation, and AddComments, should be given for one file in all. */
+    /** The most data per file for AddInformation, and for AddComments. */
     static constexpr uint64_t MAX_BYTES = 1 << 20;
 
     // Types of markers. Others have no meaning for the sound.
@@ -30,17 +29,14 @@ public:
         uint16_t uHours = 0;
         uint8_t uMinutes = 0;
         uint8_t uSeconds = 0;
-        /** One-bit samples of one channel. */
-        uint32_t uSamples = 0;
+        uint32_t uSamples = 0; ///< one-bit samples of one channel
     };
 
     struct marker_t {
         time_code_t time;
-        /** One-bit samples of one channel, to be added to the time. */
-        int32_t iOffset = 0;
+        int32_t iOffset = 0; ///< one-bit samples of one channel, added to the time
         uint16_t uType = 0;
-        /** 0: all channels; n: the n-th channel of the file. */
-        uint16_t uChannel = 0;
+        uint16_t uChannel = 0; ///< 0: all channels; n: the n-th channel of the file
         uint16_t uFlags = 0;
         std::string strText;
     };
@@ -57,39 +53,27 @@ public:
         std::string strText;
     };
 
-    /** Forgets everything. */
     void Clear();
 
-    /**
-     * Adds the data of a "DIIN" chunk. Of texts that occur twice the last one counts; markers add
-     * up.
-     *
-     * @param cpData  borrowed for the duration of the call
-     * @param uSize   bytes
-     * @param uOffset position of the data in the file, for the texts of findings
-     */
+    /** Adds uSize bytes of a "DIIN" chunk. A repeated text replaces the earlier one; markers add
+     * up. uOffset is the position of the data in the file, for the findings. */
     void AddInformation(const uint8_t *cpData, uint64_t uSize, uint64_t uOffset);
 
-    /** Adds the data of a "COMT" chunk; parameters as for AddInformation. */
+    /** As AddInformation, for a "COMT" chunk. */
     void AddComments(const uint8_t *cpData, uint64_t uSize, uint64_t uOffset);
 
-    /**
-     * The position of a marker in one-bit samples of one channel from the start of the sound;
-     * negative before it. No upper bound but that of the fields.
-     *
-     * @param start the time of the first sample ("ABSS")
-     */
+    /** The position of a marker in one-bit samples per channel from the start of the sound, whose
+     * time ("ABSS") is start. Negative before it; not limited by the length of the sound. */
     static int64_t GetPosition(const marker_t &marker, uint32_t uSampleRate,
                                const time_code_t &start) noexcept;
 
     const findings_t &GetFindings() const noexcept { return findings; }
 
-    /** "EMID", "DIAR" and "DITI"; empty when they are not there. */
+    /** "EMID", "DIAR" and "DITI"; empty when missing. */
     std::string strIdentifier;
     std::string strArtist;
     std::string strTitle;
-    /** In the order of the file, which need not be that of time. */
-    std::vector<marker_t> aMarkers;
+    std::vector<marker_t> aMarkers; ///< in file order, which may differ from the order in time
     std::vector<comment_t> aComments;
 
 private:

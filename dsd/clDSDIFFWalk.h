@@ -7,20 +7,17 @@
 #include <string>
 
 /**
- * The walk of clDSDIFFInspector over the chunks of a file: fills in the fields of an inspector and
- * notes what is wrong with single chunks and with the form. What it notes beyond that is for the
- * inspector to judge.
+ * The walk of clDSDIFFInspector over the chunks of a file: fills in the inspector's fields and
+ * notes the faults of single chunks and of the form. The inspector judges the rest.
  */
 class clDSDIFFWalk
 {
 public:
     static constexpr uint64_t HEADER_SIZE = 12;
 
-    /** A chunk that the file has a header of. */
     struct chunk_t {
         uint32_t uId = 0;
-        /** Of the header. */
-        uint64_t uOffset = 0;
+        uint64_t uOffset = 0; ///< of the header
         uint64_t uSize = 0;
 
         uint64_t GetData() const { return uOffset + HEADER_SIZE; }
@@ -39,19 +36,18 @@ public:
     /** Notes a finding, unless there are many of that severity. */
     void Add(severity_t eSeverity, const std::string &strText, bool bTag = false);
 
-    /** The findings, and how many were left out. */
+    /** The findings, and the number of those left out. */
     findings_t TakeFindings();
 
     chunk_t ReadHeader(uint64_t uOffset);
 
     clFileWindow file;
     bool bProperty = false;
-    // Sub-chunks of the last property chunk; one of a wrong size counts as well.
+    // Sub-chunks of the last property chunk, including those of a wrong size.
     bool bRate = false;
     bool bChannels = false;
     bool bCompression = false;
     uint32_t uCompression = 0;
-    /** "DSD " and "DST ". */
     clDSDIFFInspector::sound_t raw;
     clDSDIFFInspector::sound_t dst;
 
@@ -68,8 +64,7 @@ private:
 
     clDSDIFFInspector &to;
     findings_t findings;
-    // By severity.
-    size_t aCounts[5] = {};
+    size_t aCounts[5] = {}; ///< by severity
     uint64_t uInformationBudget = clDSDIFFMaster::MAX_BYTES;
     uint64_t uCommentBudget = clDSDIFFMaster::MAX_BYTES;
 };

@@ -9,17 +9,14 @@
 /**
  * Reads DSF files from a stream, or creates one.
  *
- * The file is a sequence of block groups: GetBlockSize() bytes of the first channel, then of the
- * second, and so on. Raw reads and writes move whole groups, GetBlockSize() * GetChannels() bytes;
- * the last group of a file is padded, and the sample count says how much of it is sound.
- * docs/formats.md draws it.
+ * The file is a sequence of block groups (docs/formats.md): GetBlockSize() bytes of the first
+ * channel, then of the second, and so on. Raw reads and writes move whole groups; the last group is
+ * padded, and the sample count says how much of it is sound.
  *
  * A file is written by Create, any number of WriteRaw, WriteMeta if there is a tag, SetLength and
  * Close, in this order. Closed without SetLength it keeps the provisional header of Create (no
- * samples, file size 0), which no reader takes for a finished file.
- *
- * An object is closed, open for reading or open for writing; operations of the other states throw
- * clXDSF.
+ * samples, file size 0), which no reader takes for a finished file. An object is closed, open for
+ * reading or open for writing; operations of the other states throw clXDSF.
  */
 class clDSF : public clDSD, private clSignalSource
 {
@@ -35,34 +32,25 @@ public:
     /** @throws clXDSF when the system reports a failed write; the file is closed all the same */
     void Close() override;
 
-    /**
-     * Reads decoded samples. If the stream ends inside a group, the whole samples before the end.
-     *
+    /** Reads decoded samples. If the stream ends inside a group, the whole samples before the end.
      * @param uSize a multiple of GetBlockSamples() * GetChannels()
      * @throws clXDSF for any other uSize, for more than six channels and after OpenMeta;
      * std::runtime_error when the position is already past the sample count; what the stream
-     * throws, and the next read starts from silence
-     */
+     * throws, and the next read starts from silence */
     uint64_t Read(double *pBuffer, uint64_t uSize) override;
     /** As Read; places without a channel keep the content of pBuffer. */
     uint64_t Read_5_1(double *pBuffer, uint64_t uSize) override;
 
-    /**
-     * Reads raw bytes, interleaved, the earliest sample in the highest bit.
-     *
+    /** Reads raw bytes, interleaved, the earliest sample in the highest bit.
      * @param uSize bytes, a multiple of GetBlockSize() * GetChannels(); pBuffer receives whole
      * groups
      * @return bytes of them that are sound
      * @throws clXDSF for any other uSize, and where the stream ends inside a group;
-     * std::runtime_error when the position is already past the sample count
-     */
+     * std::runtime_error when the position is already past the sample count */
     uint64_t ReadRaw(void *pBuffer, uint64_t uSize) override;
 
-    /**
-     * @param uSize bytes of six-byte frames; all of them are written
-     * @throws clXDSF as ReadRaw, for an unknown channel type, and for more channels than it has;
-     * fewer take its first places
-     */
+    /** As ReadRaw. uSize is bytes of six-byte frames, all written. @throws clXDSF also for an
+     * unknown channel type, and for more channels than it has; fewer take its first places */
     uint64_t ReadRaw_5_1(void *pBuffer, uint64_t uSize) override;
 
     uint32_t GetBlockSamples() const override;
@@ -73,16 +61,12 @@ public:
     uint64_t GetOutputSize() const override;
     uint64_t GetOutputLength() const override;
 
-    /**
-     * @param uSamples a multiple of GetBlockSamples() * GetChannels(): the start of a block group
-     * @return the new position in one-bit samples per channel
-     */
+    /** @param uSamples a multiple of GetBlockSamples() * GetChannels(): the start of a block group
+     * @return the new position in one-bit samples per channel */
     uint64_t SeekSample(uint64_t uSamples) override;
-    /**
-     * @param uFrame a multiple of GetBlockSamples(). Multiples of a sixteenth of that are accepted,
-     * but are inside a group: later reads then confuse the channels
-     * @return the new position in bytes per channel
-     */
+    /** @param uFrame a multiple of GetBlockSamples(). Multiples of a sixteenth of that are
+     * accepted, but are inside a group: later reads then confuse the channels
+     * @return the new position in bytes per channel */
     uint64_t SeekFrame(uint64_t uFrame) override;
 
     /** Bytes of sound data read or written so far, all channels. */
@@ -96,40 +80,26 @@ public:
     /** Creates or truncates the file and writes a provisional header. */
     virtual void Create(const char *cpPath, uint32_t uSampleRate, uint32_t uChannels);
 
-    /**
-     * Completes the headers. To be called last and only once: later sound data would overwrite the
-     * first, and a second call would announce a file without sound data.
-     * @param uSamples one-bit samples per channel
-     */
+    /** Completes the headers; uSamples is per channel. To be called last and only once: later sound
+     * data would overwrite the first, and a second call would announce a file without sound
+     * data. */
     virtual void SetLength(uint64_t uSamples);
 
-    /**
-     * Appends whole block groups.
-     *
-     * @param pSrc  one block per channel, channel 0 first; earliest sample in the highest bit
+    /** Appends whole block groups.
+     * @param pSrc one block per channel, channel 0 first; earliest sample in the highest bit
      * @param uSize bytes, a multiple of GetBlockSize() * GetChannels()
      * @return uSize
-     * @throws clXDSF when uSize is no such multiple; clXFileIO when the file refuses the bytes
-     */
+     * @throws clXDSF when uSize is no such multiple; clXFileIO when the file refuses the bytes */
     virtual uint64_t WriteRaw(const void *pSrc, uint64_t uSize);
 
-    /**
-     * Appends interleaved frames in one pass. The last group is padded with zeros, so only the last
-     * call may end in an incomplete group.
-     *
-     * @param pSrc     uFrames * GetChannels() bytes, one of each channel in turn; earliest sample
-     *                 in the highest bit
+    /** Appends uFrames interleaved bytes per channel, the earliest sample in the highest bit. The
+     * last group is padded with zeros, so only the last call may end in an incomplete group.
      * @param upPlaces one channel of this file per channel of pSrc, all different
-     * @return bytes written
-     * @throws as WriteRaw, and clXDSF for more than six channels
-     */
+     * @return bytes written @throws as WriteRaw, and clXDSF for more than six channels */
     uint64_t WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *upPlaces);
 
-    /**
-     * Appends an ID3v2 tag unchanged and notes its position. Between the last WriteRaw and
-     * SetLength.
-     * @return uSize
-     */
+    /** Appends an ID3v2 tag unchanged and notes its position; between the last WriteRaw and
+     * SetLength. @return uSize */
     virtual uint64_t WriteMeta(const void *pBytes, uint64_t uSize);
 
     // Fields of the headers, for the next WriteHeaders; Create sets the first two.
@@ -144,20 +114,14 @@ public:
     /** Writes the headers at the start of the file, and stays at their end. */
     void WriteHeaders();
 
-    /**
-     * Turns block groups into interleaved bytes.
-     * @param uSize bytes, a multiple of GetBlockSize() * GetChannels()
-     */
+    /** Turns block groups into interleaved bytes. uSize is a multiple of GetBlockSize() *
+     * GetChannels(). */
     void RearrangeData(void *pDest, const void *pSrc, uint64_t uSize) const;
 
-    /**
-     * Turns blocks into samples of +1 and -1 (doubled with the amplitude switch), eight a byte.
-     *
-     * @param ppDest one destination per channel, each with room for eight samples a byte of its
-     * blocks
-     * @param pSrc   blocks, one of each channel in turn, in the bit order of the file
-     * @param uSize  bytes, a multiple of GetBlockSize()
-     */
+    /** Turns uSize bytes of blocks, one of each channel in turn, in the bit order of the file, into
+     * samples of +1 and -1, doubled with the amplitude switch. uSize is a multiple of
+     * GetBlockSize(); ppDest has one destination per channel, with room for eight samples a
+     * byte. */
     void ConvertData(double *const *ppDest, const void *pSrc, uint64_t uSize) const;
 
 private:
@@ -179,8 +143,7 @@ private:
     uint64_t SeekBytes(uint64_t uBytes, const char *cpMessage);
     uint32_t GetChannelType() const noexcept;
 
-    /** One-bit samples per channel. */
-    uint64_t uSamplePos = 0;
+    uint64_t uSamplePos = 0; ///< one-bit samples per channel
     bool bMsbFirst = true;
     uint64_t uDataStart = 0;
     uint64_t uDataPos = 0;

@@ -7,18 +7,17 @@
 class clStreamReader;
 
 /**
- * Reads a stream at any position, a few KiB at a time: small chunks that follow each other cost one
- * read. The stream is borrowed and must outlive this object.
+ * Reads a stream at any position, a few KiB at a time: one read serves many small chunks. The
+ * stream is borrowed and must outlive this object.
  */
 class clFileWindow
 {
 public:
     explicit clFileWindow(clStreamReader &streamFile);
 
-    /** Size of the stream in bytes. */
     uint64_t GetSize() const noexcept { return uFileSize; }
 
-    /** Fills a buffer with the bytes from a position on; zeros where the stream has none. */
+    /** Fills a buffer with the bytes from a position on; zeros after the end of the stream. */
     void Read(uint64_t uOffset, void *pBuffer, size_t sizeBuffer);
 
     /** Whether the stream has ended before its size, so that a walk by its size must stop. */
