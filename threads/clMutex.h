@@ -3,8 +3,8 @@
 #include <pthread.h>
 
 /**
- * A non-recursive mutex that does not check which thread releases it. Failures are clException
- * with the number that the system returned.
+ * A non-recursive mutex that does not check which thread releases it. Failures are clException with
+ * the number that the system returned.
  */
 class clMutex
 {
@@ -13,10 +13,8 @@ public:
     clMutex(const clMutex &) = delete;
     clMutex &operator=(const clMutex &) = delete;
 
-    /**
-     * @throws clException when the mutex is still held, because its holder would continue without
-     * protection; silent during the unwinding of another exception
-     */
+    /** @throws clException when the mutex is still held, whose holder would lose its protection;
+     * silent during the unwinding of another exception */
     // NOLINTNEXTLINE(bugprone-exception-escape): it may throw, as noexcept(false) says.
     virtual ~clMutex() noexcept(false);
 

@@ -3,10 +3,9 @@
 #include <semaphore.h>
 
 /**
- * A counting semaphore of this process; the count starts at 0.
- *
- * Any thread may wait and post. A Post synchronises with the Wait that takes it. A semaphore may be
- * destroyed as soon as the last Wait has returned. Failures are clException.
+ * A counting semaphore of this process; the count starts at 0. A Post synchronises with the Wait
+ * that takes it. A semaphore may be destroyed as soon as the last Wait has returned. Failures are
+ * clException.
  */
 class clSemaphore
 {
@@ -19,10 +18,9 @@ public:
     // NOLINTNEXTLINE(bugprone-exception-escape): it may throw, as noexcept(false) says.
     virtual ~clSemaphore() noexcept(false);
 
-    /**
-     * Waits until the count is above 0 and decrements it. A cancellation point.
-     * @throws clException also when a signal handler interrupts the wait (EINTR); the count stays
-     */
+    /** Waits until the count is above 0 and decrements it. A cancellation point.
+     * @throws clException also when a signal handler interrupts the wait (EINTR); the count
+     * stays */
     void Wait();
 
     /** Decrements the count if it is above 0. @return whether it did */

@@ -24,39 +24,26 @@ public:
     /** Cancels and joins the thread and ignores failures; only members of subclasses may throw. */
     virtual ~clThread() noexcept(false);
 
-    /**
-     * Starts a thread that calls ThreadInit, Execute(pArg) and ThreadClean in turn. Once the
-     * destructor has begun, the thread leaves out Execute.
-     *
-     * A thread counts as running from the end of its ThreadInit until it ends or is cancelled.
-     * Creating another one while the first does not count as running, but before Wait, loses the
-     * first for good.
+    /** Starts a thread that calls ThreadInit, Execute(pArg) and ThreadClean; without Execute once
+     * the destructor has begun. It counts as running from the end of ThreadInit until it ends or is
+     * cancelled. Another Create before Wait, while it does not count as running, loses it for good.
      * @param bDetach nobody will wait for the thread; its Execute must end by returning
      * @throws clXThread when a thread is running; when none can be started (the previous one can
-     * still be waited for); when it cannot be detached (it runs and can be waited for)
-     */
+     * still be waited for); when it cannot be detached (it runs and can be waited for) */
     void Create(void *pArg, bool bDetach);
 
-    /**
-     * Cancels the running thread at its next cancellation point; ThreadClean is not called then.
-     * @throws clXThread when no thread is running
-     */
+    /** Cancels the running thread at its next cancellation point; ThreadClean is not called then.
+     * @throws clXThread when no thread is running */
     void Cancel();
 
-    /**
-     * Joins the thread.
-     * @return the result of Execute; null after an exception and when there is nothing to join;
-     * PTHREAD_CANCELED for a cancelled thread
-     * @throws clXThread when the thread cannot be joined, for example by itself
-     */
+    /** Joins the thread. @return the result of Execute; null after an exception and without a
+     * thread to join; PTHREAD_CANCELED for a cancelled thread
+     * @throws clXThread when the thread cannot be joined, for example by itself */
     void *Wait();
 
-    /**
-     * Sets how the calling thread reacts to a cancellation.
-     * @param bDisable true defers cancellations, false admits them
-     * @param bAsync   true ends the thread at any instruction, which is safe only for code without
-     * C++ objects and handlers; false ends it at cancellation points
-     */
+    /** Sets whether the calling thread defers cancellations (bDisable), and whether one ends it at
+     * any instruction (bAsync) instead of at cancellation points, which is safe only for code
+     * without C++ objects and handlers. */
     static void SetCancel(bool bDisable, bool bAsync);
 
 protected:
@@ -71,8 +58,7 @@ protected:
 
     bool bJoinable = false;
 
-    // Written by both threads. Sequentially consistent because its order against bEnding matters;
-    // thread creation and join synchronise everything else.
+    // Written by both threads. Sequentially consistent because its order against bEnding matters.
     std::atomic<bool> bRunning{false};
     pthread_t tidThread{};
 

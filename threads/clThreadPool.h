@@ -9,15 +9,15 @@
 
 /**
  * A fixed set of worker threads that runs one batch of jobs at a time; a subclass supplies the job
- * in ThreadPoolJob.
+ * in ThreadPoolJob. One thread at a time may use a pool.
  *
- * One thread at a time may use a pool. ~clThreadPool ends the workers, but only after the subclass
- * has been destroyed: a subclass whose Submit may be interrupted by a signal or a cancellation
- * calls ThreadPoolDestroy in its own destructor.
+ * ~clThreadPool ends the workers, but only after the subclass has been destroyed: a subclass whose
+ * Submit may be interrupted by a signal or a cancellation calls ThreadPoolDestroy in its own
+ * destructor.
  *
  * Jobs must not throw. If one does, its worker prints the exception's text to standard error and
- * ends, and the batch never completes. The index of a dead worker stays unused until the pool is
- * destroyed and created again.
+ * ends, and the batch never completes. The worker's index stays unused until the pool is destroyed
+ * and created again.
  */
 class clThreadPool
 {
@@ -29,51 +29,42 @@ public:
     /** Ends all workers and ignores failures, except one of semDone's destructor. */
     virtual ~clThreadPool() noexcept(false);
 
-    /**
-     * Starts the workers 0 to lThreads - 1 and waits until each has started.
+    /** Starts the workers 0 to lThreads - 1 and waits until each has started.
      * @throws clXThreadPool when the pool has workers; when one cannot be started, and the earlier
      * ones then run until the pool is destroyed
      * @throws std::bad_alloc for a negative number and when memory is short, clException when a
-     * semaphore cannot be made; the pool is then empty
-     */
+     * semaphore cannot be made; the pool is then empty */
     void ThreadPoolCreate(long lThreads);
 
-    /**
-     * Runs ThreadPoolJob(i, ppArgs[i]) on worker i, for the first lThreads workers, and returns
-     * when all these jobs have returned.
-     * @param ppArgs borrowed until the return; null gives each job a null argument
-     * @throws clXThreadPool when lThreads is below 1 or above the number of workers
-     * @throws clException when a signal handler interrupts the wait; the batch still runs, and only
-     * ThreadPoolDestroy may be called before it has finished
-     */
+    /** Runs ThreadPoolJob(i, ppArgs[i]) on each worker i below lThreads and returns when all have
+     * returned. ppArgs is borrowed until then; null gives each job a null argument.
+     * @throws clXThreadPool when lThreads is below 1 or above the number of workers; clException
+     * when a signal handler interrupts the wait: the batch still runs, and only ThreadPoolDestroy
+     * may be called before it has finished */
     void ThreadPoolSubmit(long lThreads, void **ppArgs);
 
-    /**
-     * The first half of ThreadPoolSubmit, for a caller that works in parallel: returns while the
-     * jobs run, and borrows ppArgs only for the call. The next call must be ThreadPoolWait.
-     * @throws clXThreadPool as ThreadPoolSubmit; nothing runs then
-     */
+    /** As ThreadPoolSubmit, but returns while the jobs run, and borrows ppArgs only for the call.
+     * The next call must be ThreadPoolWait.
+     * @throws clXThreadPool as ThreadPoolSubmit; nothing runs then */
     void ThreadPoolStart(long lThreads, void **ppArgs);
 
-    /** The second half of ThreadPoolSubmit. @throws clException when a signal interrupts it */
+    /** Waits for the batch of ThreadPoolStart. @throws clException when a signal interrupts it */
     void ThreadPoolWait();
 
-    /**
-     * Ends all workers, each after its current job, and returns when none uses the pool any more.
+    /** Ends all workers, each after its current job, and returns when none uses the pool any more.
      * Neither a signal nor a cancellation interrupts this. Waits for ever if a job throws during
-     * the call and its worker is the last one to end.
-     */
+     * the call and its worker is the last one to end. */
     void ThreadPoolDestroy();
 
-    /** The loop of one worker, called on the worker's thread. */
+    /** The loop of one worker, on the worker's thread. */
     static void ThreadPoolCB(clThreadPool *pPool);
 
 protected:
     /** One job. @param lThreadIdx index of the worker and of the job in its batch */
     virtual void ThreadPoolJob(long lThreadIdx, void *pArg);
 
-    // Live workers, and unfinished jobs of the batch. Each change is a single atomic step whose
-    // result decides. These steps and the semaphores also publish what the jobs wrote.
+    // Live workers, and unfinished jobs of the batch. Each change is one atomic step whose result
+    // decides; these steps and the semaphores also publish what the jobs wrote.
     std::atomic<int64_t> lThreadCntr{0};
     std::atomic<int64_t> lPending{0};
 
