@@ -2,9 +2,6 @@
 
 class clStreamReader;
 
-/**
- * Makes a clStreamReaderHTTP for a name that begins with "http:", in lower case only, and a
- * clStreamReaderFile for any other; throws what their constructors throw.
- * @return the reader; the caller deletes it
- */
+/** Makes a clStreamReaderHTTP for a name that begins with "http:", in lower case only, and a
+ * clStreamReaderFile for any other; throws what their constructors throw. The caller deletes it. */
 clStreamReader *CreateStreamReader(const char *cpName);

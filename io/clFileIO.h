@@ -9,10 +9,8 @@
 #include <sys/types.h> // for off_t, ssize_t
 
 /**
- * Owns one file descriptor and the memory mappings made of it.
- *
- * One thread at a time. Every failure is a clXFileIO, with the system's text for a failed call.
- * Closing is no cancellation point.
+ * Owns one file descriptor and the memory mappings made of it. One thread at a time. Every failure
+ * is a clXFileIO, with the system's text for a failed call. Closing is no cancellation point.
  */
 class clFileIO
 {
@@ -41,35 +39,26 @@ public:
     clFileIO(const clFileIO &) = delete;
     clFileIO &operator=(const clFileIO &) = delete;
 
-    /**
-     * Closes the file and throws as Close does, because the error may be the only report of a
+    /** Closes the file and throws as Close does, because the error may be the only report of a
      * failed delayed write; silent during unwinding. An owner that must not throw calls Close and,
-     * if that fails, Detach.
-     */
+     * if that fails, Detach. */
     // NOLINTNEXTLINE(bugprone-exception-escape): it may throw, as noexcept(false) says.
     virtual ~clFileIO() noexcept(false);
 
-    /**
-     * Closes the current file and opens the path; ignores other bits than OPEN_ ones.
-     * @throws clXFileIO; when only posix_fadvise(2) fails, the file is open, but without a name
-     */
+    /** Closes the current file and opens the path; ignores other bits than OPEN_ ones.
+     * @throws clXFileIO; when only posix_fadvise(2) fails, the file is open, but without a name */
     virtual void Open(const char *cpPath, access_t access, int iOptions);
 
-    /**
-     * Ends all mappings and closes the file, if there are any.
-     * @throws clXFileIO when close(2) reports an error (the object then keeps the number of the
-     * descriptor, see Detach) or when a file marked for deletion cannot be deleted
-     */
+    /** Ends all mappings and closes the file, if there are any.
+     * @throws clXFileIO when close(2) reports an error (the object keeps the number of the
+     * descriptor, see Detach) or when a file marked for deletion cannot be deleted */
     virtual void Close();
 
     virtual int64_t Size();
 
     virtual void SetSize(off_t lLength);
 
-    /**
-     * Makes a shared mapping of a part of the file, which Unmap or Close ends.
-     * @param lOffset  a multiple of GetPageSize()
-     * @param iOptions MAP_OPT_ bits
+    /** Makes a shared mapping, which Unmap or Close ends; lOffset is a multiple of GetPageSize().
      */
     virtual void *Map(off_t lOffset, size_t sizeMap, access_t access, int iOptions);
 
@@ -79,11 +68,8 @@ public:
     /** One read(2), which may be short. */
     virtual ssize_t Read(void *pBuffer, size_t sizeBuffer);
 
-    /**
-     * One write(2).
-     * @throws clXFileIO also when only a part was written. A second write then determines the
-     * error, ENOSPC if it succeeds; how many of the bytes were written is unknown.
-     */
+    /** One write(2). @throws clXFileIO also when only a part, of unknown size, was written; a
+     * second write then determines the error, ENOSPC if it succeeds */
     virtual ssize_t Write(const void *pBuffer, size_t sizeBuffer);
 
     /** @return the new position, from the start of the file */
@@ -96,11 +82,8 @@ public:
 
     bool IsOpen() const noexcept { return iFileH >= 0; }
 
-    /**
-     * Gives up the descriptor without closing it. For use after a failed Close: Linux has closed
-     * the descriptor even then, and a second close(2) could close another file. Mappings stay
-     * owned.
-     */
+    /** Gives up the descriptor without closing it, for use after a failed Close: Linux has closed
+     * it even then, and a second close(2) could close another file. Mappings stay owned. */
     void Detach() noexcept { iFileH = -1; }
 
 protected:

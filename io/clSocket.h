@@ -18,11 +18,10 @@ inline constexpr size_t SOCKETOP_READBUF_SIZE = 4096;
  * lines for text protocols.
  *
  * One thread at a time. A system call that fails throws clXSocket with the system's text; a closed
- * peer never raises a signal. Byte counts may be short. Raw structures and options are passed to
- * the system unchanged; their sizes are not checked. Closing is no cancellation point.
- *
- * Waits use select(2): time-outs are in milliseconds, a signal counts as a time-out, and a closed
- * descriptor or one of FD_SETSIZE or more throws clXSocket.
+ * peer never raises a signal. Byte counts may be short. The sizes of raw structures and options are
+ * not checked. Closing is no cancellation point. Waits use select(2): time-outs are in
+ * milliseconds, a signal counts as a time-out, and a closed descriptor or one of FD_SETSIZE or more
+ * throws clXSocket.
  */
 class clSocket
 {
@@ -30,10 +29,8 @@ public:
     clSocket();
     clSocket(const clSocket &) = delete;
 
-    /**
-     * Duplicates the source's descriptor; iSockH is -1 if that fails. Does not close the current
-     * descriptor: call Close first. Compatibility: callers rely on it.
-     */
+    /** Duplicates the source's descriptor; iSockH is -1 if that fails. Does not close the current
+     * descriptor: call Close first. Compatibility: callers rely on it. */
     clSocket &operator=(const clSocket &source);
 
     /** Closes the descriptor if bAutoClose is set; ignores errors. */
@@ -51,23 +48,17 @@ public:
     void Listen(int iBacklog);
     void Connect(const clSocketAddr &addr);
 
-    /**
-     * Connects with a time-out; the socket is blocking afterwards. A refusal during the wait counts
-     * as connected and makes the first transfer fail.
-     * @param iTimeoutMs below 0 as 0
-     * @return false after the time-out
-     */
+    /** Connects with a time-out, below 0 as 0; the socket is blocking afterwards. A refusal during
+     * the wait counts as connected and makes the first transfer fail.
+     * @return false after the time-out */
     bool Connect(const clSocketAddr &addr, int iTimeoutMs);
 
-    /**
-     * Waits for a connection.
-     * @param ppPeer     receives the peer's address, which the caller deletes, or null after a
-     *                   time-out or failure; may be null
-     * @param uTimeoutMs 0 waits for ever
+    /** Waits for a connection, for ever if uTimeoutMs is 0.
+     * @param ppPeer receives the peer's address, which the caller deletes, or null after a time-out
+     * or failure; may be null
      * @return the connection's descriptor, owned by the caller; -1 after the time-out
      * @throws clXSocketAddr, after closing the connection, for a requested address without a class,
-     *         such as that of most local peers
-     */
+     * such as that of most local peers */
     int Accept(clSocketAddr **ppPeer = nullptr, unsigned uTimeoutMs = 0);
     int Accept(std::nullptr_t, unsigned uTimeoutMs = 0);
 
@@ -93,36 +84,28 @@ public:
     ssize_t RecvMsg(msghdr *pMessage, int iFlags);
     ssize_t SendMsg(const msghdr *pMessage, int iFlags);
 
-    /**
-     * Reads one line up to a line feed or a zero byte. Drops a carriage return and what follows it
+    /** Reads one line up to a line feed or a zero byte. Drops a carriage return and what follows it
      * in the line, or in the piece that was read. Compatibility: callers rely on it.
-     * @param strLine    receives the line without its end, or the part before a failure
+     * @param strLine receives the line without its end, or the part before a failure
      * @param uTimeoutMs time-out of each wait for bytes; 0 waits for ever
-     * @return the length; 0 also when the peer has closed; -1 after a time-out
-     */
+     * @return the length; 0 also when the peer has closed; -1 after a time-out */
     ssize_t GetLine(clString &strLine, unsigned uTimeoutMs = 0);
 
-    /**
-     * As GetLine, but appends only the part of a line that has arrived, for callers that limit time
-     * or length themselves. Blocks until a byte arrives.
-     * @param bComplete receives whether the line ends with this part
-     * @return the bytes received, not all of them appended; 0 when the peer has closed
-     */
+    /** As GetLine, but appends only the part of a line that has arrived; bComplete receives whether
+     * the line ends with it. Blocks until a byte arrives.
+     * @return the bytes received, not all of them appended; 0 when the peer has closed */
     ssize_t GetLinePiece(clString &strLine, bool &bComplete);
 
-    /**
-     * Sends a text and, if it contains no line feed, one after it. @return the bytes sent
-     * @throws clXSocket also when only a part was sent
-     */
+    /** Sends a text and, if it contains no line feed, one after it.
+     * @return the bytes sent
+     * @throws clXSocket also when only a part was sent */
     ssize_t SendLine(const char *cpText);
     ssize_t SendLine(const clString &strText);
 
     // ---- waiting ----
 
-    /**
-     * @return false after the time-out
-     * @throws clXSocketError for an exceptional condition of the socket, such as urgent data
-     */
+    /** @return false after the time-out
+     * @throws clXSocketError for an exceptional condition of the socket, such as urgent data */
     bool WaitRead(unsigned uTimeoutMs);
     /** Waits for ever; a signal may end the wait early. */
     void WaitRead();
@@ -149,14 +132,11 @@ public:
     clSocketAddr *GetSockName();
     clSocketAddr *GetPeerName();
 
-    // ---- multicast: for IPv4 and IPv6 groups; others are ignored. Both families use the option
+    // ---- multicast, for IPv4 and IPv6 groups; others are ignored. Both families use the option
     // numbers of IPv4. Compatibility: callers rely on it. ----
 
-    /**
-     * @param pInterface the interface's address (IPv4) or its index as scope (IPv6); null lets the
-     *                   system choose
-     * @throws clXSocket also when the families differ
-     */
+    /** @param pInterface the interface's address (IPv4) or its index as scope (IPv6); null lets the
+     * system choose @throws clXSocket also when the families differ */
     void JoinGroup(const clSocketAddr &group, const clSocketAddr *pInterface = nullptr);
     void LeaveGroup(const clSocketAddr &group, const clSocketAddr *pInterface = nullptr);
     void SetMulticastIf(const clSocketAddr &addr);
@@ -174,12 +154,9 @@ public:
 class clSocketOp
 {
 public:
-    /**
-     * @param ipSockH uCount descriptors
-     * @return bit i modulo 32 is set when descriptor i is ready; 0 after the time-out
+    /** @return bit i modulo 32 is set when descriptor i of uCount is ready; 0 after the time-out
      * @throws clXSocket for null and for a descriptor out of the range of select(2); clXSocketError
-     *         for an exceptional condition of one of them
-     */
+     * for an exceptional condition of one of them */
     static uint32_t WaitRead(const int *ipSockH, unsigned uCount, unsigned uTimeoutMs);
     static uint32_t WaitWrite(const int *ipSockH, unsigned uCount, unsigned uTimeoutMs);
     static uint32_t WaitReadWrite(const int *ipSockH, unsigned uCount, unsigned uTimeoutMs);

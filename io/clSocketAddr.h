@@ -27,13 +27,10 @@ public:
     /** Owned by this object, valid as long as it; null in this base. */
     virtual const sockaddr *GetSockAddr() const;
 
-    /** Size of the structure at GetSockAddr(). */
     virtual socklen_t GetSize() const;
 
-    /**
-     * Copies a raw structure; this base ignores it.
-     * @throws clXSocketAddr for null and for any size but GetSize()
-     */
+    /** Copies a raw structure; this base ignores it.
+     * @throws clXSocketAddr for null and for any size but GetSize() */
     virtual void Set(const sockaddr *spNewAddr, socklen_t size);
 
     /** The numeric address, or the path of a local socket. */
@@ -80,17 +77,13 @@ public:
     clString AsHostName() const override;
 
     virtual clString AsHostNamePort() const;
-    /** In host byte order. */
-    virtual uint16_t GetPort() const;
+    virtual uint16_t GetPort() const; ///< in host byte order
     virtual void Copy(const clSocketAddrIPv4 &source);
 
-    /**
-     * Sets a numeric address or the first answer of the resolver.
+    /** Sets a numeric address or the first answer of the resolver; uPort is in host byte order.
      * @param cpHost null is the wildcard address; pass static_cast<const char *>(nullptr), because
      * a plain nullptr is ambiguous
-     * @param uPort  in host byte order
-     * @throws clXSocketAddr for a name that the resolver does not find; the address is unchanged
-     */
+     * @throws clXSocketAddr for a name that the resolver does not find; the address is unchanged */
     void Set(const char *cpHost, uint16_t uPort);
 
 private:
@@ -111,8 +104,7 @@ public:
     clString AsHostName() const override;
 
     virtual clString AsHostNamePort() const;
-    /** In host byte order. */
-    virtual uint16_t GetPort() const;
+    virtual uint16_t GetPort() const; ///< in host byte order
     virtual void Copy(const clSocketAddrIPv6 &source);
 
     /** As clSocketAddrIPv4::Set. */
@@ -126,24 +118,16 @@ private:
 class clSocketAddrDetect
 {
 public:
-    /**
-     * Chooses the family only by the size.
-     * @throws clXSocketAddr for any other size. Most local sockets report one, because the system
-     * cuts their structure after the path
-     */
+    /** Chooses the family only by the size. @throws clXSocketAddr for any other size. Most local
+     * sockets report one, because the system cuts their structure after the path */
     static clSocketAddr *GetAddr(const sockaddr *spAddr, socklen_t size);
 
-    /**
-     * Resolves "host" or "host:service"; without a service the port is 0. Splits at the first
+    /** Resolves "host" or "host:service"; without a service the port is 0. Splits at the first
      * colon, so numeric IPv6 addresses are not possible.
-     * @throws clXSocketAddr without a host, or when the resolver finds nothing
-     */
+     * @throws clXSocketAddr without a host, or when the resolver finds nothing */
     static clSocketAddr *GetAddr(const clString &strText);
 
-    /**
-     * Returns the resolver's first answer.
-     * @throws clXSocketAddr, with the resolver's code in iErrno, when the resolver finds nothing;
-     * for a family without a class here
-     */
+    /** Returns the resolver's first answer. @throws clXSocketAddr, with the resolver's code in
+     * iErrno, when it finds nothing; for a family without a class here */
     static clSocketAddr *GetAddr(const char *cpNode, const char *cpService);
 };

@@ -10,10 +10,8 @@
 class clAlloc;
 
 /**
- * A source of bytes that is read from front to back.
- *
- * Unsupported operations throw clXStreamReader. One thread at a time. The destructors of the
- * readers close the stream and ignore errors.
+ * A source of bytes that is read from front to back. Unsupported operations throw clXStreamReader.
+ * One thread at a time. The destructors of the readers close the stream and ignore errors.
  */
 class clStreamReader
 {
@@ -31,7 +29,6 @@ public:
     /** @return the new position, from the start of the stream */
     virtual off_t Seek(off_t lPosition);
 
-    /** @return the new position */
     virtual off_t Skip(off_t lCount);
 
     virtual off_t Tell();
@@ -48,18 +45,13 @@ public:
     /** Owned by the reader, valid until the next operation. */
     virtual const char *GetMimeType();
 
-    /**
-     * Reads until the buffer is full or the stream ends.
-     * @return the bytes read, fewer than sizeBuffer only at the end
-     */
+    /** Reads until the buffer is full or the stream ends.
+     * @return the bytes read, fewer than sizeBuffer only at the end */
     size_t ReadFully(void *pBuffer, size_t sizeBuffer);
 
-    /**
-     * As above, but grows the buffer as bytes arrive, so that a wrong size in a file takes no
+    /** As above, but grows the buffer as bytes arrive, so that a wrong size in a file takes no
      * memory. A remote stream of known size is read in requests of up to 256 MiB, because readers
-     * limit only the wait before each read.
-     * @return the bytes read; the buffer may be larger
-     */
+     * limit only the wait before each read. @return the bytes read; the buffer may be larger */
     size_t ReadFully(clAlloc &buffer, uint64_t uSize);
 
     const clString strName;

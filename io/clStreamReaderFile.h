@@ -7,10 +7,8 @@
 class clStreamReaderFile : public clStreamReader
 {
 public:
-    /**
-     * @param strFile a path, also after "file:" or "file://"
-     * @throws clXStreamReader when the file cannot be opened
-     */
+    /** @param strFile a path, also after "file:" or "file://"
+     * @throws clXStreamReader when the file cannot be opened */
     explicit clStreamReaderFile(const clString &strFile);
     ~clStreamReaderFile() noexcept(false) override;
 
@@ -25,10 +23,8 @@ public:
     bool IsRemote() override;
     bool IsSeekable() override;
 
-    /**
-     * The name without "file://" or "file:". Host and %-escapes are not parsed: "file://a/b" is the
-     * relative path a/b.
-     */
+    /** The name without "file://" or "file:". Host and %-escapes are not parsed: "file://a/b" is
+     * the relative path a/b. */
     static clString PathOf(const clString &strFile);
 
 protected:

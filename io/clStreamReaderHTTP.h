@@ -25,31 +25,24 @@ class clSocketAddr;
 class clStreamReaderHTTP : public clStreamReader
 {
 public:
-    /**
-     * @param strUrl "http://host/path" or "http://host:port/path"; the path is sent unchanged
-     * @throws clXStreamReader for any other form, and as GetHead
-     */
+    /** @param strUrl "http://host/path" or "http://host:port/path"; the path is sent unchanged
+     * @throws clXStreamReader for any other form, and as GetHead */
     explicit clStreamReaderHTTP(const clString &strUrl);
 
     ~clStreamReaderHTTP() noexcept(false) override;
 
     void Close() override;
 
-    /**
-     * Reads sizeBuffer bytes, or fewer at the end of the body. The time-out of one second applies
-     * only to the first byte.
-     * @return the bytes read; 0 when the server has closed the connection
-     * @throws clXStreamReader after the time-out, and without a connection
-     */
+    /** Reads sizeBuffer bytes, or fewer at the end of the body. The time-out of one second applies
+     * only to the first byte. @return the bytes read; 0 when the server has closed the connection
+     * @throws clXStreamReader after the time-out, and without a connection */
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override;
 
     off_t Seek(off_t lPosition) override;
 
-    /**
-     * Reads and discards lCount bytes. A short read is an error, even if more would follow later;
+    /** Reads and discards lCount bytes. A short read is an error, even if more would follow later;
      * the stream is then usable only after a Seek. Compatibility: callers rely on it.
-     * @throws clXStreamReader for a short read or a negative count, and without a connection
-     */
+     * @throws clXStreamReader for a short read or a negative count, and without a connection */
     off_t Skip(off_t lCount) override;
 
     off_t Tell() override;
@@ -62,29 +55,21 @@ public:
 
     const char *GetMimeType() override;
 
-    /**
-     * Connects, sends one request and reads the answer up to its body.
-     * @param cpHeaderName, cpHeaderValue an additional header; none if either is null
-     * @return the status, 200 to 299
+    /** Connects, sends one request and reads the answer up to its body. A header with a null name
+     * or value is not sent. @return the status, 200 to 299
      * @throws clXStreamReader with the first word of the reason for any other status; after 1
-     * second without a connection or 30 without a byte; for a line above 65,536 bytes or more
-     * than 1,000 headers
-     * @throws clXString for a status or an announced length that is no number
-     */
+     * second without a connection or 30 without a byte; for a line above 65,536 bytes or more than
+     * 1,000 headers
+     * @throws clXString for a status or an announced length that is no number */
     uint32_t GetHead(const char *cpMethod, const char *cpHeaderName, const char *cpHeaderValue);
 
-    /**
-     * Reconnects and requests the resource from a position.
-     * @return the new position
+    /** Reconnects and requests the resource from a position. @return the new position
      * @throws clXStreamReader as GetHead, for a server without ranges, and for a negative position,
-     * which changes nothing
-     */
+     * which changes nothing */
     off_t MakeRequest(off_t lPosition);
 
-    /**
-     * The name of the client in requests, for all readers of the process; null is the default.
-     * Borrowed. Set it before any other thread uses a reader.
-     */
+    /** The name of the client in requests of the whole process; null is the default. Borrowed. Set
+     * it before any other thread uses a reader. */
     static const char *cpUserAgent;
 
 protected:
