@@ -8,8 +8,8 @@
  * The arithmetic of the two stages of clDecimator: a scalar version, the reference, and one per
  * vector instruction set. All give the same doubles bit for bit, because every sum has one order
  * and starts from +0.0. The first stage adds the bytes at even and those at odd distances from the
- * newest separately, the oldest first, and then the two sums; the second stage starts with the
- * middle tap and goes on with the pairs, the innermost first.
+ * newest separately, oldest first, then the two sums; the second starts with the middle tap and
+ * continues with the pairs, innermost first.
  */
 namespace DecimatorKernels
 {
@@ -22,20 +22,12 @@ struct set_t {
     const char *cpName;
     bool (*fnIsSupported)() noexcept;
 
-    /**
-     * The first stage: one sample per byte, even and odd ones to separate buffers.
-     *
-     * @param cpBytes   preceded by FIRST_HISTORY bytes of history
-     * @param sizeBytes even
-     */
+    /** The first stage: one sample per byte, even and odd ones to separate buffers. cpBytes is
+     * preceded by FIRST_HISTORY bytes of history; sizeBytes is even. */
     void (*fnFirst)(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes) noexcept;
 
-    /**
-     * The second stage.
-     *
-     * @param pEven  preceded by SECOND_HISTORY samples of history, as pOdd
-     * @param dScale each sum is multiplied by it
-     */
+    /** The second stage, each sum multiplied by dScale. pEven and pOdd are preceded by
+     * SECOND_HISTORY samples of history each. */
     void (*fnSecond)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
                      double dScale) noexcept;
 };

@@ -2,29 +2,24 @@
 
 #include <cstdint>
 
-/** Constants of the one-bit signal that all readers and the decoder share. */
+/** Constants of the one-bit signal. */
 namespace Signal
 {
 
-/** One-bit samples of one channel in a byte. */
-constexpr uint32_t SAMPLES_PER_BYTE = 8;
+constexpr uint32_t SAMPLES_PER_BYTE = 8; ///< of one channel
 
-/** One-bit samples for each decoded one: the first filter stage divides the rate by 8, the second
- * by 2. */
+/** One-bit samples per decoded one: the filter stages divide by 8 and by 2. */
 constexpr uint32_t DECIMATION = 16;
 
-/** Bytes of one channel for each decoded sample. */
+/** Bytes of one channel per decoded sample. */
 constexpr uint32_t BYTES_PER_DECODED = DECIMATION / SAMPLES_PER_BYTE;
 
-/** Channels that can be decoded; also the places of the 5.1 frame. DSF has no channel type for
- * more. */
-constexpr uint32_t MAX_CHANNELS = 6;
+constexpr uint32_t MAX_CHANNELS = 6; ///< that can be decoded; also the places of the 5.1 frame
 
-/** The rate in Hz that is assumed where a file names none: 64 times that of a compact disc. */
+/** Hz, where a file names none: 64 times that of a compact disc. */
 constexpr uint32_t DEFAULT_RATE = 2822400;
 
-/** The byte that DSDIFF names for silence: four ones and four zeros, without low frequencies. The
- * earliest sample is in the highest bit. */
+/** The byte for silence: four ones and four zeros, without low frequencies. */
 constexpr uint8_t IDLE = 0x96;
 
 } // namespace Signal

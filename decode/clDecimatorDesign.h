@@ -6,10 +6,8 @@
 
 /**
  * The low-pass that reduces the one-bit rate to a sixteenth in two stages: by eight, directly from
- * bytes, then by two. docs/decoding.md describes the design and measures it.
- *
- * All frequencies are fractions of the one-bit rate, so the filter does not depend on the rate.
- * Computed once per process, at the first Get(); any thread may call it.
+ * bytes, then by two (docs/decoding.md). It does not depend on the rate, since all frequencies are
+ * fractions of it. Computed once per process, at the first Get(); any thread may call it.
  */
 class clDecimatorDesign
 {
@@ -20,20 +18,15 @@ public:
     /** Nonzero taps of the second stage on each side of the centre; of its 43 taps half are 0. */
     static constexpr size_t SECOND_PAIRS = 11;
 
-    /**
-     * The delay in decoded samples. A whole number because both stages are symmetric about a tap:
-     * sample n is the value at one-bit sample 16 * (n - DELAY).
-     */
+    /** The delay in decoded samples: sample n is the value at one-bit sample 16 * (n - DELAY). */
     static constexpr uint32_t DELAY = 13;
 
-    /** The sum of all taps, so that a gain of 1/32 makes full scale 1.0. */
+    /** The sum of all taps: a gain of 1/32 makes full scale 1.0. */
     static constexpr double FULL_SCALE = 32.0;
 
-    /**
-     * Doubles from one row to the next. A row is the contribution of a byte to its own and the 13
-     * following samples of the first stage, after ROW_MARGIN zeros. The zeros of the next row
-     * follow, so vector code can load a row up to three places early and past its end.
-     */
+    /** A row is the contribution of a byte to its own and the 13 following samples of the first
+     * stage, after ROW_MARGIN zeros. Vector code may load it up to three places early and past its
+     * end, where the zeros of the next row follow. */
     static constexpr size_t ROW_MARGIN = 3;
     static constexpr size_t ROW_SIZE = ROW_MARGIN + FIRST_BYTES;
 

@@ -12,54 +12,44 @@ class clThreadPool;
 
 /** The frames that a decoded read delivers. */
 struct frame_layout_t {
-    /** One place per channel. A channel whose place is not below uPlaces is left out; of two
-     * channels with the same place the later one is delivered. */
+    /** One per channel. A place not below uPlaces leaves the channel out; of two channels with the
+     * same place the later one is delivered. */
     const uint32_t *upPlaces;
-    /** Samples in a frame. */
-    uint32_t uPlaces;
-    /** Whether places without a channel get silence; otherwise they stay as they are. */
-    bool bSilence;
+    uint32_t uPlaces; ///< samples in a frame
+    bool bSilence;    ///< places without a channel get silence; otherwise they stay as they are
 };
 
 /**
  * Decodes one signal from its start to its end: fetches bytes from a source, decodes them on the
- * calling thread and on the workers of a thread pool, and compensates the delay of the filter.
- *
- * One thread at a time. The owner of the pool forwards its jobs to RunJob, and calls EndWorkers
- * before the session is destroyed.
+ * calling thread and on the workers of a thread pool, and compensates the delay of the filter. One
+ * thread at a time. The owner of the pool forwards its jobs to RunJob, and calls EndWorkers before
+ * the session is destroyed.
  */
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): that of the decoder, which needs it.
 class clDecodeSession
 {
 public:
-    /** Decoded samples by which the filter delays the signal. */
+    /** Decoded samples by which the filter delays. */
     static constexpr uint32_t DELAY = clDecimatorDesign::DELAY;
 
     using work_t = std::array<clAlignedAlloc, Signal::MAX_CHANNELS>;
 
     struct setup_t {
-        /** 1 to Signal::MAX_CHANNELS. */
-        uint32_t uChannels = 0;
+        uint32_t uChannels = 0; ///< 1 to Signal::MAX_CHANNELS
         /** Threads that decode, the calling one included; 0, or more than channels: one per
          * channel. */
         uint32_t uWorkers = 0;
-        /** In samples over all channels; reads up to it allocate nothing. */
-        uint64_t uLargestRead = 0;
+        uint64_t uLargestRead = 0; ///< samples over all channels; larger reads allocate memory
         /** Leaves the first DELAY samples out, and delivers the last ones without Flush. */
         bool bWithoutDelay = false;
         bool bScalarKernels = false;
-        /** As for SetConversion. */
-        bool bDecimate = true;
+        bool bDecimate = true; ///< as for SetConversion
     };
 
-    /**
-     * Starts the workers.
-     *
-     * @param threadPool borrowed: must outlive this object; without workers
-     * @param aWork      borrowed: must outlive this object; its buffers are resized
+    /** Starts the workers. The pool, without workers yet, and the work buffers, which are resized,
+     * are borrowed: must outlive this object.
      * @throws clXThreadPool when a worker cannot be started, std::runtime_error when memory is
-     * short; there are no workers then
-     */
+     * short; there are no workers then */
     clDecodeSession(clThreadPool &threadPool, work_t &aWork, const setup_t &setup);
     clDecodeSession(const clDecodeSession &) = delete;
     clDecodeSession &operator=(const clDecodeSession &) = delete;
@@ -71,32 +61,20 @@ public:
     /** The work of one worker, for the pool's ThreadPoolJob. */
     void RunJob(long lThreadIdx) noexcept;
 
-    /**
-     * How the next operations convert.
-     *
-     * @param bDecimateSignal false delivers the one-bit samples themselves, at their own rate
-     * @param dSampleGain     1.0 / clDecimatorDesign::FULL_SCALE makes full scale 1.0
-     */
+    /** How the next operations convert: bDecimateSignal false delivers the one-bit samples at their
+     * own rate; a gain of 1.0 / clDecimatorDesign::FULL_SCALE makes full scale 1.0. */
     void SetConversion(bool bDecimateSignal, double dSampleGain) noexcept;
 
-    /**
-     * Decodes the next frames. Starts from silence if the source is not where the last read left
-     * it.
-     *
+    /** Decodes the next frames; from silence if the source is not where the last read left it.
      * @return frames delivered; fewer than uFrames where the source delivers less and where the
      * delay is left out, 0 only at the end
-     * @throws what the source throws; the next read starts from silence then
-     */
+     * @throws what the source throws; the next read starts from silence then */
     uint64_t Read(double *pFrames, uint64_t uFrames, const frame_layout_t &layout,
                   clSignalSource &source);
 
-    /**
-     * Delivers the samples that the filter still delays, as if silence followed, in frames like
-     * those of the last read. The next read starts from silence.
-     *
-     * @param uSize size of pBuffer in samples; nothing happens for less than a frame
-     * @return samples, whole frames; 0 when all have been delivered
-     */
+    /** Delivers the delayed samples, as if silence followed, in frames like those of the last read.
+     * The next read starts from silence. uSize is the room in samples; nothing happens for less
+     * than a frame. @return samples, whole frames; 0 when all have been delivered */
     uint64_t Flush(double *pBuffer, uint64_t uSize);
 
     /** The next read starts from silence. */
@@ -123,10 +101,7 @@ private:
 
     /** Position at which the last fetch ended; a read that starts elsewhere follows a seek. */
     uint64_t uFetchEnd = UINT64_MAX;
-    /** Decoded samples of each channel that are still to be left out. */
-    uint64_t uSkip = 0;
-    /** Samples of the delay that were delivered. */
-    uint64_t uFlushed = 0;
-    /** Workers of the pool that have a job in this batch. */
-    uint32_t uHelpers = 0;
+    uint64_t uSkip = 0;    ///< decoded samples per channel still to be left out
+    uint64_t uFlushed = 0; ///< samples of the delay that were delivered
+    uint32_t uHelpers = 0; ///< workers with a job in this batch
 };

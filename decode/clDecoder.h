@@ -12,10 +12,10 @@
  * Decodes batches of bytes of several channels, in several jobs that may run at the same time.
  *
  * Each job owns one contiguous time range ("part") and decodes it in pieces ("stretches"), every
- * channel of a piece before the next piece. So a job writes to the same part of the caller's buffer
- * in every batch, which stays in its processor's cache. It blocks until the bytes are supplied, and
- * takes stretches of other jobs when its own part is done. All other operations belong to the one
- * thread that sets up the batch, supplies it and waits for the jobs.
+ * channel of a piece before the next piece, so that it writes to the same part of the caller's
+ * buffer in every batch. It blocks until the bytes are supplied, and takes stretches of other jobs
+ * when its own part is done. All other operations belong to the one thread that sets up the batch,
+ * supplies it and waits for the jobs.
  */
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): padding against false sharing.
 class clDecoder
@@ -41,11 +41,9 @@ public:
         uint64_t uSkip = 0;    // samples per channel that are left out at the start
     };
 
-    /**
-     * @param uJobs  the most jobs of a batch, 1 to Signal::MAX_CHANNELS
+    /** @param uJobs the most jobs of a batch, 1 to Signal::MAX_CHANNELS
      * @param ppWork one buffer of GetWorkSize(uJobs) bytes per channel, borrowed: must outlive this
-     * object
-     */
+     * object */
     clDecoder(uint32_t uChannels, uint32_t uJobs, void *const *ppWork,
               const DecimatorKernels::set_t &kernels);
 
@@ -71,11 +69,7 @@ public:
     /** The work of one job; returns when no work is left in the batch. */
     void RunJob(uint32_t uJob) noexcept;
 
-    /**
-     * Keeps the bytes that the filters of the next batch start from. To be called after the last
-     * job.
-     * @return bytes per channel of the batch
-     */
+    /** Keeps the bytes that the next batch needs; after the last job. @return bytes per channel */
     uint64_t EndBatch() noexcept;
 
     // The batch; not empty, set before StartBatch.
@@ -92,14 +86,12 @@ private:
 
     uint32_t uChannels;
     uint32_t uMaxJobs;
-    /** One per job and channel, the channels of a job side by side. */
-    std::vector<clDecimator> aDecimators;
+    std::vector<clDecimator> aDecimators; ///< one per job and channel, those of a job side by side
     /** The last bytes of each channel before the batch, the earliest sample in the highest bit. */
     std::array<std::array<uint8_t, clDecimator::MEMORY>, Signal::MAX_CHANNELS> aHistory;
 
     uint32_t uJobs = 0;
-    /** Bytes per channel of a part. */
-    uint64_t uPart = 0;
+    uint64_t uPart = 0; ///< bytes per channel of a part
 
     // A pair of cache lines keeps what the jobs change apart from what they only read.
 

@@ -6,14 +6,12 @@
 class clSignalSource
 {
 public:
-    /**
-     * The next bytes and their order: runs of uRun bytes, one run per channel, channels in
-     * rotation.
+    /** The next bytes and their order: runs of uRun bytes, one per channel, channels in rotation.
      */
     struct next_t {
         /** Changes with every fetch and seek, so that a session notices a seek. */
         uint64_t uPosition = 0;
-        /** Bytes per channel from there to the end, as far as announced; there may be fewer. */
+        /** Bytes per channel from there to the end, as announced; there may be fewer. */
         uint64_t uLeft = 0;
         uint64_t uRun = 1;
         bool bLsbFirst = false;
@@ -21,13 +19,9 @@ public:
 
     virtual next_t GetNext() const = 0;
 
-    /**
-     * Fetches the next bytes and advances the position by them.
-     *
-     * @param pDest  room for uBytes of each channel
-     * @param uBytes per channel; whole runs, or all that is left
-     * @return bytes per channel fetched; less than uBytes only at the end
-     */
+    /** Fetches the next bytes and advances the position. uBytes is per channel: whole runs, or all
+     * that is left; pDest has room for them.
+     * @return bytes per channel; less than uBytes only at the end */
     virtual uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) = 0;
 
 protected:
