@@ -5,11 +5,8 @@
 #include <iterator>
 #include <vector>
 
-/**
- * The choice among the sets of functions that are built for one kind of processor. A set is a
- * struct with a member fnIsSupported; a list of sets begins with the scalar one, which every
- * processor can run, and ends with the fastest.
- */
+/** The choice among sets of functions for one kind of processor: structs with a member
+ * fnIsSupported, in a list that begins with the scalar one and ends with the fastest. */
 
 /** For sets that every processor of their kind can run. */
 inline bool IsAlwaysSupported() noexcept
@@ -17,7 +14,6 @@ inline bool IsAlwaysSupported() noexcept
     return true;
 }
 
-/** The sets of the list that this processor can run, in the order of the list. */
 template <class Set, size_t N>
 std::vector<const Set *> SupportedSets(const Set *const (&apList)[N])
 {
