@@ -3,10 +3,9 @@
 #include <cstdint>
 
 /**
- * Owns a block of memory of exactly the requested size, aligned to 32 bytes for vector loads.
- *
- * The pointer is null only when the size is 0. One thread at a time. Failures are
- * std::runtime_error, as in clAlloc.
+ * Owns a block of memory of exactly the requested size, aligned to 32 bytes for vector loads. The
+ * pointer is null only when the size is 0. One thread at a time. Failures are std::runtime_error,
+ * as in clAlloc.
  */
 class clAlignedAlloc
 {
@@ -24,13 +23,9 @@ public:
 
     virtual clAlignedAlloc &operator=(const clAlignedAlloc &source);
 
-    /**
-     * Makes the block exactly lSize bytes. An unchanged size keeps block and content; any other
-     * makes a new, uninitialised block.
-     * @return the block, null for size 0
-     * @throws std::runtime_error when lSize is negative or memory is short; the object is then
-     * empty
-     */
+    /** Makes the block exactly lSize bytes. An unchanged size keeps block and content; any other
+     * makes a new, uninitialised block. @return the block, null for size 0
+     * @throws std::runtime_error for a negative size or short memory; the object is then empty */
     void *SetSize(int64_t lSize);
 
     /** Unlocks a block that a subclass has locked in memory. */

@@ -3,10 +3,9 @@
 #include <cstdint>
 
 /**
- * Owns a block of heap memory of exactly the requested size.
- *
- * The pointer is null only when the size is 0. One thread at a time. Failures are
- * std::runtime_error, not clException. The destructor may throw because clWeakAlloc's does.
+ * Owns a block of heap memory of exactly the requested size. The pointer is null only when the size
+ * is 0. One thread at a time. Failures are std::runtime_error, not clException. The destructor may
+ * throw because clWeakAlloc's does.
  */
 class clAlloc
 {
@@ -26,20 +25,14 @@ public:
 
     virtual clAlloc &operator=(const clAlloc &source);
 
-    /**
-     * Makes the block exactly lSize bytes. An unchanged size keeps block and content; any other
-     * makes a new, uninitialised block.
-     * @return the block, null for size 0
-     * @throws std::runtime_error when lSize is negative or memory is short; the object is then
-     * empty
-     */
+    /** Makes the block exactly lSize bytes. An unchanged size keeps block and content; any other
+     * makes a new, uninitialised block. @return the block, null for size 0
+     * @throws std::runtime_error for a negative size or short memory; the object is then empty */
     void *SetSize(int64_t lSize);
 
-    /**
-     * As SetSize, but keeps the content up to the smaller of both sizes.
-     * @throws std::runtime_error when lSize is negative (the object is then empty) or memory is
-     * short (the old block stays)
-     */
+    /** As SetSize, but keeps the content up to the smaller of both sizes.
+     * @throws std::runtime_error for a negative size (the object is then empty) or short memory
+     * (the old block stays) */
     void *Resize(int64_t lSize);
 
     /** Unlocks a block that a subclass has locked in memory. */
@@ -95,8 +88,8 @@ private:
 };
 
 /**
- * A clAlloc with several owners. The owners themselves increment and decrement lRefCount,
- * atomically if they are on different threads; the one that makes it 0 deletes the object.
+ * A clAlloc with several owners, which increment and decrement lRefCount themselves, atomically if
+ * they are on different threads; the one that makes it 0 deletes the object.
  */
 class clWeakAlloc : public clAlloc
 {
@@ -106,10 +99,8 @@ public:
     /** A deep copy with one owner. */
     clWeakAlloc(const clWeakAlloc &source);
 
-    /**
-     * @throws std::runtime_error when the count is not 0, because an owner would use freed memory;
-     * the block is released anyway. Silent during the unwinding of another exception.
-     */
+    /** @throws std::runtime_error when the count is not 0, because an owner would use freed memory;
+     * the block is released anyway. Silent during the unwinding of another exception. */
     // NOLINTNEXTLINE(bugprone-exception-escape): it reports the remaining owner.
     ~clWeakAlloc() noexcept(false) override;
 

@@ -3,10 +3,8 @@
 #include <pthread.h>
 
 /**
- * Defers a cancellation of the calling thread until the end of the block.
- *
- * Not for a thread with asynchronous cancellation: a pending one would unwind out of the destructor
- * and end the process.
+ * Defers a cancellation of the calling thread until the end of the block. Not for asynchronous
+ * cancellation: a pending one would unwind out of the destructor and end the process.
  */
 class clCancelDelay
 {

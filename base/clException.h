@@ -4,13 +4,9 @@
 #include <string>
 
 /**
- * Base of all exceptions of the library.
- *
- * The text is "class::operation(): detail". A layer that passes an exception on prepends its own
- * prefix (see WrapException), so the prefixes read from the outermost call inwards.
- *
- * Constructors, destructor and what() do not throw: a shortage of memory while a message is copied
- * ends the process.
+ * Base of all exceptions of the library. The text is "class::operation(): detail"; a layer that
+ * passes an exception on prepends its own prefix (see WrapException). Constructors, destructor and
+ * what() do not throw: a shortage of memory while a message is copied ends the process.
  */
 class clException : public std::exception
 {
@@ -57,7 +53,6 @@ public:
     using clXDSD::clXDSD;
 };
 
-/** ID3v2 cursor, frames and tag. */
 class clXID3tag : public clException
 {
 public:
@@ -96,7 +91,6 @@ public:
     using clXSocket::clXSocket;
 };
 
-/** String class and its conversions. */
 class clXString : public clException
 {
 public:
@@ -121,21 +115,16 @@ public:
     using clException::clException;
 };
 
-/**
- * Throws an X with the prefix and the text of the caught exception. The error number is not copied,
- * because the text already contains its message.
- * @param cpPrefix "class::operation(): ", with the trailing blank
- */
+/** Throws an X with a prefix, such as "class::operation(): ", and the text of the caught exception.
+ * The error number is not copied, because the text already contains its message. */
 template <class X>
 [[noreturn]] void WrapException(const char *cpPrefix, const std::exception &caught)
 {
     throw X((std::string(cpPrefix) + caught.what()).c_str());
 }
 
-/**
- * Whether a destructor may throw: not during the unwinding of another exception, where a second one
- * would end the process.
- */
+/** Whether a destructor may throw: not during the unwinding of another exception, where a second
+ * one would end the process. */
 inline bool DestructorMayThrow() noexcept
 {
     return std::uncaught_exceptions() == 0;

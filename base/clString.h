@@ -11,12 +11,12 @@
  *
  * The capacity is the smallest power of two above the length, at least 8, and also shrinks; only
  * operator+=(char) doubles it and never shrinks it. After every operation c_str()[sizeStr] is 0 and
- * sizeStr < sizeAlloc.
+ * sizeStr < sizeAlloc. Different objects may be used on different threads, also while they share a
+ * buffer; one object is for one thread at a time. Moving a string copies it.
  *
- * Different objects may be used on different threads, also while they share a buffer; one object is
- * for one thread at a time. Misuse, and an edit without memory to grow, throw clXString and leave
- * the text unchanged. Positions and lengths are in bytes. Arguments may point into the same string;
- * they must not be null unless stated. Moving a string copies it.
+ * Misuse, and an edit without memory to grow, throw clXString and leave the text unchanged.
+ * Positions and lengths are in bytes. Arguments may point into the same string; they must not be
+ * null unless stated.
  *
  * The destructor may throw because clWeakAlloc's does. A lambda that captures a clString by value
  * therefore does not compile as the function of a std::thread; capture a std::shared_ptr instead.
@@ -34,10 +34,8 @@ public:
     /** Null makes the text empty. */
     explicit clString(const char *cpText);
 
-    /**
-     * Copies at most sizeBuf - 1 bytes of cpText; null makes an empty text with room for sizeBuf
-     * bytes. Only here does a length include the terminator.
-     */
+    /** Copies at most sizeBuf - 1 bytes; null makes an empty text with room for sizeBuf bytes. Only
+     * here does a length include the terminator. */
     clString(const char *cpText, size_t sizeBuf, int iTextEncoding);
 
     explicit clString(const uint16_t *upText);
@@ -53,10 +51,8 @@ public:
     /** Null makes the text empty. A shared buffer resets the encoding to 0, else it stays. */
     clString &operator=(const char *cpText);
 
-    /**
-     * The decimal form, cut to two characters more than the low 32 bits of the value need:
-     * 4294967296 becomes "42". Compatibility: callers rely on it; use unsigned long instead.
-     */
+    /** The decimal form, cut to two characters more than the low 32 bits of the value need:
+     * 4294967296 becomes "42". Compatibility: callers rely on it; use unsigned long instead. */
     clString &operator=(long lValue);
 
     /** The decimal form. @throws clXString for the largest value, 2^64 - 1 */
@@ -65,10 +61,8 @@ public:
     /** The form "%g" in the current locale. */
     clString &operator=(double dValue);
 
-    /**
-     * UTF-16 up to a zero unit or an invalid sequence, in the byte order of a mark, else iconv's.
-     * @throws clXString without a converter; std::runtime_error when memory is short
-     */
+    /** UTF-16 up to a zero unit or an invalid sequence, in the byte order of a mark, else iconv's.
+     * @throws clXString without a converter; std::runtime_error when memory is short */
     clString &operator=(const uint16_t *upText);
 
     /** @throws clXString for characters that the current locale cannot represent */
@@ -101,10 +95,8 @@ public:
     bool CaseBeginsWith(const clString &str) const;
     bool CaseBeginsWith(const char *cpText) const;
 
-    /**
-     * The clString overloads place the compared range by the suffix's characters, not its bytes, so
-     * they never find a suffix with multibyte characters. Compatibility: callers rely on it.
-     */
+    /** The clString overloads place the compared range by the suffix's characters, not its bytes,
+     * so they never find a suffix with multibyte characters. Compatibility: callers rely on it. */
     bool EndsWith(const clString &str) const;
     bool EndsWith(const char *cpText) const;
     bool CaseEndsWith(const clString &str) const;
@@ -177,36 +169,29 @@ public:
     /** Converts ISO 8859-1 to UTF-8. @throws clXString without a converter */
     static clString FromLatin1(const char *cpText);
 
-    /**
-     * The text in wide characters; owned by this string, valid until the next call.
+    /** The text in wide characters; owned by this string, valid until the next call.
      * @throws clXString for bytes invalid in the current locale; std::runtime_error when memory is
-     * short
-     */
+     * short */
     const wchar_t *wc_str();
 
     // ---- tokens ----
 
-    /**
-     * Gets the next non-empty token from a copy of the text, which the first call makes.
-     * @param bFirst starts again at the first token
+    /** Gets the next non-empty token from a copy of the text, which the first call makes; bFirst
+     * starts again at the first token.
      * @return false without a further token; strToken is then empty
-     * @throws clXString when memory is short
-     */
+     * @throws clXString when memory is short */
     bool Tok(clString &strToken, const char *cpDelims, bool bFirst);
     clString Tok(const char *cpDelims, bool bFirst);
 
-    /** Releases the copy of Tok. */
     void TokEnd() noexcept;
 
     std::vector<clString> Split(const char *cpDelims);
 
-    /**
-     * Returns the trimmed, non-empty lines of a text, without a UTF-8 mark at its start. Modifies
-     * the buffer. Omits text after the last line end. Compatibility: callers rely on it.
-     */
+    /** Returns the trimmed, non-empty lines of a text, without a UTF-8 mark at its start. Modifies
+     * the buffer. Omits text after the last line end. Compatibility: callers rely on it. */
     static std::vector<clString> SplitLines(clAlloc &buffer);
 
-    /** Assigns the system's text for an error number. */
+    /** The system's text for an error number. */
     void StrError(int iErrorNumber);
 
     // ---- sharing ----
@@ -214,16 +199,12 @@ public:
     /** Copies a shared buffer. @throws clXString when memory is short */
     void COW();
 
-    /**
-     * Replaces a shared buffer by one without memory (c_str() is null) and resets encoding and
-     * tokens; SetSizeI should follow. @throws clXString when memory is short
-     */
+    /** Replaces a shared buffer by one without memory (c_str() is null) and resets encoding and
+     * tokens; SetSizeI should follow. @throws clXString when memory is short */
     void FOW();
 
-    /**
-     * Sets the capacity in bytes, 0 meaning 8, and cuts a text that no longer fits.
-     * @throws clXString when the size is negative or memory is short; nothing changes then
-     */
+    /** Sets the capacity in bytes, 0 meaning 8, and cuts a text that no longer fits.
+     * @throws clXString when the size is negative or memory is short; nothing changes then */
     void SetSizeI(long lSize);
 
 private:
