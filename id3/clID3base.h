@@ -6,7 +6,6 @@
 
 /**
  * A forward cursor over the bytes of an ID3v2 tag, which are borrowed: they must outlive the reads.
- *
  * Integers are big-endian. A read that fails throws clXID3tag and does not move the cursor. One
  * thread at a time. The order of the virtual functions is fixed; append only. The destructor may
  * throw because strings and buffers of the subclasses do.
@@ -20,10 +19,8 @@ public:
     virtual void Reset();
     virtual ~clID3base() noexcept(false);
 
-    /**
-     * The low 32 bits of a synchsafe integer: seven bits per byte, highest first. Without bytes 0.
-     * @throws clXID3tag when a byte has its top bit set
-     */
+    /** The low 32 bits of a synchsafe integer: seven bits per byte, highest first. Without bytes 0.
+     * @throws clXID3tag when a byte has its top bit set */
     static uint32_t SS2Int32(const uint8_t *cpBytes, uint64_t uCount);
 
 protected:
@@ -44,15 +41,12 @@ protected:
     /** Copies bytes. @param pTarget may be null for a count of 0 */
     void ReadBytes(void *pTarget, uint64_t uCount);
 
-    /**
-     * Reads text up to and including its terminator, or to the end of the bytes.
-     *
-     * UTF-16 text leaves a single byte at the end unread, and its first byte is converted as zero.
+    /** Reads text up to and including its terminator, or to the end of the bytes. UTF-16 text
+     * leaves a single byte at the end unread, and its first byte is converted as zero.
      * Compatibility: callers rely on both.
      * @param uEncoding 0: ISO 8859-1; 1 and 2: UTF-16; any other: not converted
      * @return the bytes read, with the terminator
-     * @throws clXID3tag when no bytes remain; std::runtime_error when memory is short
-     */
+     * @throws clXID3tag when no bytes remain; std::runtime_error when memory is short */
     uint64_t ReadString(clString &strTarget, uint8_t uEncoding);
 
     uint64_t uRemaining = 0;

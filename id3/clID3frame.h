@@ -11,20 +11,17 @@
  *
  * The constructor reads and copies header and body, so the frame may outlive the tag's bytes. Text,
  * URL and picture frames are decoded; other bodies, also user-defined text and URLs, are not.
- * UTF-16 without a mark is in the machine's byte order, but big-endian in a text frame of
- * encoding 2. The flags are ignored: compressed, encrypted, unsynchronised or grouped bodies are
- * read as plain ones. Compatibility: callers rely on all this.
- *
- * The order of the virtual functions is fixed; append only.
+ * UTF-16 without a mark is in the machine's byte order, but big-endian in a text frame of encoding
+ * 2. The flags are ignored: compressed, encrypted, unsynchronised or grouped bodies are read as
+ * plain ones. Compatibility: callers rely on all this. The order of the virtual functions is fixed;
+ * append only.
  */
 class clID3frame : public clID3base
 {
 public:
-    /**
-     * Reads the frame at a cursor and moves that after it; a failure leaves the cursor unchanged.
-     * @param uTagRemaining bytes from the cursor to the end of the tag
-     * @throws clXID3tag for malformed bytes; std::runtime_error when memory is short
-     */
+    /** Reads the frame at a cursor and moves that after it; a failure leaves the cursor unchanged.
+     * uTagRemaining counts the bytes to the end of the tag.
+     * @throws clXID3tag for malformed bytes; std::runtime_error when memory is short */
     clID3frame(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
     clID3frame(const clID3frame &) = delete;
     clID3frame &operator=(const clID3frame &) = delete;
@@ -39,10 +36,8 @@ protected:
 public:
     virtual clString GetId() const;
 
-    /**
-     * The picture of a picture frame, else the body. Of a text without the encoding byte, but with
-     * two added zero bytes; of a URL with one.
-     */
+    /** The picture of a picture frame, else the body; of a text without the encoding byte, but with
+     * two added zero bytes, of a URL with one. */
     virtual const clAlloc &GetData() const;
 
     /** A text or URL, or the description of a picture. */
@@ -90,7 +85,6 @@ private:
 class clID3frame3 : public clID3frame
 {
 public:
-    /** See clID3frame. */
     clID3frame3(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
 
 protected:
@@ -98,15 +92,13 @@ protected:
 };
 
 /**
- * A frame of an ID3v2.2 tag: ids of three characters, no flags, text as in ID3v2.3.
- *
- * The terminator replaces the last character of a URL. Compatibility: callers rely on it. Only the
- * picture formats PNG and JPG give a MIME type.
+ * A frame of an ID3v2.2 tag: ids of three characters, no flags, text as in ID3v2.3. The terminator
+ * replaces the last character of a URL. Compatibility: callers rely on it. Only the picture formats
+ * PNG and JPG give a MIME type.
  */
 class clID3frame2 : public clID3frame
 {
 public:
-    /** See clID3frame. */
     clID3frame2(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
 
 protected:

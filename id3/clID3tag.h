@@ -25,14 +25,12 @@ public:
     void Reset() override;
     ~clID3tag() noexcept(false) override;
 
-    /**
-     * Replaces the content by a complete tag. A version above 2.4.0 or an unsynchronised tag is no
+    /** Replaces the content by a complete tag. A version above 2.4.0 or an unsynchronised tag is no
      * error, but gives no frames. Compatibility: callers rely on it.
-     * @param pTag    borrowed for the call; null counts as no bytes
+     * @param pTag borrowed for the call; null counts as no bytes
      * @param uLength bytes; frames are read from all of them, independent of the header's size
-     * @throws clXID3tag for malformed bytes; earlier frames stay
-     * @throws std::runtime_error when memory is short
-     */
+     * @throws clXID3tag for malformed bytes; earlier frames stay; std::runtime_error when memory is
+     * short */
     void Parse(const void *pTag, uint64_t uLength);
 
     // The text of the first frame with the field; empty without one.
