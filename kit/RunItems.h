@@ -10,31 +10,24 @@
 class clReporter;
 struct options_t;
 
-/** What a command found out about one item, which is an input or a pair of them. */
+/** What a command found out about one item, an input or a pair of them. */
 struct answer_t {
-    /** Nothing failed, is bad or differs. */
-    bool bGood = false;
-    /** For standard output: whole lines, made printable. */
-    std::string strText;
-    /** For standard output in the place of the text. */
-    clJson json;
+    bool bGood = false;  ///< nothing failed, is bad or differs
+    std::string strText; ///< for standard output: whole lines, made printable
+    clJson json;         ///< for standard output instead of the text
 };
 
 /** The items of a run. Both functions run on any thread. */
 struct items_t {
     size_t sizeCount = 0;
-    /** Of all items, for the progress. */
-    uint64_t uBytes = 0;
+    uint64_t uBytes = 0; ///< of all items, for the progress
     std::function<answer_t(size_t sizeIdx)> answer;
     /** The answer for an item whose own function has thrown. */
     std::function<answer_t(size_t sizeIdx, const char *cpReason)> fail;
 };
 
-/**
- * Works the items off, several at the same time, and prints the answers: texts in the order of the
+/** Processes the items, several at the same time, and prints the answers: texts in the order of the
  * items, JSON as soon as it is there.
- *
- * @return how many answers are not good
- * @throws clXStopped
- */
+ * @return the number of answers that are not good
+ * @throws clXStopped */
 size_t RunItems(const items_t &items, const options_t &options, clReporter &reporter);

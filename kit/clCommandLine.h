@@ -16,8 +16,8 @@ constexpr int EXIT_WRONG_USAGE = 2;
 constexpr int EXIT_STOPPED = 128;
 
 /**
- * Wrong usage: main prints the text, which is for the user and has no prefix, and exits with
- * EXIT_WRONG_USAGE. Only thrown before anything was written.
+ * Wrong usage: main prints the text, which has no prefix, and exits with EXIT_WRONG_USAGE. Only
+ * thrown before anything was written.
  */
 class clXUsage : public clException
 {
@@ -38,16 +38,12 @@ struct command_t {
     const char *cpHelp; ///< one line
     unsigned uAccepts;
 
-    /**
-     * Runs the command. Faults of single inputs are reported, not thrown.
-     *
-     * @return EXIT_DONE, or EXIT_SOME_FAILED
-     * @throws clXUsage, clXStopped
-     */
+    /** Runs the command and reports faults of single inputs. @return EXIT_DONE, or EXIT_SOME_FAILED
+     * @throws clXUsage, clXStopped */
     int (*pRun)(const options_t &options, clReporter &reporter);
 };
 
-/** All that the arguments say; an option that the command does not accept has its default. */
+/** All arguments; an option that the command does not accept has its default. */
 struct options_t {
     const command_t *pCommand = nullptr;
 
@@ -76,27 +72,23 @@ struct options_t {
 };
 
 /**
- * Turns the arguments of the program into options.
- *
- * The rules are those of the GNU programs: options and inputs in any order, one-letter options in
- * clusters, "--name=value" or "--name value", "--" before names that begin with a dash; of a
- * repeated option the last one counts. Long names are not abbreviated. Neither the environment nor
- * files are asked.
+ * Turns the arguments of the program into options by the rules of the GNU programs: options and
+ * inputs in any order, one-letter options in clusters, "--name=value" or "--name value", "--"
+ * before names that begin with a dash; of a repeated option the last one counts. Long names are not
+ * abbreviated. Neither the environment nor files are read.
  */
 class clCommandLine
 {
 public:
-    /**
-     * @param aCommands borrowed: must outlive the options
-     * @param argv      argc entries, the first of which is ignored
-     * @throws clXUsage
-     */
+    /** @param aCommands borrowed: must outlive the options
+     * @param argv argc entries, the first of which is ignored
+     * @throws clXUsage */
     clCommandLine(const std::vector<command_t> &aCommands, int argc, const char *const *argv);
     clCommandLine(const clCommandLine &) = delete;
     clCommandLine &operator=(const clCommandLine &) = delete;
     ~clCommandLine() = default;
 
-    /** Lines for standard output, when nothing but help or the version was asked for; or empty. */
+    /** Lines for standard output, if only help or the version was requested; else empty. */
     const std::string &GetHelp() const noexcept { return strHelp; }
 
     /** Valid when GetHelp() is empty. */

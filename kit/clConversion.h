@@ -17,26 +17,22 @@ struct input_t;
 struct options_t;
 
 /**
- * Converts one input after the other; what it needs for that, buffers above all, is kept for the
- * next one. One thread at a time.
+ * Converts one input after the other and keeps its buffers for the next one. One thread at a time.
  */
 class clConversion
 {
 public:
     enum class status_t { FAILED, SKIPPED, WOULD_CONVERT, CONVERTED };
 
-    /** What became of an input, as far as it is known. */
+    /** The result for an input, as far as it is known. */
     struct result_t {
         status_t status = status_t::FAILED;
-        /** The reason of a failure. */
-        std::string strError;
+        std::string strError; ///< the reason of a failure
         std::vector<std::string> aWarnings;
         std::optional<uint32_t> uChannels;
         std::optional<uint32_t> uSampleRate;
-        /** Per channel. */
-        std::optional<uint64_t> uSamples;
-        /** Null as long as it was not chosen. */
-        const char *cpTag = nullptr;
+        std::optional<uint64_t> uSamples; ///< per channel
+        const char *cpTag = nullptr;      ///< null until it was chosen
         uint64_t uTagBytes = 0;
         bool bVerified = false;
     };
@@ -48,12 +44,8 @@ public:
     {
     }
 
-    /**
-     * Converts an input, or judges it where nothing is to be written. Warnings and hints are
-     * reported; a failure is left to the caller.
-     *
-     * @throws clXStopped
-     */
+    /** Converts an input, or only judges it in a dry run. Reports warnings and hints; a failure is
+     * left to the caller. @throws clXStopped */
     result_t Convert(const input_t &file, const std::string &strOutput);
 
 private:
@@ -74,6 +66,5 @@ private:
     clDSF writer;
     clVerifier verifier;
     clAlignedAlloc allocFrames;
-    /** Bytes of the current input that the progress has been told of. */
-    uint64_t uProgress = 0;
+    uint64_t uProgress = 0; ///< bytes of the current input reported as progress
 };

@@ -10,18 +10,15 @@
 #include <sys/stat.h>
 
 /**
- * A regular file as a stream that is cheap to walk: short reads are served from a buffer, long ones
- * go to the system, and a position is no more than a number.
- *
- * It remembers what the file was like when it was opened, to tell whether it has changed since.
+ * A regular file as a stream for many small reads: short reads are served from a buffer, long ones
+ * go to the system, and a position is only a number. Notices whether the file has changed since it
+ * was opened.
  */
 class clFileStream : public clStreamReader
 {
 public:
-    /**
-     * Opens a file by its path as it is; "file:" has no meaning here.
-     * @throws clXInput when it is no regular file or cannot be opened
-     */
+    /** Opens a file by its path as it is; "file:" has no meaning here.
+     * @throws clXInput when it is no regular file or cannot be opened */
     explicit clFileStream(const std::string &strFile);
     ~clFileStream() noexcept(false) override;
 
@@ -31,23 +28,22 @@ public:
     off_t Seek(off_t lTo) override;
     off_t Skip(off_t lCount) override;
     off_t Tell() override { return lPosition; }
-    /** As it was when the file was opened. */
     int64_t GetSize() override { return status.st_size; }
     bool IsEOF() override { return lPosition >= status.st_size; }
     bool IsRemote() override { return false; }
     bool IsSeekable() override { return true; }
 
-    /** What fstat() said when the file was opened. */
+    /** The result of fstat() at the time of opening. */
     const struct stat &GetStatus() const noexcept { return status; }
 
-    /** @throws clXInput when size or time of change are no longer those of GetStatus */
+    /** @throws clXInput when the size or the time of change differ from GetStatus */
     void ThrowIfChanged() const;
 
     /** Whether the path still leads to this file, unchanged. */
     bool IsAt(const std::string &strFile) const noexcept;
 
-    /** Lets the system forget the bytes that it holds in memory, so that reads come from the disk
-     * as far as the system can do that. What was read ahead here goes too. */
+    /** Drops the file from the system's cache, as far as possible, and from the buffer, so that
+     * reads come from the disk. */
     void DropCache() noexcept;
 
 private:

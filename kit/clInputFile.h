@@ -13,47 +13,38 @@
 class clInputFile
 {
 public:
-    /** What the first bytes say. */
-    enum class kind_t { UNKNOWN, DSDIFF, DSF };
+    enum class kind_t { UNKNOWN, DSDIFF, DSF }; ///< by the first bytes
 
-    /** What a command that needs the sound makes of the findings. */
+    /** The findings, as a command that needs the sound judges them. */
     struct verdict_t {
-        /** Why the sound cannot be used; empty when it can. */
-        std::string strFault;
+        std::string strFault; ///< why the sound cannot be used; empty when it can
         std::vector<std::string> aWarnings;
         std::vector<std::string> aHints;
     };
 
-    /**
-     * Opens and inspects a file. The object can be used for one file after the other.
-     * @throws clException when it cannot be opened or read; what is wrong with its content is left
-     * to Judge
-     *
-     * @param bFromDisk lets the system forget first what it holds of the file in memory
-     */
+    /** Opens and inspects a file instead of an earlier one. Its faults are left to Judge.
+     * bFromDisk first drops it from the system's cache.
+     * @throws clException when it cannot be opened or read */
     void Open(const std::string &strFile, bool bFromDisk = false);
 
-    /**
-     * @param bLenient what would be lost or guessed is a warning
-     * @param bTag     whether findings about the own tag are of interest
-     */
+    /** @param bLenient what would be lost or guessed is a warning
+     * @param bTag whether findings about the own tag count */
     verdict_t Judge(bool bLenient, bool bTag) const;
 
     kind_t GetKind() const noexcept { return kind; }
     /** Valid until the next Open. */
     clFileStream &GetStream() const noexcept { return *pStream; }
-    /** What was found in a DSDIFF file, or of a DSF file. */
     const clDSDIFFInspector &GetDSDIFF() const noexcept { return inspectorDSDIFF; }
     const clDSFInspector &GetDSF() const noexcept { return inspectorDSF; }
 
-    /** Parses the own tags, so that Judge and GetFindings know what is wrong with them. */
+    /** Parses the own tags and adds their faults to the findings. */
     void CheckTags();
 
     /** None for an unknown kind. */
     const findings_t &GetFindings() const noexcept;
     uint32_t GetSampleRate() const noexcept;
     uint32_t GetChannels() const noexcept;
-    /** One-bit samples per channel that are there. */
+    /** One-bit samples per channel in the file. */
     uint64_t GetSamples() const noexcept;
     const ChannelPlaces::layout_t &GetLayout() const noexcept;
 

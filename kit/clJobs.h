@@ -8,9 +8,8 @@
 #include <functional>
 
 /**
- * Runs one function for each of a number of inputs, several at the same time.
- *
- * The inputs are started in their order. Once a signal has asked for a stop no further one is.
+ * Runs one function for each of a number of inputs, several at the same time, started in their
+ * order. After a signal has requested a stop no further one is started.
  */
 class clJobs : private clThreadPool
 {
@@ -19,21 +18,17 @@ public:
 
     /** Processes the input with this index; runs on any thread. */
     using work_t = std::function<void(size_t sizeIdx)>;
-    /** Reports why the work for the input with this index was given up; runs on any thread. */
+    /** Reports why the work for the input with this index failed; runs on any thread. */
     using fail_t = std::function<void(size_t sizeIdx, const char *cpReason)>;
 
     /** Processors that this process may use, at least 1. */
     static unsigned CountProcessors() noexcept;
 
-    /**
-     * Returns when all inputs were processed. An exception of the work goes to the failure
-     * function, and the other inputs are processed all the same; only clXStopped ends the run.
-     *
-     * @param uJobs how many at the same time; fewer when there are fewer inputs or when the system
-     * does not give as many threads or files
-     * @throws clXStopped when a signal asked for a stop; otherwise the first exception that the
-     * failure function threw
-     */
+    /** Returns when all inputs were processed. An exception of the work goes to the failure
+     * function, and the other inputs are still processed; only clXStopped ends the run.
+     * @param uJobs how many at the same time; fewer for fewer inputs, or when the system does not
+     * give as many threads or files
+     * @throws clXStopped after a signal; otherwise the first exception of the failure function */
     static void Run(size_t sizeInputs, unsigned uJobs, const work_t &work, const fail_t &fail);
 
 private:

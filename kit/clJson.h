@@ -7,9 +7,8 @@
 #include <vector>
 
 /**
- * One JSON object of one line; its members are printed in the order in which they were set.
- *
- * Texts are taken as UTF-8; each byte of them that is not becomes U+FFFD. One thread at a time.
+ * One JSON object of one line; its members are printed in the order in which they were set. In
+ * texts, each byte that is not UTF-8 becomes U+FFFD. One thread at a time.
  */
 class clJson
 {
@@ -30,10 +29,9 @@ public:
     clJson &SetNumber(const char *cpKey, uint64_t uValue);
     clJson &SetNumberOrNull(const char *cpKey, const std::optional<uint64_t> &uValue);
     clJson &SetSigned(const char *cpKey, int64_t lValue);
-    /** With as many digits as it takes to tell it from its neighbours; null unless finite. */
+    /** The shortest form that reads back as the same value; null unless finite. */
     clJson &SetReal(const char *cpKey, double dValue);
     clJson &SetTexts(const char *cpKey, const std::vector<std::string> &aValues);
-    /** Copies the members of the object. */
     clJson &SetObject(const char *cpKey, const clJson &value);
     clJson &SetObjects(const char *cpKey, std::vector<clJson> aValues);
 

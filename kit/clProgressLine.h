@@ -21,7 +21,7 @@ struct progress_t {
 class clProgressLine
 {
 public:
-    /** @param iFileH borrowed; nothing is ever written when it is no terminal or a dumb one */
+    /** @param iFileH borrowed; nothing is written unless it is a terminal, and not a dumb one */
     explicit clProgressLine(int iFileH);
     clProgressLine(const clProgressLine &) = delete;
     clProgressLine &operator=(const clProgressLine &) = delete;
@@ -29,13 +29,13 @@ public:
 
     bool IsShown() const noexcept { return bTerminal; }
 
-    /** Draws the line over the one before, as wide as the terminal is at this moment. */
+    /** Replaces the line by a new one for the present width of the terminal. */
     void Draw(const progress_t &progress);
 
     /** Removes the line and puts the cursor at its start. */
     void Clear();
 
-    /** The line for a terminal of that many columns: at most one column less, never wrapped. */
+    /** The line for a terminal of sizeColumns columns: at most one column less, never wrapped. */
     static std::string Format(const progress_t &progress, size_t sizeColumns);
 
 private:

@@ -14,9 +14,8 @@
  * The only writer to standard output and standard error.
  *
  * Any thread may call any operation. Names and texts for standard error are made printable here;
- * results are written as they are, so their makers use Printable. A line of messages or results is
- * never mixed with another one, nor with the progress line. Nothing is thrown for bytes that do not
- * arrive: those of results are remembered, and Finish tells.
+ * callers use Printable for results. Lines are never mixed with each other or with the progress
+ * line. Failed writes do not throw; Finish reports those of results.
  */
 class clReporter
 {
@@ -39,44 +38,34 @@ public:
     void Warn(const std::string &strPath, const std::string &strReason);
     /** "vantrel-kit: PATH: hint: REASON" */
     void Hint(const std::string &strPath, const std::string &strReason);
-    /** One line as it is, such as what became of a file, or the summary. */
+    /** One line, unchanged. */
     void Note(const std::string &strLine);
 
     // ---- standard output ----
 
-    /**
-     * The text of one input: printed when those of all inputs before it are, with all lines
-     * together.
-     *
-     * @param sizeIdx each index counts once, from 0 on without gaps
-     * @param strText whole lines with their ends; may be empty
-     */
+    /** The lines of one input, with their ends, or nothing; printed together, in the order of
+     * sizeIdx. Each index counts once, from 0 on without gaps. */
     void PutResult(size_t sizeIdx, std::string strText);
 
-    /** A line of JSON, without its end: printed at once. */
+    /** A line of JSON, without its end; printed at once. */
     void PutJson(const std::string &strLine);
 
-    /** Text that is printed at once and as it is. */
     void PutText(const std::string &strText);
 
     // ---- progress ----
 
-    /** Shows the progress line from now on. @param uBytes of all files, 0 when not known */
+    /** Shows the progress line from now on. uBytes is for all files, 0 when unknown. */
     void StartProgress(uint64_t uFiles, uint64_t uBytes);
     void BeginFile(const std::string &strPath);
-    /** Cheap: mostly one addition. */
     void AddBytes(uint64_t uBytes);
     void EndFile();
 
     /** Removes the progress line for good. */
     void StopProgress();
 
-    /**
-     * Ends the output: results that still wait for one before them are printed, the progress line
-     * is removed, and standard output is asked for errors that it reports only at its end.
-     *
-     * @return whether all results arrived; when not, a failure was printed
-     */
+    /** Prints waiting results, removes the progress line, and checks standard output for errors
+     * that it reports only at its end.
+     * @return whether all results arrived; if not, a failure was printed */
     [[nodiscard]] bool Finish();
 
 private:

@@ -18,7 +18,7 @@ struct input_t;
 class clSoundComparison
 {
 public:
-    /** Is told how many bytes of each of the two files have been compared since the last call. */
+    /** Receives the bytes of each of the two files compared since the last call. */
     using progress_t = std::function<void(uint64_t uBytes)>;
 
     /** One of the two files. */
@@ -40,10 +40,8 @@ public:
         clAlignedAlloc allocFrames;
     };
 
-    /**
-     * Finds the first difference; both sides are open.
-     * @throws clException when a file cannot be read to its end or changes; clXStopped
-     */
+    /** Finds the first difference; both sides are open.
+     * @throws clException when a file cannot be read to its end or changes; clXStopped */
     void Compare(const progress_t &progress);
 
     clSide a;

@@ -13,46 +13,34 @@ class clInputFile;
  * The sound of a DSDIFF or DSF file as frames: one byte of each channel, eight samples a byte, the
  * earliest in the highest bit. Unused bits of the last frame are zero.
  *
- * Delivers as many samples as the inspection of the file has found, or throws. Every read looks
- * whether the program was told to stop. One thread at a time; buffers stay for the next file.
+ * Delivers as many samples as the inspection has found, or throws. Every read checks for a stop of
+ * the program. One thread at a time; buffers stay for the next file.
  */
 class clSoundReader
 {
 public:
-    /** Reads ask for a multiple of this many frames. */
-    static constexpr size_t UNIT_FRAMES = 4096;
+    static constexpr size_t UNIT_FRAMES = 4096; ///< divides the size of every read
 
-    /**
-     * Starts at the first frame of a file.
-     *
-     * @param input borrowed, until the next Open or Close; its Judge has found no fault
-     * @throws clException, std::runtime_error
-     */
+    /** Starts at the first frame of a file, borrowed until the next Open or Close; its Judge has
+     * found no fault. @throws clException, std::runtime_error */
     void Open(clInputFile &input);
 
-    /** Lets go of the file; nothing happens without one. */
+    /** Does nothing without a file. */
     void Close();
 
-    /** Goes back to the first frame. */
     void Rewind();
 
-    /**
-     * Reads frames with the channels in the standard order: left, right, centre, low frequencies,
-     * left and right surround, as far as the file has them.
-     *
-     * @param pBuffer    room for sizeFrames frames
-     * @param sizeFrames a multiple of UNIT_FRAMES; GetReadFrames() is a good one
-     * @return frames read, fewer than sizeFrames only at the end
-     * @throws clXInput when the file delivers less than was found in it; what the stream
-     * throws; clXStopped
-     */
+    /** Reads frames with the channels in the order left, right, centre, low frequencies, left and
+     * right surround, as far as the file has them. sizeFrames is a multiple of UNIT_FRAMES;
+     * GetReadFrames() is a good one. @return frames read, fewer than sizeFrames only at the end
+     * @throws clXInput when the file delivers less than the inspection found; what the stream
+     * throws; clXStopped */
     size_t Read(uint8_t *pBuffer, size_t sizeFrames);
 
     /** As Read, with the channels in the order of the file. */
     size_t ReadStored(uint8_t *pBuffer, size_t sizeFrames);
 
-    /** For each channel in the order of the file its place among the channels of the standard
-     * order; all different. */
+    /** The place of each channel of the file in the order of Read; all different. */
     const std::vector<uint32_t> &GetPlaces() const noexcept { return auPlaces; }
     /** The channel type for a DSF file of this sound. */
     uint32_t GetType() const noexcept { return uType; }

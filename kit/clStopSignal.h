@@ -2,7 +2,7 @@
 
 #include "base/clException.h"
 
-/** The run was stopped by a signal; whatever was begun is undone on the way up to main. */
+/** The run was stopped by a signal; what was begun is undone during the unwinding to main. */
 class clXStopped : public clException
 {
 public:
@@ -10,20 +10,19 @@ public:
 };
 
 /**
- * SIGINT, SIGTERM and SIGHUP: the first one asks the run to stop, the second one ends the process
- * at once with status 128 plus its number. A signal that is ignored when the program starts stays
- * so. Any thread may ask.
+ * SIGINT, SIGTERM and SIGHUP: the first requests a stop, the second ends the process at once with
+ * status 128 plus its number. Signals ignored at the start of the program stay ignored. Any thread
+ * may ask.
  */
 class clStopSignal
 {
 public:
-    /** Once, before any thread is started. System calls continue after the signal where they can.
-     */
+    /** Once, before any thread is started. Interrupted system calls continue where they can. */
     static void Install();
 
-    /** Number of the signal that asked for the stop, 0 when none did. */
+    /** Number of the signal that requested the stop, or 0. */
     static int GetSignal() noexcept;
 
-    /** @throws clXStopped when a signal has asked for the stop; called in every long loop */
+    /** @throws clXStopped after a signal; called in every long loop */
     static void ThrowIfStopped();
 };

@@ -7,30 +7,23 @@
 class clInputFile;
 struct options_t;
 
-/** The tag that an output gets: the first source that exists is asked, and no other. */
+/** The tag of an output, from the first source that exists. */
 class clTagChoice
 {
 public:
     enum class source_t { NONE, GIVEN, CARRIED, MADE };
 
-    /**
-     * Chooses for one input and forgets the choice before.
-     *
-     * @param input   with a DSDIFF file
-     * @param options its strTag and bNoTag
-     * @param bBytes  whether the bytes are wanted, or only what they would be
-     * @throws clXInput when a source cannot be read
-     */
+    /** Chooses for a DSDIFF file, by strTag and bNoTag, and forgets the previous choice. bBytes
+     * false makes only name and size. @throws clXInput when a source cannot be read */
     void Choose(const clInputFile &input, const options_t &options, bool bBytes);
 
     source_t GetSource() const noexcept { return source; }
     /** "given", "carried", "made" or "none" */
     const char *GetName() const noexcept;
-    /** Also without the bytes. */
     uint64_t GetSize() const noexcept { return uSize; }
-    /** Empty without a tag, or when they were not wanted. */
+    /** Empty without a tag or without bBytes. */
     const std::vector<uint8_t> &GetBytes() const noexcept { return bytes; }
-    /** Why a given tag was left out; empty when it was not. */
+    /** Why a given tag was left out, or empty. */
     const std::string &GetWarning() const noexcept { return strWarning; }
 
 private:

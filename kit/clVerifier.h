@@ -10,27 +10,24 @@
 #include <vector>
 
 /**
- * Proves that a finished DSF file contains what a conversion had to put into it: opens it anew,
- * inspects its headers, and compares every sample and every byte of the tag. Nothing of the writer
- * is used but the file. One thread at a time; buffers stay for the next file.
+ * Proves that a finished DSF file contains what a conversion had to write: opens it anew, inspects
+ * its headers, and compares every sample and every byte of the tag. Uses only the file, nothing of
+ * the writer. One thread at a time; buffers stay for the next file.
  */
 class clVerifier
 {
 public:
-    /** What the file must be. */
     struct expected_t {
         uint32_t uSampleRate;
         uint32_t uType;
         const std::vector<uint8_t> &tag;
     };
 
-    /** Is told how many bytes of sound have been compared since the last call. */
+    /** Receives the bytes of sound compared since the last call. */
     using progress_t = std::function<void(uint64_t uBytes)>;
 
-    /**
-     * @param sound the sound of the input, which is read again from its start
-     * @throws clXInput with the difference; what the streams throw; clXStopped
-     */
+    /** Reads the sound of the input again from its start.
+     * @throws clXInput with the difference; what the streams throw; clXStopped */
     void Verify(const std::string &strOutput, clSoundReader &sound, const expected_t &expected,
                 const progress_t &progress);
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-/** One input cannot be processed; the text is the reason, in plain words for the user. */
+/** One input cannot be processed; the text is the reason for the user. */
 class clXInput : public clException
 {
 public:
