@@ -4,8 +4,6 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/Response.h"
 
-#include <random>
-
 #include <gtest/gtest.h>
 
 namespace
@@ -106,46 +104,6 @@ TEST(clDecodeSession, DelaysTheSignalUnlessToldNotTo)
     }
 }
 
-// One signal, and every way to fetch, divide and filter it.
-TEST(clDecodeSession, DecodesToTheSameBitsEveryWay)
-{
-    const uint32_t uSeed = 20240611;
-    SCOPED_TRACE(uSeed);
-    std::mt19937 random(uSeed);
-    const auto Any = [&](uint32_t uFrom, uint32_t uTo) {
-        return std::uniform_int_distribution<uint32_t>(uFrom, uTo)(random);
-    };
-    for (uint32_t uRound = 0; uRound < 12; ++uRound) {
-        const uint32_t uChannels = uRound % 6 + 1;
-        const bytes_t sound = Pattern(size_t{Any(1, 60000)} * uChannels);
-        clDecodeSession::setup_t setup = MakeSetup(uChannels, 1);
-        setup.bScalarKernels = true;
-        clDecoding plain(setup);
-        MemorySource whole(sound, uChannels);
-        const samples_t expected =
-            plain.ReadToEnd(whole, 60000) + plain.Flush(size_t{uChannels} * DELAY);
-        ASSERT_EQ((sound.size() / uChannels / 2 + DELAY) * uChannels, expected.size());
-
-        for (int iWay = 0; iWay < 8; ++iWay) {
-            const uint64_t uRun = iWay % 2 == 0 ? 1 : 2 * Any(1, Any(1, 3000));
-            MemorySource source(sound, uChannels, uRun, Any(0, 1) != 0);
-            source.uMissing = Any(0, 1) * uint64_t{100000};
-            const uint64_t uFrames =
-                uRun == 1 ? Any(1, Any(1, 30000))
-                          : uRun / 2 * Any(1, static_cast<uint32_t>(60000 / uRun + 1));
-            setup.uWorkers = Any(0, 7);
-            setup.uLargestRead = Any(0, 1) * uFrames;
-            setup.bScalarKernels = Any(0, 1) != 0;
-            SCOPED_TRACE(testing::Message() << "round " << uRound << ", runs of " << uRun << ", "
-                                            << setup.uWorkers << " workers, reads of " << uFrames
-                                            << ", scalar " << setup.bScalarKernels);
-            clDecoding decoding(setup);
-            ASSERT_TRUE(EqualBytes(expected, decoding.ReadToEnd(source, uFrames) +
-                                                 decoding.Flush(expected.size())));
-        }
-    }
-}
-
 TEST(clDecodeSession, StartsFromSilenceWhereTheSourceHasMoved)
 {
     const bytes_t sound = Pattern(20000);
@@ -213,24 +171,6 @@ TEST(clDecodeSession, PlacesChannelsInFrames)
         }
         EXPECT_TRUE(EqualBytes(expected, out));
         EXPECT_EQ(4 * DELAY, decoding.Flush(1000).size()) << "frames as in the last read";
-    }
-}
-
-TEST(clDecodeSession, DeliversOneBitSamplesWithoutDecimation)
-{
-    const bytes_t sound = {0x80, 0xFF, 0x01, 0x00};
-    for (const uint64_t uRun : {1U, 2U}) {
-        SCOPED_TRACE(uRun);
-        MemorySource source(sound, 2, uRun, uRun == 2);
-        clDecoding decoding(MakeSetup(2));
-        decoding.session.SetConversion(false, 1.0 / 64);
-        samples_t expected;
-        for (int i = 0; i < 16; ++i) {
-            expected.push_back(i == 0 || i == 15 ? 0.5 : -0.5);
-            expected.push_back(i < 8 ? 0.5 : -0.5);
-        }
-        EXPECT_TRUE(EqualBytes(expected, decoding.ReadToEnd(source, 16)));
-        EXPECT_TRUE(decoding.Flush(100).empty());
     }
 }
 

@@ -33,36 +33,21 @@ INSTANTIATE_TEST_SUITE_P(Formats, decode, testing::Values(FORMAT_DSDIFF, FORMAT_
 
 } // namespace
 
-TEST_P(decode, OpenDoublesTheAmplitude)
-{
-    for (const bool bDouble : {false, true}) {
-        SCOPED_TRACE(bDouble);
-        Open(bytes_t(8192, 0xFF), 1, bDouble);
-        EXPECT_NEAR(bDouble ? 2.0 : 1.0, ReadToEnd(*spFile, BLOCK).back(), 1e-9);
-    }
-}
-
-TEST_P(decode, AudioIsDelayedUnlessOpenedWithoutDelay)
+TEST_P(decode, OpenChoosesAmplitudeAndDelay)
 {
     constexpr uint32_t CHANNELS = 2;
-    // Bytes of each channel, within one block and beyond it.
-    for (const size_t sizeBytes : {1U, 27U, 4097U}) {
-        SCOPED_TRACE(sizeBytes);
-        const bytes_t sound = Pattern(sizeBytes * CHANNELS);
-        Open(sound, CHANNELS);
-        EXPECT_EQ(DELAY, spFile->GetDelay());
-        EXPECT_EQ(sizeBytes / 2, spFile->GetOutputLength());
-        const samples_t delayed = ReadToEnd(*spFile, CHANNELS * BLOCK);
-        EXPECT_EQ(sizeBytes / 2 * CHANNELS, delayed.size());
-        samples_t rest(100);
-        rest.resize(spFile->Flush(rest.data(), rest.size()));
-        EXPECT_EQ(CHANNELS * DELAY, rest.size());
+    // Within one block; odd, so that the last byte is no decoded sample.
+    const bytes_t sound = Pattern(4097 * CHANNELS);
+    Open(sound, CHANNELS);
+    EXPECT_EQ(DELAY, spFile->GetDelay());
+    EXPECT_EQ(2048U, spFile->GetOutputLength());
+    samples_t all = ReadAll(*spFile, CHANNELS * BLOCK);
+    ASSERT_EQ((2048 + DELAY) * CHANNELS, all.size());
 
-        Open(sound, CHANNELS, false, true);
-        EXPECT_EQ(0U, spFile->GetDelay());
-        EXPECT_TRUE(EqualBytes(Part(delayed + rest, CHANNELS * DELAY),
-                               ReadToEnd(*spFile, CHANNELS * BLOCK)));
-    }
+    Open(sound, CHANNELS, true, true);
+    EXPECT_EQ(0U, spFile->GetDelay());
+    std::transform(all.begin(), all.end(), all.begin(), [](double d) { return 2 * d; });
+    EXPECT_TRUE(EqualBytes(Part(all, CHANNELS * DELAY), ReadAll(*spFile, CHANNELS * BLOCK)));
 }
 
 TEST_P(decode, SeeksGiveTheSameSamplesOnceTheFilterIsFull)
@@ -113,27 +98,21 @@ TEST_P(decode, NothingAskedForNeedsNoBuffer)
     const bytes_t sound = Pattern(16384);
     for (const bool bWithoutDelay : {false, true}) {
         SCOPED_TRACE(bWithoutDelay);
-        const auto Reopen = [&] {
-            spFile->Open(MakeStream(GetParam(), sound, 2), 0, 2, false, bWithoutDelay);
-        };
-        Reopen();
+        Open(sound, 2, false, bWithoutDelay);
         const samples_t expected = ReadAll(*spFile, 2 * BLOCK);
-        Reopen();
-        const auto AskForNothing = [&] {
+        Open(sound, 2, false, bWithoutDelay);
+        samples_t all;
+        for (int i = 0; i < 2; ++i) {
             EXPECT_EQ(0U, spFile->Flush(nullptr, 0));
             EXPECT_EQ(0U, spFile->Read_5_1(nullptr, 0));
             EXPECT_EQ(0U, spFile->Read(nullptr, 0));
             EXPECT_EQ(0U, spFile->ReadRaw(nullptr, 0));
             EXPECT_EQ(0U, spFile->ReadRaw_5_1(nullptr, 0));
-        };
-        AskForNothing();
-        samples_t all(2 * BLOCK);
-        all.resize(spFile->Read(all.data(), all.size()));
-        AskForNothing();
-        const samples_t rest = ReadAll(*spFile, 2 * BLOCK);
-        all.insert(all.end(), rest.begin(), rest.end());
-        EXPECT_TRUE(EqualBytes(expected, all));
-        AskForNothing();
+            samples_t some(2 * BLOCK);
+            some.resize(spFile->Read(some.data(), some.size()));
+            all = all + some;
+        }
+        EXPECT_TRUE(EqualBytes(expected, all + ReadAll(*spFile, 2 * BLOCK)));
     }
 }
 
@@ -173,8 +152,9 @@ TEST_P(decode, NeedsOpenAndAtMostSixChannels)
                   [&] { spFile->Read(out.data(), 7 * BLOCK); });
 }
 
-// What only the formats decide: block size, bit order, and where a stream stops.
-TEST(clDSD, DecodesBothFormatsToTheSameBits)
+// One signal: every block size, bit order, read, worker count and filter, and streams that stop
+// anywhere.
+TEST(clDSD, DecodesToTheSameBitsEveryWay)
 {
     const uint32_t uSeed = 20240611;
     SCOPED_TRACE(uSeed);
@@ -182,74 +162,66 @@ TEST(clDSD, DecodesBothFormatsToTheSameBits)
     const auto Any = [&](uint32_t uFrom, uint32_t uTo) {
         return std::uniform_int_distribution<uint32_t>(uFrom, uTo)(random);
     };
-    for (uint32_t uRound = 0; uRound < 12; ++uRound) {
+    for (uint32_t uRound = 0; uRound < 48; ++uRound) {
         const uint32_t uChannels = uRound % 6 + 1;
-        const size_t sizeBytes = Any(1, 20000);
+        const size_t sizeBytes = Any(1, 60000);
         const bytes_t sound = Pattern(sizeBytes * uChannels);
         clDSDIFF plain;
-        plain.Open(MakeStream(FORMAT_DSDIFF, sound, uChannels), 0, 1);
-        const samples_t expected = ReadAll(plain, uChannels * 10000);
+        plain.Open(MakeStream(FORMAT_DSDIFF, sound, uChannels), 0, 1, false, false, true);
+        const samples_t expected = ReadAll(plain, uChannels * 30000);
         ASSERT_EQ((sizeBytes / 2 + DELAY) * uChannels, expected.size());
 
-        const uint32_t uRead = Any(1, Any(1, 10000));
         const uint32_t uBlock = 2 * Any(1, Any(1, 3000));
-        const bool bMsbFirst = uRound % 2 != 0;
-        SCOPED_TRACE(testing::Message()
-                     << "round " << uRound << ", reads of " << uRead << ", blocks of " << uBlock);
-        clDSDIFF dsdiff;
-        dsdiff.Open(MakeStream(FORMAT_DSDIFF, sound, uChannels)->ShortReads(Any(1, 5000)));
-        ASSERT_TRUE(EqualBytes(expected, ReadAll(dsdiff, size_t{uRead} * uChannels)));
-
+        const uint64_t uRead = uint64_t{uChannels} * Any(1, Any(1, 30000));
+        const uint64_t uBlocksRead = uBlock / 2 * Any(1, 60000 / uBlock + 1) * uint64_t{uChannels};
+        const bool bMsbFirst = Any(0, 1) != 0;
         bytes_t data((sizeBytes + uBlock - 1) / uBlock * uBlock * uChannels, 0x55);
         for (size_t i = 0; i < sound.size(); ++i) {
             const size_t uByte = i / uChannels;
             data[(uByte / uBlock * uChannels + i % uChannels) * uBlock + uByte % uBlock] =
                 bMsbFirst ? sound[i] : Reversed(sound[i]);
         }
+        const DSFBuilder blocks = DSFBuilder()
+                                      .Channels(uChannels, 2)
+                                      .BlockSize(uBlock)
+                                      .BitsPerSample(bMsbFirst ? 8 : 1)
+                                      .Data(data, sizeBytes * 8);
+        SCOPED_TRACE(testing::Message() << "round " << uRound << ", reads of " << uRead
+                                        << ", blocks of " << uBlock << ", by " << uBlocksRead);
+        const auto Open = [&](clDSD &file, MemoryStream *pStream, uint64_t uLargest) {
+            file.Open(pStream->ShortReads(Any(1, 5000)), Any(0, 1) * uLargest, Any(0, 7), false,
+                      false, Any(0, 1) != 0);
+        };
+        clDSDIFF dsdiff;
+        Open(dsdiff, MakeStream(FORMAT_DSDIFF, sound, uChannels), uRead);
+        ASSERT_TRUE(EqualBytes(expected, ReadAll(dsdiff, uRead)));
         clDSF dsf;
-        dsf.Open(DSFBuilder()
-                     .Channels(uChannels, 2)
-                     .BlockSize(uBlock)
-                     .BitsPerSample(bMsbFirst ? 8 : 1)
-                     .Data(data, sizeBytes * 8)
-                     .Stream()
-                     ->ShortReads(Any(1, 5000)));
-        ASSERT_TRUE(EqualBytes(expected, ReadAll(dsf, uBlock / 2 * Any(1, 3) * size_t{uChannels})));
+        Open(dsf, blocks.Stream(), uBlocksRead);
+        ASSERT_TRUE(EqualBytes(expected, ReadAll(dsf, uBlocksRead)));
     }
 }
 
 TEST(clDSDIFF, Read51PlacesChannelsBySpeaker)
 {
-    const struct {
-        std::vector<std::string> ids;
-        int aiChannels[6]; // in each place of the frame; -1: silence
-    } aRows[] = {
-        {{"SRGT", "SLFT"}, {0, 1, -1, -1, -1, -1}},
-        // Two channels with one place: the later one is delivered.
-        {{"SLFT", "MLFT", "LS  "}, {1, -1, -1, -1, 2, -1}},
-    };
     clDSDIFF reader;
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << "row " << &row - aRows);
-        const size_t sizeChannels = row.ids.size();
-        reader.Open(
-            DSDIFFBuilder().Channels(row.ids).Sound(Pattern(sizeChannels * 2 * 20)).Stream());
-        samples_t plain(sizeChannels * 20);
-        ASSERT_EQ(plain.size(), reader.Read(plain.data(), plain.size()));
-        reader.SeekSample(0);
-        // A read past the end: silence up to the end of the buffer.
-        samples_t out(6 * 40, 7.0);
-        ASSERT_EQ(120U, reader.Read_5_1(out.data(), out.size()));
-        for (size_t i = 0; i < out.size(); ++i) {
-            const int iChannel = i < 120 ? row.aiChannels[i % 6] : -1;
-            const size_t sizePlain = i / 6 * sizeChannels + static_cast<size_t>(iChannel);
-            ASSERT_EQ(iChannel < 0 ? 0.0 : plain[sizePlain], out[i]) << i;
-        }
-        // Flush delivers frames like those of the last read.
-        EXPECT_EQ(6 * DELAY, reader.Flush(out.data(), out.size()));
-        EXPECT_THROW_MSG(reader.Read_5_1(out.data(), 8), clXDSDIFF,
-                         "clDSDIFF::Read_5_1(): read size must be multiple of channels");
+    reader.Open(
+        DSDIFFBuilder().Channels({"SRGT", "LS  ", "SLFT"}).Sound(Pattern(3 * 2 * 20)).Stream());
+    samples_t plain(3 * 20);
+    ASSERT_EQ(plain.size(), reader.Read(plain.data(), plain.size()));
+    reader.SeekSample(0);
+    // A read past the end: silence up to the end of the buffer.
+    samples_t out(6 * 40, 7.0);
+    ASSERT_EQ(120U, reader.Read_5_1(out.data(), out.size()));
+    constexpr int CHANNELS[] = {2, 0, -1, -1, 1, -1}; // in each place of the frame; -1: silence
+    for (size_t i = 0; i < out.size(); ++i) {
+        const int iChannel = i < 120 ? CHANNELS[i % 6] : -1;
+        const size_t uPlain = i / 6 * 3 + static_cast<size_t>(iChannel);
+        ASSERT_EQ(iChannel < 0 ? 0.0 : plain[uPlain], out[i]) << i;
     }
+    // Flush delivers frames like those of the last read.
+    EXPECT_EQ(6 * DELAY, reader.Flush(out.data(), out.size()));
+    EXPECT_THROW_MSG(reader.Read_5_1(out.data(), 8), clXDSDIFF,
+                     "clDSDIFF::Read_5_1(): read size must be multiple of channels");
 }
 
 TEST(clDSF, Read51PlacesChannelsByType)
@@ -341,7 +313,9 @@ TEST(clDSD, SubclassesChangeGainAndDecimation)
     EXPECT_THROW_MSG(undecimated.Read(out.data(), 8), clXDSDIFF,
                      "clDSDIFFDataChunk::Read(): size must be multiple of 8");
     clSwitched<clDSF> blocks(false, 0.5);
-    blocks.Open(DSFBuilder().BlockSize(1).Data({0x01, 0x80}, 8).Stream());
-    ASSERT_EQ(16U, blocks.Read(out.data(), 16));
-    EXPECT_TRUE(out[0] == 1.0 && out[15] == 1.0 && out[1] == -1.0 && out[14] == -1.0);
+    blocks.Open(DSFBuilder().BlockSize(2).Data({0x01, 0x00, 0x00, 0x80}, 16).Stream());
+    ASSERT_EQ(32U, blocks.Read(out.data(), 32));
+    for (size_t i = 0; i < 32; ++i) {
+        EXPECT_EQ(i == 0 || i == 31 ? 1.0 : -1.0, out[i]) << i;
+    }
 }

@@ -264,11 +264,8 @@ TEST(clDSDIFFPropChunk, PlacesChannelsByIdAndCount)
         {{"SRGT", "SLFT"}, {1, 0}, {1, 0}},
         {{"MRGT", "MLFT"}, {0, 1}, {1, 0}}, // stereo files are matched on SLFT and SRGT only
         {{"SLFT", "SLFT"}, {0, 1}, {0, 0}, true},
-        {{"LFE ", "MLFT", "MRGT"}, {2, 0, 1}, {3, 0, 1}},
         {{"MLFT", "C   ", "LFE "}, {0, 1, 2}, {0, 2, 3}, true},
         {{"LS  ", "RS  ", "MLFT", "MRGT"}, {2, 3, 0, 1}, {4, 5, 0, 1}},
-        {{"MLFT", "MRGT", "C   ", "LS  "}, {0, 1, 2, 3}, {0, 1, 2, 4}, true},
-        {{"MLFT", "MRGT", "LS  ", "RS  ", "C   "}, {0, 1, 3, 4, 2}, {0, 1, 4, 5, 2}},
         {{"MLFT", "MRGT", "LS  ", "RS  ", "C   ", "LFE "}, {0, 1, 4, 5, 2, 3}, {0, 1, 4, 5, 2, 3}},
         {{"RS  ", "LS  ", "LFE ", "C   ", "MRGT", "MLFT", "C001"},
          {0, 1, 2, 3, 4, 5, 6},

@@ -1,6 +1,7 @@
 #include "dsd/clDSD.h"
 
 #include "dsd/clDSF.h"
+#include "tests/support/Bytes.h"
 
 #include <cstring>
 #include <vector>
@@ -20,6 +21,12 @@ size_t SlotOf(F pMember)
     return uOffset / sizeof(void *);
 }
 
+template <class... F>
+std::vector<size_t> SlotsOf(F... pMembers)
+{
+    return {SlotOf(pMembers)...};
+}
+
 } // namespace
 
 TEST(clDSD, KeepsTheOrderOfItsVirtualFunctions)
@@ -28,27 +35,20 @@ TEST(clDSD, KeepsTheOrderOfItsVirtualFunctions)
     struct hooks_t : clDSF {
         static std::vector<size_t> Slots()
         {
-            return {SlotOf(&hooks_t::ThreadPoolJob), SlotOf(&hooks_t::ConfigureHook),
-                    SlotOf(&hooks_t::CloseHook), SlotOf(&hooks_t::ReservedHook)};
+            return SlotsOf(&hooks_t::ThreadPoolJob, &hooks_t::ConfigureHook, &hooks_t::CloseHook,
+                           &hooks_t::ReservedHook);
         }
     };
-    std::vector<size_t> slots = hooks_t::Slots();
-    for (const size_t sizeSlot : {SlotOf(&clDSD::Open),          SlotOf(&clDSD::OpenMeta),
-                                  SlotOf(&clDSD::Close),         SlotOf(&clDSD::Read),
-                                  SlotOf(&clDSD::Read_5_1),      SlotOf(&clDSD::ReadRaw),
-                                  SlotOf(&clDSD::ReadRaw_5_1),   SlotOf(&clDSD::GetBlockSamples),
-                                  SlotOf(&clDSD::GetBlockSize),  SlotOf(&clDSD::GetSampleRate),
-                                  SlotOf(&clDSD::GetOutputRate), SlotOf(&clDSD::GetChannels),
-                                  SlotOf(&clDSD::GetOutputSize), SlotOf(&clDSD::GetOutputLength),
-                                  SlotOf(&clDSD::SeekSample),    SlotOf(&clDSD::SeekFrame),
-                                  SlotOf(&clDSD::GetPosition),   SlotOf(&clDSD::GetDataSize),
-                                  SlotOf(&clDSD::GetLength),     SlotOf(&clDSD::IsCompressed),
-                                  SlotOf(&clDSD::GetTag),        SlotOf(&clDSF::Create),
-                                  SlotOf(&clDSF::SetLength),     SlotOf(&clDSF::WriteRaw),
-                                  SlotOf(&clDSF::WriteMeta),     SlotOf(&clDSF::SetSampleRate),
-                                  SlotOf(&clDSF::SetChannels),   SlotOf(&clDSF::SetChannelType)}) {
-        slots.push_back(sizeSlot);
-    }
+    const std::vector<size_t> slots =
+        hooks_t::Slots() +
+        SlotsOf(&clDSD::Open, &clDSD::OpenMeta, &clDSD::Close, &clDSD::Read, &clDSD::Read_5_1,
+                &clDSD::ReadRaw, &clDSD::ReadRaw_5_1, &clDSD::GetBlockSamples, &clDSD::GetBlockSize,
+                &clDSD::GetSampleRate, &clDSD::GetOutputRate, &clDSD::GetChannels,
+                &clDSD::GetOutputSize, &clDSD::GetOutputLength, &clDSD::SeekSample,
+                &clDSD::SeekFrame, &clDSD::GetPosition, &clDSD::GetDataSize, &clDSD::GetLength,
+                &clDSD::IsCompressed, &clDSD::GetTag, &clDSF::Create, &clDSF::SetLength,
+                &clDSF::WriteRaw, &clDSF::WriteMeta, &clDSF::SetSampleRate, &clDSF::SetChannels,
+                &clDSF::SetChannelType);
     // The destructor takes the first two slots.
     for (size_t i = 0; i < slots.size(); ++i) {
         EXPECT_EQ(i + 2, slots[i]);

@@ -5,6 +5,7 @@
 #include "io/clStreamReaderFile.h"
 #include "tests/support/DSFBuilder.h"
 #include "tests/support/ID3Builder.h"
+#include "tests/support/InspectorHelpers.h"
 #include "tests/support/TempFolder.h"
 
 #include <string>
@@ -16,28 +17,11 @@ using B = DSFBuilder;
 namespace
 {
 
-std::string Texts(const clDSFInspector &inspector)
-{
-    std::string strAll;
-    for (const finding_t &finding : inspector.GetFindings()) {
-        strAll += std::string(strAll.empty() ? "" : "|") +
-                  "RLWCH"[static_cast<size_t>(finding.eSeverity)] + ": " + finding.strText;
-    }
-    return strAll;
-}
+const bytes_t TAG = TitleTag("title");
 
 clDSFInspector Inspected(const bytes_t &file)
 {
-    clDSFInspector inspector;
-    MemoryStream stream(file);
-    inspector.Inspect(stream);
-    inspector.CheckTags(stream);
-    return inspector;
-}
-
-bytes_t Tag()
-{
-    return TitleTag("title");
+    return ::Inspected<clDSFInspector>(file, true);
 }
 
 // One group of stereo blocks whose samples are ones and whose padding is zero.
@@ -63,7 +47,7 @@ TEST(clDSFInspector, FindsNothingWrongWithWholeFiles)
         B().Data(Blocks(13), 13).Build(),
         B().Data(Blocks(13, true), 13).BitsPerSample(8).Build(),
         B().Data(Blocks(4095 * 8), 4095 * 8).Build(),
-        B().Trailing(Tag()).Patch(20, B::Number(92 + 8192, 8)).Build(),
+        B().Trailing(TAG).Patch(20, B::Number(92 + 8192, 8)).Build(),
         B().Patch(20, B::Number(92 + 8192, 8)).Build(),
         B().Channels(6, 7).Data(bytes_t(size_t{6} * 4096, 1), 32768).Build(),
     };
@@ -79,7 +63,7 @@ TEST(clDSFInspector, ReportsEachFault)
     const auto patched = [](size_t sizeOffset, uint64_t uValue, int iBytes = 4) {
         return B().Patch(sizeOffset, B::Number(uValue, iBytes)).Build();
     };
-    bytes_t bad = Tag();
+    bytes_t bad = TAG;
     bad[17] = 0xFF;
     const auto padded = [](size_t sizeAt) {
         bytes_t data = Blocks(13);
@@ -122,16 +106,16 @@ TEST(clDSFInspector, ReportsEachFault)
          "C: 32768 samples per channel do not fit 18446744073709551603 bytes of sound data: they "
          "take 1 group of 8192 bytes"},
         {padded(8191), "C: the padding after the last sample of channel 2 is not zero"},
-        {B().Trailing(Tag()).Build(),
+        {B().Trailing(TAG).Build(),
          "C: 26 bytes follow the sound data, to which no metadata pointer leads"},
         {patched(20, 8283, 8),
          "C: the metadata pointer to byte 8283 leads before the end of the sound data"},
         {patched(20, 8285, 8), "C: the metadata pointer to byte 8285 leads beyond the file"},
-        {B().Trailing(bytes_t(4) + Tag()).Patch(20, B::Number(8288, 8)).Build(),
+        {B().Trailing(bytes_t(4) + TAG).Patch(20, B::Number(8288, 8)).Build(),
          "C: the metadata pointer to byte 8288 leaves out 4 bytes after the sound data"},
         {B().Trailing(Pattern(9)).Patch(20, B::Number(8284, 8)).Build(),
          "C: the metadata pointer to byte 8284 does not lead to a tag"},
-        {B().Trailing(Part(Tag(), 0, 20)).Patch(20, B::Number(8284, 8)).Build(),
+        {B().Trailing(Part(TAG, 0, 20)).Patch(20, B::Number(8284, 8)).Build(),
          "C: the tag at byte 8284 announces 26 bytes, 20 are there"},
     };
     for (const auto &row : aRows) {
