@@ -130,11 +130,11 @@ protected:
     {
         SCOPED_TRACE(failure.uNth);
         fs::remove(args[2]);
-        outcome = RunForked(failure, [this] {
+        outcome = RunFailing(failure, [this] {
             char *apArgs[] = {args[0].data(), args[1].data(), args[2].data(), args[3].data()};
             return VantrelMain(4, apArgs);
         });
-        const std::string strErr = outcome.acText;
+        const std::string &strErr = outcome.strText;
         EXPECT_EQ(0U, strErr.find(BANNER)) << strErr;
         if (!outcome.bTerminated) {
             EXPECT_EQ(0, outcome.lHeld);
@@ -348,15 +348,15 @@ TEST(failing_parsers, Allocations)
                 return 1;
             }
         };
-        const outcome_t whole = RunForked({nullptr, 0}, Use);
+        const outcome_t whole = RunFailing({nullptr, 0}, Use);
         FailAllocations(row.uExceptions, [&](const failure_t &failure, outcome_t &outcome) {
-            outcome = RunForked(failure, Use);
+            outcome = RunFailing(failure, Use);
             if (outcome.iStatus == 0) {
-                EXPECT_STREQ(whole.acText, outcome.acText);
+                EXPECT_EQ(whole.strText, outcome.strText);
                 return std::string();
             }
-            const char *const cpException = std::strstr(outcome.acText, "exception: ");
-            return std::string(cpException != nullptr ? cpException : outcome.acText);
+            const size_t uStart = outcome.strText.find("exception: ");
+            return outcome.strText.substr(uStart == std::string::npos ? 0 : uStart);
         });
     }
 }

@@ -1,5 +1,7 @@
 #include "tests/support/FailingCalls.h"
 
+#include "tests/support/RunProgram.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -14,7 +16,6 @@
 #include <semaphore.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -165,20 +166,16 @@ FailureGuard::~FailureGuard()
     tlsFailure.cpCall = nullptr;
 }
 
-outcome_t RunForked(const failure_t &failure, const std::function<int()> &function)
+outcome_t RunFailing(const failure_t &failure, const std::function<int()> &function)
 {
-    static outcome_t *const pOutcome = static_cast<outcome_t *>(mmap(
-        nullptr, sizeof(outcome_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    *pOutcome = {};
-    const int iErrH = memfd_create("err", 0);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(iErrH, STDERR_FILENO);
-        dup2(__real_open("/dev/null", O_WRONLY, 0), STDOUT_FILENO);
+    static report_t *const pReport = static_cast<report_t *>(
+        mmap(nullptr, sizeof(report_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    *pReport = {};
+    const run_t run = RunForked([&] {
         alarm(30);
         std::set_terminate([] {
-            pOutcome->bHit = WasReached();
-            pOutcome->bTerminated = true;
+            pReport->bHit = WasReached();
+            pReport->bTerminated = true;
             _exit(EXIT_FAILURE);
         });
         const long lBefore = lHeld;
@@ -187,23 +184,17 @@ outcome_t RunForked(const failure_t &failure, const std::function<int()> &functi
             const FailureGuard guard(failure);
             // noexcept: an exception ends the child, which must not continue as a test.
             iStatus = [&]() noexcept { return function(); }();
-            pOutcome->bHit = WasReached();
+            pReport->bHit = WasReached();
         }
-        pOutcome->lHeld = lHeld - lBefore;
+        pReport->lHeld = lHeld - lBefore;
         const char *const cpCounts = std::getenv("VANTREL_CHILD_COUNTS");
         if (__llvm_profile_write_file != nullptr && cpCounts != nullptr) {
             __llvm_profile_set_filename(cpCounts);
             __llvm_profile_write_file();
         }
-        _exit(iStatus);
-    }
-    int iWait = 0;
-    waitpid(pid, &iWait, 0);
-    pOutcome->iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
-    const ssize_t lText = pread(iErrH, pOutcome->acText, sizeof(pOutcome->acText) - 1, 0);
-    pOutcome->acText[lText > 0 ? lText : 0] = 0;
-    close(iErrH);
-    return *pOutcome;
+        return iStatus;
+    });
+    return {*pReport, run.iStatus, run.strErr};
 }
 
 // NOLINTEND(performance-no-int-to-ptr)

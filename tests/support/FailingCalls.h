@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 /**
  * A call that must fail. Code linked with FailingCalls.cpp, and with the --wrap options in
@@ -29,14 +30,18 @@ public:
     ~FailureGuard();
 };
 
+/** What a child process reports of itself. */
+struct report_t {
+    bool bHit;        ///< the failing call was made
+    bool bTerminated; ///< std::terminate() ended it
+    long lHeld;       ///< memory blocks and descriptors not released; negative: twice
+};
+
 /** The outcome of a function that ran in a child process. */
-struct outcome_t {
-    int iStatus;       ///< its result; 128 + n when signal n ended it, SIGALRM after 30 s
-    bool bHit;         ///< the failing call was made
-    bool bTerminated;  ///< std::terminate() ended it
-    long lHeld;        ///< memory blocks and descriptors not released; negative: twice
-    char acText[4096]; ///< its standard error
+struct outcome_t : report_t {
+    int iStatus;         ///< its result; 128 + n when signal n ended it, SIGALRM after 30 s
+    std::string strText; ///< its standard error
 };
 
 /** Runs the function, with the failure, in a child process. */
-outcome_t RunForked(const failure_t &failure, const std::function<int()> &function);
+outcome_t RunFailing(const failure_t &failure, const std::function<int()> &function);
