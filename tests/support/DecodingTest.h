@@ -10,53 +10,39 @@
 
 // Decoding without a file: a signal in memory, and a session with a pool of its own.
 
-/** Interleaved bytes, delivered in runs of any length and in either bit order. */
+/** Interleaved bytes, the earliest sample of each in the highest bit. */
 class MemorySource final : public clSignalSource
 {
 public:
-    MemorySource(const bytes_t &sound, uint32_t uChannelCount, uint64_t uRunBytes = 1,
-                 bool bLowestFirst = false)
+    MemorySource(const bytes_t &bytes, uint32_t uChannelCount)
         : uChannels(uChannelCount),
-          uRun(uRunBytes),
-          bLsbFirst(bLowestFirst),
-          uEnd(sound.size() / uChannels),
-          runs((uEnd + uRun - 1) / uRun * uRun * uChannels, 0x55)
+          sound(bytes)
     {
-        for (size_t i = 0; i < uEnd * uChannels; ++i) {
-            const uint64_t uAt = i / uChannels;
-            runs[(uAt / uRun * uChannels + i % uChannels) * uRun + uAt % uRun] =
-                bLsbFirst ? Reversed(sound[i]) : sound[i];
-        }
     }
 
     next_t GetNext() const override
     {
-        return {uPosition, runs.size() / uChannels + uMissing - uPosition, uRun, bLsbFirst};
+        return {uPosition, sound.size() / uChannels + uMissing - uPosition};
     }
 
     uint64_t Fetch(uint8_t *pDest, uint64_t uBytes) override
     {
         fnBeforeFetch(uPosition);
-        const size_t sizeFrom = uPosition * uChannels;
-        const size_t sizeCount = std::min<size_t>(uBytes * uChannels, runs.size() - sizeFrom);
-        std::copy_n(runs.data() + sizeFrom, sizeCount, pDest);
-        const uint64_t uSound = std::min(sizeCount / uChannels, uEnd - std::min(uEnd, uPosition));
-        uPosition += sizeCount / uChannels;
-        return uSound;
+        const uint64_t uFetched = std::min(uBytes, sound.size() / uChannels - uPosition);
+        std::copy_n(sound.data() + uPosition * uChannels, uFetched * uChannels, pDest);
+        uPosition += uFetched;
+        return uFetched;
     }
 
-    /** In bytes per channel, where a run starts. */
+    /** In bytes per channel. */
     uint64_t uPosition = 0;
-    /** Bytes per channel that are announced and not there. */
+    /** Bytes per channel that are announced and missing. */
     uint64_t uMissing = 0;
     std::function<void(uint64_t)> fnBeforeFetch = [](uint64_t) {};
 
 private:
     const uint32_t uChannels;
-    const uint64_t uRun;
-    const bool bLsbFirst;
-    const uint64_t uEnd;
-    bytes_t runs;
+    const bytes_t sound;
 };
 
 /** A session, and the pool and the memory that it borrows. */
