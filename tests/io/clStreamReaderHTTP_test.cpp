@@ -271,15 +271,6 @@ TEST(clStreamReaderHTTP, TruncatedAndStalledBodies)
                      "clStreamReaderHTTP::Read(): read timeout");
 }
 
-TEST(clStreamReaderHTTP, HeadsMayPauseLongerThanBodies)
-{
-    const std::string strHead = Head("200 OK", "A: b\r\n");
-    ScriptedServer server(
-        {{strHead + "body", ServerAnswer::CLOSE, {{0, 1200}, {strHead.size() - 4, 1200}}}});
-    clProbe reader(server.Url("/"));
-    EXPECT_EQ("body", ReadAll(reader, 1000));
-}
-
 TEST(clStreamReaderHTTP, KnownSizesAreReadInOneRequest)
 {
     // The server pauses after 1 MiB for longer than a reader waits before a read.
