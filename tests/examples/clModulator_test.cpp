@@ -1,7 +1,5 @@
 #include "examples/clModulator.h"
 
-#include "tests/support/Spectrum.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -36,26 +34,6 @@ std::vector<double> Feed(clModulator &modulator, size_t sizeSamples, F input)
 }
 
 } // namespace
-
-TEST(clModulator, TonesKeepTheirLevelAboveLittleNoise)
-{
-    // The bins are 1.0 kHz and 10.8 kHz. The ratios are 4 to 5 dB below what was measured.
-    const struct {
-        double dLevel;
-        size_t uBin;
-        double dRatio;
-    } aRows[] = {{-4.0, 93, 122.0}, {-6.0, 1003, 120.0}, {-20.0, 1003, 106.0}};
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(testing::Message() << row.dLevel << " dB in bin " << row.uBin);
-        clModulator modulator;
-        const auto Input = [&](size_t u) { return Tone(row.dLevel, row.uBin, u); };
-        Feed(modulator, LENGTH, Input); // until the loop has settled
-        const auto aSamples = Feed(modulator, LENGTH, Input);
-        const tone_t tone = MeasureTone(aSamples, row.uBin, 1857); // 20 Hz to 20 kHz
-        EXPECT_NEAR(row.dLevel, tone.dLevel, 0.001);
-        EXPECT_GE(tone.dRatio, row.dRatio);
-    }
-}
 
 TEST(clModulator, OverloadIsForgotten)
 {
