@@ -116,49 +116,38 @@ TEST_F(Info, TellsWhatIsNotKnown)
     const struct {
         const char *cpName;
         bytes_t file;
-        int iStatus;
-        std::vector<std::string> members;
+        const char *cpMembers;
     } aRows[] = {
-        {"DST",
-         Build().Compression("DST ").NoSound().After(Build::Chunk("DST ", frames)).Build(),
-         0,
-         {"compression=\"DST\"", "samples=5644800", "sound_bytes=1411200", "duration=2.0"}},
-        {"cut", Part(good, 0, good.size() - 101), 0, {"complete=false", "samples=3592"}},
-        {"no rate",
-         Full().Rate(0).Build(),
-         0,
-         {"sample_rate=null", "multiple=null", "duration=null", "sample=null", "samples=8000"}},
-        {"half of a rate", Build().Rate(1411200).Build(), 0, {"multiple=null"}},
-        {"high rate", Build().Rate(45158400).Build(), 0, {"multiple=\"DSD1024\""}},
-        {"unknown channels",
-         Build().Channels({"SLFT", "C104", "LFE "}).Sound({}).Build(),
-         0,
-         {"layout=[\"L\"", "complete=false"}}, // up to the first comma
-        {"seven channels", Build().ChannelCount(7).Build(), 0, {"channels=7", "layout=null"}},
-        {"other compression",
-         Build().Compression("XYZ ").Build(),
-         0,
-         {"compression=null", "samples=null", "sound_bytes=null"}},
-        {"DSF",
-         DSFBuilder().Channels(1, 1).Data(bytes_t(4096), 36).Build(),
-         0,
-         {"format=\"DSF\"", "version=\"1\"", "samples=36", "layout=[\"C\"]", "sound_bytes=5"}},
-        {"interrupted",
-         DSFBuilder().Patch(12, bytes_t(8)).Patch(64, bytes_t(8)).Build(),
-         0,
-         {"complete=false", "samples=null", "duration=null"}},
-        {"only its first bytes", Part(good, 0, 30), 1, {"format=null", "complete=false"}},
+        {"DST", Build().Compression("DST ").NoSound().After(Build::Chunk("DST ", frames)).Build(),
+         "compression=\"DST\" samples=5644800 sound_bytes=1411200 duration=2.0"},
+        {"cut", Part(good, 0, good.size() - 101), "complete=false samples=3592"},
+        {"no rate", Full().Rate(0).Build(),
+         "sample_rate=null multiple=null duration=null sample=null samples=8000"},
+        {"half of a rate", Build().Rate(1411200).Build(), "multiple=null"},
+        {"high rate", Build().Rate(45158400).Build(), "multiple=\"DSD1024\""},
+        {"unknown channels", Build().Channels({"SLFT", "C104", "LFE "}).Sound({}).Build(),
+         "layout=[\"L\" complete=false"}, // up to the first comma
+        {"seven channels", Build().ChannelCount(7).Build(), "channels=7 layout=null"},
+        {"other compression", Build().Compression("XYZ ").Build(),
+         "compression=null samples=null sound_bytes=null"},
+        {"DSF", DSFBuilder().Channels(1, 1).Data(bytes_t(4096), 36).Build(),
+         "format=\"DSF\" version=\"1\" samples=36 layout=[\"C\"] sound_bytes=5"},
+        {"interrupted", DSFBuilder().Patch(12, bytes_t(8)).Patch(64, bytes_t(8)).Build(),
+         "complete=false samples=null duration=null"},
+        {"only its first bytes", Part(good, 0, 30), "format=null complete=false"},
     };
     for (const auto &row : aRows) {
         SCOPED_TRACE(row.cpName);
+        const bool bGood = row.file.size() > 30;
         const run_t run = Json(folder.Write("in.dff", row.file));
-        EXPECT_EQ(row.iStatus, run.iStatus) << run.strErr;
-        EXPECT_NE(row.iStatus == 0, run.strErr.starts_with("vantrel-kit: " + strIn + ": "));
-        for (const std::string &strMember : row.members) {
+        EXPECT_EQ(bGood ? 0 : 1, run.iStatus) << run.strErr;
+        EXPECT_NE(bGood, run.strErr.starts_with("vantrel-kit: " + strIn + ": "));
+        std::istringstream members(row.cpMembers);
+        for (std::string strMember; members >> strMember;) {
             const std::string strKey = strMember.substr(0, strMember.find('='));
             EXPECT_EQ(strMember, strKey + "=" + Member(run.strOut, strKey)) << run.strOut;
         }
-        EXPECT_EQ(row.iStatus == 0, !Run("info", {strIn}).strOut.empty());
+        EXPECT_EQ(bGood, !Run("info", {strIn}).strOut.empty());
     }
     const run_t missing = Json(folder.Path("missing"));
     EXPECT_EQ(1, missing.iStatus);
