@@ -5,11 +5,11 @@
 
 #include <string>
 
-/** Builds DSDIFF files in memory: a plain stereo file, and whatever is asked for beyond that. */
+/** Builds DSDIFF files in memory: a plain stereo file unless told otherwise. */
 class DSDIFFBuilder
 {
 public:
-    /** A chunk with its pad byte; lSize replaces the size in its header when it is not negative. */
+    /** A chunk with its pad byte; an lSize of 0 or more replaces the size in its header. */
     static bytes_t Chunk(const std::string &strId, const bytes_t &data, int64_t lSize = -1)
     {
         return HugeChunk(strId, data, lSize < 0 ? data.size() : static_cast<uint64_t>(lSize));
@@ -20,7 +20,7 @@ public:
         return Text(strId) + Number(uSize, 8) + data + bytes_t(data.size() % 2);
     }
 
-    /** A number with its highest byte first. */
+    /** Highest byte first. */
     static bytes_t Number(uint64_t uValue, int iBytes)
     {
         bytes_t bytes;
@@ -40,7 +40,7 @@ public:
         return Set(rate, uRate == 0 ? bytes_t() : Chunk("FS  ", Number(uRate, 4)));
     }
 
-    /** None: no such sub-chunk. */
+    /** Empty: no such sub-chunk. */
     DSDIFFBuilder &Channels(const std::vector<std::string> &ids)
     {
         bytes_t data = Number(ids.size(), 2);
@@ -50,7 +50,7 @@ public:
         return Set(channels, ids.empty() ? bytes_t() : Chunk("CHNL", data));
     }
 
-    /** As many channels as asked for, in the order that they are delivered in. */
+    /** A number of channels, in the order of delivery. */
     DSDIFFBuilder &ChannelCount(size_t sizeCount)
     {
         static const std::vector<std::vector<std::string>> IDS = {
@@ -72,14 +72,14 @@ public:
         return Set(compression, strType.empty() ? bytes_t() : Chunk("CMPR", data));
     }
 
-    /** One more property sub-chunk, before or after the others. */
+    /** Adds a property sub-chunk, before or after the others. */
     DSDIFFBuilder &SubChunk(const bytes_t &chunk, bool bFirst = false)
     {
         bytes_t &subChunks = bFirst ? firstSubChunks : lastSubChunks;
         return Set(subChunks, subChunks + chunk);
     }
 
-    /** One more chunk before the sound data, or after it. */
+    /** Adds a chunk before the sound data, or after it. */
     DSDIFFBuilder &Before(const bytes_t &chunk) { return Set(before, before + chunk); }
     DSDIFFBuilder &After(const bytes_t &chunk) { return Set(after, after + chunk); }
 
@@ -88,7 +88,7 @@ public:
         return Set(sound, Chunk("DSD ", data, lSize));
     }
 
-    /** Puts a size in the headers of the form and of the sound data that neither has. */
+    /** Puts a false size into the headers of the form and of the sound data. */
     DSDIFFBuilder &Unbounded(uint64_t uSize)
     {
         const bytes_t size = Number(uSize, 8);
@@ -98,7 +98,7 @@ public:
 
     DSDIFFBuilder &NoSound() { return Set(sound, {}); }
 
-    /** The size that the form announces, whatever it is. */
+    /** Replaces the size in the header of the form. */
     DSDIFFBuilder &FormSize(uint64_t uSize)
     {
         formSize = Number(uSize, 8);
@@ -118,7 +118,7 @@ public:
         return form + trailing;
     }
 
-    /** The file as a stream; the caller owns it. */
+    /** The caller owns the stream. */
     MemoryStream *Stream() const { return new MemoryStream(Build()); }
 
 private:

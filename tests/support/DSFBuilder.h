@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-/** Builds DSF files in memory: one group of stereo blocks, and whatever is asked for beyond it. */
+/** Builds DSF files in memory: one group of stereo blocks unless told otherwise. */
 class DSFBuilder
 {
 public:
@@ -33,7 +33,7 @@ public:
         return Set(patches[sizeOffset], bytes);
     }
 
-    /** A number with its lowest byte first. */
+    /** Lowest byte first. */
     static bytes_t Number(uint64_t uValue, int iBytes)
     {
         bytes_t bytes;
@@ -58,7 +58,7 @@ public:
         return file;
     }
 
-    /** The file as a stream; the caller owns it. */
+    /** The caller owns the stream. */
     MemoryStream *Stream() const { return new MemoryStream(Build()); }
 
 private:

@@ -4,10 +4,8 @@
 
 #include <algorithm>
 
-/**
- * The DSF file that a conversion must write, built from the sound byte by byte: interleaved bytes
- * in, whole frames only, blocks of 4096 bytes padded with zeros.
- */
+/** The DSF file that a conversion must write, built byte by byte: interleaved bytes in, whole
+ * frames only, blocks of 4096 bytes padded with zeros. */
 inline bytes_t ExpectedDSF(const bytes_t &sound, uint32_t uChannels, uint32_t uRate,
                            const bytes_t *pTag = nullptr)
 {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-// Files in memory with given sound, interleaved, for tests of the decoded reads.
+// Files in memory with given interleaved sound, for tests of the decoded reads.
 
 enum format_t { FORMAT_DSDIFF, FORMAT_DSF };
 
@@ -38,7 +38,7 @@ inline MemoryStream *MakeStream(format_t format, const bytes_t &sound, uint32_t 
     return new MemoryStream(ExpectedDSF(sound, uChannels, 2822400));
 }
 
-/** All samples of an open file from its position to its end, without those of Flush. */
+/** All samples from the position of an open file to its end, without Flush. */
 inline samples_t ReadToEnd(clDSD &file, size_t sizeRead)
 {
     samples_t all;

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <functional>
 
-// Decoding without a file: a signal in memory, and a session with a pool of its own.
+// Decoding without a file: a signal in memory, and a session with its own pool.
 
 /** Interleaved bytes, the earliest sample of each in the highest bit. */
 class MemorySource final : public clSignalSource
@@ -34,10 +34,8 @@ public:
         return uFetched;
     }
 
-    /** In bytes per channel. */
-    uint64_t uPosition = 0;
-    /** Bytes per channel that are announced and missing. */
-    uint64_t uMissing = 0;
+    uint64_t uPosition = 0; ///< in bytes per channel
+    uint64_t uMissing = 0;  ///< bytes per channel that are announced and missing
     std::function<void(uint64_t)> fnBeforeFetch = [](uint64_t) {};
 
 private:
@@ -59,7 +57,6 @@ public:
     clDecoding &operator=(const clDecoding &) = delete;
     ~clDecoding() noexcept(false) { session.EndWorkers(); }
 
-    /** One read. */
     samples_t Read(clSignalSource &source, uint64_t uFrames)
     {
         const uint32_t auInOrder[] = {0, 1, 2, 3, 4, 5};
@@ -69,7 +66,7 @@ public:
         return out;
     }
 
-    /** All samples in reads of uFrames frames, without those of Flush. */
+    /** All samples in reads of uFrames frames, without Flush. */
     samples_t ReadToEnd(clSignalSource &source, uint64_t uFrames)
     {
         samples_t all;
@@ -79,7 +76,7 @@ public:
         return all;
     }
 
-    /** What one Flush with room for sizeRoom samples delivers. */
+    /** One Flush with room for sizeRoom samples. */
     samples_t Flush(size_t sizeRoom)
     {
         samples_t out(sizeRoom);

@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-/** EXPECT_TRUE(EqualBytes(expected, actual)): a failure says where the two differ first, and how.
- */
+/** For EXPECT_TRUE: a failure shows the first difference. */
 template <class T>
 testing::AssertionResult EqualBytes(const std::vector<T> &expected, const std::vector<T> &actual)
 {

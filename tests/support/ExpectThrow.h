@@ -6,10 +6,8 @@
 
 #include <gtest/gtest.h>
 
-/**
- * Expects the statement to throw exactly this type and text. A derived type is a failure, because
- * callers select handlers by type.
- */
+/** Expects exactly this type and text. A derived type is a failure, because callers select handlers
+ * by type. */
 #define EXPECT_THROW_MSG(statement, type, message)                                                 \
     do {                                                                                           \
         bool bThrown = false;                                                                      \

@@ -7,11 +7,8 @@
 #include <string>
 #include <vector>
 
-/**
- * Compares two sequences of numbers bit for bit, since == takes 0.0 for -0.0.
- *
- * @return the first difference: its index and both values, or both sizes; empty when there is none
- */
+/** Compares two sequences of numbers bit for bit, since == takes 0.0 for -0.0.
+ * @return the first difference: its index and both values, or both sizes; empty when equal */
 template <class T>
 std::string FirstDifference(const std::vector<T> &expected, const std::vector<T> &actual)
 {

@@ -20,14 +20,11 @@ struct kernels_run_t {
     bool bReverse;
 };
 
-/**
- * Compares every set that this processor can run with the scalar one. The source ends where its
- * memory block ends, so that a sanitizer reports a read past it; the destination has guard bytes
- * on both sides.
- *
+/** Compares every set that this processor can run with the scalar one. The source ends where its
+ * memory block ends, so that a sanitizer reports a read past it; the destination has guard bytes on
+ * both sides.
  * @param noise at least sizeFrames * uChannels bytes
- * @return the set and the kernel that differ, and how; empty when none does
- */
+ * @return the set, the kernel and the difference; empty when there is none */
 inline std::string FindWrongKernel(const kernels_run_t &run, const std::vector<uint8_t> &noise)
 {
     using buffer_t = std::vector<uint8_t>;

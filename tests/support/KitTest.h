@@ -12,7 +12,7 @@
 
 namespace fs = std::filesystem;
 
-/** The second program as its users see it, in a folder of its own. */
+/** Runs vantrel-kit in a new folder. */
 class kit_test : public testing::Test
 {
 protected:
@@ -39,7 +39,7 @@ protected:
         return names;
     }
 
-    /** The last line on standard error. */
+    /** The last line of standard error. */
     static std::string Summary(const run_t &run)
     {
         const size_t sizeEnd = run.strErr.size() - (run.strErr.ends_with('\n') ? 1 : 0);
@@ -47,10 +47,7 @@ protected:
         return run.strErr.substr(sizeStart, sizeEnd - sizeStart);
     }
 
-    /**
-     * Waits, for half a minute at most, until a file appears whose name ends in a text and contains
-     * another.
-     */
+    /** Waits up to half a minute for a file whose name ends in strEnd and contains strPart. */
     void WaitFor(const std::string &strEnd, const std::string &strPart = "") const
     {
         for (int i = 0; i < 30000; ++i) {
@@ -64,7 +61,7 @@ protected:
         }
     }
 
-    /** A file of silence, uSound bytes of it, that takes no room on the disk. */
+    /** A sparse file with uSound bytes of silence. */
     std::string WriteSparse(const std::string &strName, uint64_t uSound) const
     {
         bytes_t file = DSDIFFBuilder().Sound({}, static_cast<int64_t>(uSound)).Build();

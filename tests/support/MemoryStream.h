@@ -12,9 +12,8 @@
 #include <vector>
 
 /**
- * A stream over bytes in memory, for tests of what reads from one. As made it behaves like a local
- * file; the setters make it answer like another kind of source, or a bad one. They return the
- * stream, so that one can be made and handed over in an expression.
+ * A stream over bytes in memory. It behaves like a local file; the setters, which return the
+ * stream, make it behave like another source or a faulty one.
  */
 class MemoryStream : public clStreamReader
 {
@@ -28,21 +27,21 @@ public:
     {
     }
 
-    /** Expires with the stream, which others delete. */
+    /** Expires with the stream. */
     std::weak_ptr<const void> Life() const { return spLife; }
 
-    /** Seek then answers as a stream that cannot; Skip and Tell work on. */
+    /** Makes Seek throw; Skip and Tell still work. */
     MemoryStream *NotSeekable() { return Set(bSeekable, false); }
 
     MemoryStream *Remote() { return Set(bRemote, true); }
 
-    /** What GetSize says, whatever the content is. 0: the size is not known. */
+    /** The result of GetSize; 0: unknown. */
     MemoryStream *ClaimSize(int64_t lClaimed) { return Set(lSize, lClaimed); }
 
-    /** A read delivers sizeMost bytes at most. */
+    /** A read delivers at most sizeMost bytes. */
     MemoryStream *ShortReads(size_t sizeMost) { return Set(sizeLargestRead, sizeMost); }
 
-    /** The uNth call of a kind, counted from 1, throws an X with this text and does nothing. */
+    /** The uNth call of a kind, from 1, throws an X with this text and does nothing. */
     template <class X>
     MemoryStream *FailAt(call_t call, unsigned uNth, const char *cpText)
     {
@@ -91,7 +90,7 @@ private:
         }
     }
 
-    // As lseek(2): any position that is not negative, the end of the content notwithstanding.
+    // Any position from 0 on, as with lseek(2), also past the end.
     off_t MoveTo(off_t lTarget)
     {
         if (lTarget < 0) {

@@ -7,15 +7,12 @@
 #include <numbers>
 #include <vector>
 
-/**
- * Measures the impulse response of a decoder from its output alone: decoding is linear, so one
- * flipped bit changes the output by twice every sixteenth value of the response. Sixteen bits give
- * all values.
- *
+/** Measures the impulse response of a decoder from its output: decoding is linear, so one flipped
+ * bit changes the output by twice every sixteenth value of the response. Sixteen bits give all
+ * values.
  * @param Decode takes the bytes of one channel and returns its decoded samples
  * @return entry k is the weight, in a decoded sample, of the one-bit sample k places before the
- * last of its sixteen
- */
+ * last of its sixteen */
 template <class F>
 std::vector<double> MeasureResponse(const F &Decode, size_t uTaps = 960)
 {

@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/** What a program left behind. */
+/** The result of a program. */
 struct run_t {
     int iStatus;    ///< 128 + n when signal n killed it, 127 when there is no such program
     long lPeakSize; ///< the most memory it held, in KiB; not less than what the test itself held
@@ -21,16 +21,16 @@ struct run_t {
     std::string strErr;
 };
 
-/** What a test does while a program runs. */
+/** A function that runs in the test while the program runs. */
 using meanwhile_t = std::function<void(pid_t)>;
 
-/** The status of a finished child as a shell gives it. */
+/** The status of a finished child as a shell reports it. */
 inline int StatusOf(int iWait)
 {
     return WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
 }
 
-/** All that a file in memory holds; closes it. */
+/** The content of a file in memory; closes it. */
 inline std::string TakeText(int iFileH)
 {
     std::ostringstream text;
@@ -39,11 +39,11 @@ inline std::string TakeText(int iFileH)
     return text.str();
 }
 
-/** Runs a program, found as a shell finds it, to its end with nothing on standard input. */
+/** Runs a program, found by PATH, to its end with empty standard input. */
 inline run_t RunProgram(
     const std::vector<std::string> &args, const meanwhile_t &fnMeanwhile = [](pid_t) {})
 {
-    // Files in memory take any amount of output while nobody reads.
+    // Files in memory take any amount of output without a reader.
     const int iOutH = memfd_create("out", MFD_CLOEXEC);
     const int iErrH = memfd_create("err", MFD_CLOEXEC);
     posix_spawn_file_actions_t actions;
@@ -67,11 +67,8 @@ inline run_t RunProgram(
     return {StatusOf(iWait), usage.ru_maxrss, TakeText(iOutH), TakeText(iErrH)};
 }
 
-/**
- * Runs a function in a child process, whose status is what it returns.
- *
- * @param iStdOut where its standard output goes in place of strOut, -1 for there; stays open
- */
+/** Runs a function in a child process, with its result as the status. iStdOut replaces strOut as
+ * standard output unless it is -1; stays open. */
 inline run_t RunForked(
     const std::function<int()> &fnBody, const meanwhile_t &fnMeanwhile = [](pid_t) {},
     int iStdOut = -1)

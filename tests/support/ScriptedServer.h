@@ -17,7 +17,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/** The number of open descriptors of the process. */
 inline size_t CountDescriptors()
 {
     const std::filesystem::directory_iterator open("/proc/self/fd");
@@ -46,7 +45,7 @@ inline int ListenLocally(uint16_t &uPort)
     return iListenH;
 }
 
-/** What a ScriptedServer does with one connection. */
+/** The treatment of one connection. */
 struct ServerAnswer {
     enum end_t {
         CLOSE,  ///< orderly, once everything is sent
@@ -65,8 +64,8 @@ struct ServerAnswer {
 };
 
 /**
- * A server on 127.0.0.1 that gives the answers of its script to one connection each, in order, and
- * then accepts no more. The destructor ends it at any point.
+ * A server on 127.0.0.1 that gives each answer of its script to one connection, in order, and then
+ * accepts no more. The destructor ends it at any time.
  */
 class ScriptedServer
 {

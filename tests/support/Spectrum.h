@@ -7,7 +7,7 @@
 #include <valarray>
 #include <vector>
 
-// What is in a signal, for tests and benchmarks that judge one by its spectrum.
+// Spectra of signals, for tests and benchmarks.
 
 using spectrum_t = std::valarray<std::complex<double>>;
 
@@ -35,16 +35,12 @@ struct tone_t {
     double dRatio; // dB above all else in the band
 };
 
-/**
- * A tone and the noise beside it, from bin 2 to uLastBin.
- *
- * @param aSamples as many as a power of two, with a whole number of periods of the tone
- * @param uBin     that number
- */
+/** Measures a tone and the noise in the band from bin 2 to uLastBin. aSamples has a power of two of
+ * samples and uBin whole periods of the tone. */
 inline tone_t MeasureTone(const std::vector<double> &aSamples, size_t uBin, size_t uLastBin)
 {
-    // The tone lies on a bin, so the Hann window keeps it within one bin to either side, while its
-    // quick decay keeps the noise far above the band out of the band.
+    // The tone is in the centre of a bin, so the Hann window keeps it within one bin to either
+    // side; its quick decay keeps the noise far above the band out of the band.
     spectrum_t aData(aSamples.size());
     const double dLength = static_cast<double>(aSamples.size());
     for (size_t u = 0; u < aData.size(); u++) {

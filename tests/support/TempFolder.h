@@ -12,7 +12,7 @@
 #include <unistd.h> // for access()
 
 /**
- * A new folder in the system's temporary folder or another one; the destructor removes it and its
+ * A new folder in the system's temporary folder or another one; the destructor removes it with its
  * content. Failures throw, so that a test cannot pass on files that were never written.
  */
 class TempFolder
@@ -36,13 +36,12 @@ public:
         std::filesystem::remove_all(strFolder, ignored);
     }
 
-    /** A folder in memory where there is one, for tests that flush what they write very often. */
+    /** In memory if possible, for tests that flush very often. */
     static std::filesystem::path InMemory()
     {
         return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path();
     }
 
-    /** The path of a file in the folder, whether it exists or not. */
     std::string Path(const std::string &strName) const { return strFolder + '/' + strName; }
 
     /** Makes or replaces a file and returns its path. */
@@ -56,7 +55,6 @@ public:
         return Path(strName);
     }
 
-    /** The whole content of a file in the folder. */
     std::vector<uint8_t> Read(const std::string &strName) const
     {
         std::ifstream stream(Path(strName), std::ios::binary);

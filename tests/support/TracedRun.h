@@ -15,21 +15,21 @@
 
 /** A system call that a traced program is about to make. */
 struct call_t {
-    std::string strName;    ///< empty when it is none of those that the table names
-    std::string strPath;    ///< the file: by its name, or the one that the descriptor leads to
-    bool bWritable = false; ///< a descriptor to be closed that could be written to
+    std::string strName;    ///< empty unless the table names it
+    std::string strPath;    ///< of the file or of the descriptor
+    bool bWritable = false; ///< closes a descriptor that is open for writing
     pid_t pid = 0;
 };
 
-/** What becomes of a call: 0 lets it happen, an error number makes it fail without effect. */
+/** The decision about a call: 0 lets it happen, an error number makes it fail without effect. */
 using at_call_t = std::function<int(const call_t &)>;
 constexpr int KILL_NOW = -1; ///< or the whole process ends by SIGKILL before the call
 
-/** Looks at every system call of a program, and decides about it. All threads are followed. */
+/** Stops a program, with all its threads, at every system call for a decision. */
 class TracedRun
 {
 public:
-    /** The status of a program that could not be traced, as containers may forbid it. */
+    /** The status of a program that could not be traced; containers may forbid it. */
     static constexpr int NOT_ALLOWED = 125;
 
     static run_t Run(const std::vector<std::string> &args, const at_call_t &fnAtCall)
@@ -41,7 +41,7 @@ public:
         aArgs.push_back(nullptr);
         const auto Execute = [&aArgs] {
 #if defined(__x86_64__)
-            // The search for leaks is a tracer itself, and a program has only one.
+            // The search for leaks is a tracer as well, and a program can have only one.
             const char *const cpOptions = getenv("ASAN_OPTIONS");
             const std::string strOptions = cpOptions == nullptr ? "" : cpOptions;
             setenv("ASAN_OPTIONS", (strOptions + ":detect_leaks=0").c_str(), 1);
@@ -66,7 +66,7 @@ private:
 
     TracedRun(pid_t pidRun, const at_call_t &fnRunAtCall) : pid(pidRun), fnAtCall(fnRunAtCall) {}
 
-    // Until the program has ended; that it has is left to be collected.
+    // Until the program has ended; the caller collects its status.
     void Follow()
     {
         siginfo_t info = {};
@@ -92,7 +92,7 @@ private:
             if (iSignal == (SIGTRAP | 0x80)) {
                 AtCall(pidThread);
             }
-            // Events, and the stop that a new thread begins with, are none of the program's own.
+            // Events and the first stop of a new thread are not signals of the program.
             const bool bOwn = iSignal < 0x80 && iWait >> 16 == 0 && iSignal != SIGSTOP;
             ptrace(PTRACE_SYSCALL, pidThread, nullptr, static_cast<long>(bOwn ? iSignal : 0));
         }
@@ -181,7 +181,7 @@ private:
         }
     }
 
-    // Up to its end, page by page, as the next page may not exist.
+    // Page by page, because the page after the text may not exist.
     std::string ReadText(uint64_t uAddress) const
     {
         constexpr uint64_t PAGE = 4096;

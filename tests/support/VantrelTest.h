@@ -12,10 +12,10 @@
 
 namespace fs = std::filesystem;
 
-/** The exit status of the program and what it said on standard error, behind its banner. */
+/** The exit status of the program and its standard error after the banner. */
 using said_t = std::pair<int, std::string>;
 
-/** The program as its users see it, in a folder of its own. */
+/** Runs vantrel in a new folder. */
 class vantrel : public testing::Test
 {
 protected:
@@ -40,10 +40,8 @@ protected:
     bytes_t Output() const { return folder.Read("out.dsf"); }
     bool HasOutput() const { return fs::exists(strOut); }
 
-    /**
-     * Writes a file that announces uSound bytes of sound and has a hole in their place.
-     * @return where the sound begins
-     */
+    /** Writes a file that announces uSound bytes of sound and has a hole instead.
+     * @return where the sound begins */
     uint64_t WriteSparse(DSDIFFBuilder builder, uint64_t uSound) const
     {
         bytes_t file = builder.Sound({}, static_cast<int64_t>(uSound)).Build();
@@ -54,7 +52,7 @@ protected:
         return uStart;
     }
 
-    /** Returns once a run that is under way has written some sound. */
+    /** Waits until a run has written some sound. */
     void WaitForOutput() const
     {
         std::error_code none;
@@ -64,7 +62,7 @@ protected:
         }
     }
 
-    /** Cuts the output to its header and expects that it says: not finished. */
+    /** Cuts the output to its header and expects a provisional one. */
     void ExpectProvisional() const
     {
         fs::resize_file(strOut, 92);
