@@ -29,11 +29,11 @@ void First(double *pEven, double *pOdd, const uint8_t *cpBytes, size_t sizeBytes
     }
 }
 
-void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+void Second(double *pDest, const double *pEven, const double *pOdd, size_t uCount,
             double dScale) noexcept
 {
     const design_t &design = design_t::Get();
-    for (size_t i = 0; i < sizeCount; ++i) {
+    for (size_t i = 0; i < uCount; ++i) {
         // The middle tap falls on an even sample, all other non-zero taps fall on odd ones.
         const double *pLater = pOdd + i - (design_t::SECOND_PAIRS - 1);
         const double *pEarlier = pLater - 1;

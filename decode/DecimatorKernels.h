@@ -28,7 +28,7 @@ struct set_t {
 
     /** The second stage, each sum multiplied by dScale. pEven and pOdd are preceded by
      * SECOND_HISTORY samples of history each. */
-    void (*fnSecond)(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+    void (*fnSecond)(double *pDest, const double *pEven, const double *pOdd, size_t uCount,
                      double dScale) noexcept;
 };
 

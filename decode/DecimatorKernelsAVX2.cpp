@@ -80,7 +80,7 @@ VANTREL_INLINE __m256d Pair(__m256d tap, const double *pLater, const double *pEa
     return _mm256_mul_pd(tap, _mm256_add_pd(_mm256_loadu_pd(pLater), _mm256_loadu_pd(pEarlier)));
 }
 
-VANTREL_TARGET void Second(double *pDest, const double *pEven, const double *pOdd, size_t sizeCount,
+VANTREL_TARGET void Second(double *pDest, const double *pEven, const double *pOdd, size_t uCount,
                            double dScale) noexcept
 {
     const design_t &design = design_t::Get();
@@ -89,7 +89,7 @@ VANTREL_TARGET void Second(double *pDest, const double *pEven, const double *pOd
     const __m256d scale = _mm256_set1_pd(dScale);
     size_t i = 0;
     // Four independent sums hide the latency of the additions.
-    for (; i + 16 <= sizeCount; i += 16) {
+    for (; i + 16 <= uCount; i += 16) {
         const double *pMiddle = pEven + i - MIDDLE;
         __m256d s0 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle));
         __m256d s1 = _mm256_mul_pd(centre, _mm256_loadu_pd(pMiddle + 4));
@@ -111,7 +111,7 @@ VANTREL_TARGET void Second(double *pDest, const double *pEven, const double *pOd
         _mm256_storeu_pd(pDest + i + 8, _mm256_mul_pd(s2, scale));
         _mm256_storeu_pd(pDest + i + 12, _mm256_mul_pd(s3, scale));
     }
-    DecimatorKernels::SCALAR.fnSecond(pDest + i, pEven + i, pOdd + i, sizeCount - i, dScale);
+    DecimatorKernels::SCALAR.fnSecond(pDest + i, pEven + i, pOdd + i, uCount - i, dScale);
 }
 
 bool HasAVX2() noexcept

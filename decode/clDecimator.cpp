@@ -17,17 +17,17 @@ clDecimator::clDecimator(void *pWork, const set_t &set) noexcept
 
 const double *clDecimator::Decode(size_t sizeBytes, double dScale) noexcept
 {
-    const size_t sizeCount = sizeBytes / Signal::BYTES_PER_DECODED;
+    const size_t uCount = sizeBytes / Signal::BYTES_PER_DECODED;
     double *pEven = pDoubles + EVEN + SECOND_HISTORY;
     double *pOdd = pDoubles + ODD + SECOND_HISTORY;
     double *pOutput = pDoubles + OUTPUT;
     pKernels->fnFirst(pEven, pOdd, GetInput(), sizeBytes);
-    pKernels->fnSecond(pOutput, pEven, pOdd, sizeCount, dScale);
+    pKernels->fnSecond(pOutput, pEven, pOdd, uCount, dScale);
 
     // Keeps the input of the next samples; source and destination overlap after a short call.
     std::memmove(pBytes, pBytes + sizeBytes, FIRST_HISTORY);
     for (double *pSamples : {pEven, pOdd}) {
-        std::memmove(pSamples - SECOND_HISTORY, pSamples + sizeCount - SECOND_HISTORY,
+        std::memmove(pSamples - SECOND_HISTORY, pSamples + uCount - SECOND_HISTORY,
                      SECOND_HISTORY * sizeof(double));
     }
     return pOutput;

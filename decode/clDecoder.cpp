@@ -28,19 +28,19 @@ constexpr uint64_t DivideUp(uint64_t uDividend, uint64_t uDivisor)
 
 // Copies bytes of each channel, from byte uFrom of the channel on, with the earliest sample in the
 // highest bit.
-void GatherChannels(uint8_t *const *ppDest, size_t sizeCount, const source_t &source,
+void GatherChannels(uint8_t *const *ppDest, size_t sizeBytes, const source_t &source,
                     uint64_t uFrom, uint32_t uChannels) noexcept
 {
     if (source.uRun == 1) {
-        Kernels::Deinterleave(ppDest, source.cpBytes + uFrom * uChannels, sizeCount, uChannels,
+        Kernels::Deinterleave(ppDest, source.cpBytes + uFrom * uChannels, sizeBytes, uChannels,
                               source.bLsbFirst);
         return;
     }
-    for (size_t i = 0; i < sizeCount;) {
+    for (size_t i = 0; i < sizeBytes;) {
         const uint64_t uGroup = (uFrom + i) / source.uRun;
         const uint64_t uInRun = (uFrom + i) % source.uRun;
         const size_t sizePart =
-            static_cast<size_t>(std::min<uint64_t>(sizeCount - i, source.uRun - uInRun));
+            static_cast<size_t>(std::min<uint64_t>(sizeBytes - i, source.uRun - uInRun));
         for (uint32_t uChIdx = 0; uChIdx < uChannels; ++uChIdx) {
             const uint8_t *cpPart =
                 source.cpBytes + (uGroup * uChannels + uChIdx) * source.uRun + uInRun;

@@ -27,9 +27,9 @@ constexpr int64_t MAX_BYTES = 256 << 20;
 std::atomic<int64_t> lBytesInUse;
 
 // Counts the memory of the engine as well, which is small while an input runs.
-void CountMalloc(const volatile void * /*pBlock*/, size_t sizeBlock)
+void CountMalloc(const volatile void * /*pBlock*/, size_t uBlock)
 {
-    if (lBytesInUse.fetch_add(static_cast<int64_t>(sizeBlock)) > MAX_BYTES) {
+    if (lBytesInUse.fetch_add(static_cast<int64_t>(uBlock)) > MAX_BYTES) {
         // The report allocates memory too.
         lBytesInUse = INT64_MIN / 2;
         Check(false, "more than 256 MiB in use");

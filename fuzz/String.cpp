@@ -101,7 +101,7 @@ public:
             iEncoding = 0;
         }
     }
-    char &operator[](size_t sizeIdx) { return COW(), str.at(sizeIdx); }
+    char &operator[](size_t uIdx) { return COW(), str.at(uIdx); }
 
     const char *c_str() const { return str.c_str(); }
 

@@ -19,11 +19,11 @@ void WriteAt(std::fstream &file, uint64_t uOffset, const bytes_t &bytes)
                static_cast<std::streamsize>(bytes.size()));
 }
 
-bytes_t ReadAt(std::ifstream &file, uint64_t uOffset, size_t sizeCount)
+bytes_t ReadAt(std::ifstream &file, uint64_t uOffset, size_t uCount)
 {
-    bytes_t bytes(sizeCount);
+    bytes_t bytes(uCount);
     file.seekg(static_cast<std::streamoff>(uOffset));
-    file.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(sizeCount));
+    file.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(uCount));
     return bytes;
 }
 

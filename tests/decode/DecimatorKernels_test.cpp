@@ -20,12 +20,11 @@ std::vector<double> RunFirst(const set_t &set, const std::vector<uint8_t> &bytes
     return out;
 }
 
-std::vector<double> RunSecond(const set_t &set, const std::vector<double> &samples,
-                              size_t sizeCount)
+std::vector<double> RunSecond(const set_t &set, const std::vector<double> &samples, size_t uCount)
 {
     const double *pEven = samples.data() + SECOND_HISTORY;
-    std::vector<double> out(sizeCount + 1, GUARD);
-    set.fnSecond(out.data(), pEven, pEven + samples.size() / 2, sizeCount, 1.0 / 3.0);
+    std::vector<double> out(uCount + 1, GUARD);
+    set.fnSecond(out.data(), pEven, pEven + samples.size() / 2, uCount, 1.0 / 3.0);
     return out;
 }
 
@@ -45,13 +44,13 @@ TEST(DecimatorKernels, EverySetGivesTheSameDoubles)
         dSample = std::uniform_real_distribution(-40.0, 40.0)(random);
     }
     for (const set_t *pSet : GetSets()) {
-        for (size_t sizeCount = 0; sizeCount <= LONGEST; sizeCount += 2) {
-            SCOPED_TRACE(testing::Message() << pSet->cpName << ", " << sizeCount);
-            const std::vector<double> first = RunFirst(*pSet, bytes, sizeCount);
-            ASSERT_TRUE(EqualBytes(RunFirst(SCALAR, bytes, sizeCount), first));
-            EXPECT_EQ(GUARD, first[sizeCount / 2]);
+        for (size_t uCount = 0; uCount <= LONGEST; uCount += 2) {
+            SCOPED_TRACE(testing::Message() << pSet->cpName << ", " << uCount);
+            const std::vector<double> first = RunFirst(*pSet, bytes, uCount);
+            ASSERT_TRUE(EqualBytes(RunFirst(SCALAR, bytes, uCount), first));
+            EXPECT_EQ(GUARD, first[uCount / 2]);
             EXPECT_EQ(GUARD, first.back());
-            for (const size_t size : {sizeCount, sizeCount + 1}) {
+            for (const size_t size : {uCount, uCount + 1}) {
                 ASSERT_TRUE(EqualBytes(RunSecond(SCALAR, samples, size % LONGEST),
                                        RunSecond(*pSet, samples, size % LONGEST)));
             }

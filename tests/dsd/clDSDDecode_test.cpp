@@ -68,12 +68,12 @@ TEST_P(decode, SeeksGiveTheSameSamplesOnceTheFilterIsFull)
             }
             spFile->SeekFrame(uBlock * BLOCK);
             const samples_t part = ReadToEnd(*spFile, 2 * BLOCK);
-            const size_t sizeFrom = 2 * uBlock * BLOCK;
-            ASSERT_EQ(all.size() - sizeFrom, part.size());
+            const size_t uFrom = 2 * uBlock * BLOCK;
+            ASSERT_EQ(all.size() - uFrom, part.size());
             // Silence precedes the start of the file, so a seek to it changes nothing.
-            const size_t sizeFull = uBlock == 0 ? 0 : 2U * (bWithoutDelay ? 14 : 27);
-            EXPECT_TRUE(EqualBytes(Part(all, sizeFrom + sizeFull), Part(part, sizeFull)));
-            EXPECT_EQ(sizeFull == 0, part.front() == all[sizeFrom]);
+            const size_t uFull = uBlock == 0 ? 0 : 2U * (bWithoutDelay ? 14 : 27);
+            EXPECT_TRUE(EqualBytes(Part(all, uFrom + uFull), Part(part, uFull)));
+            EXPECT_EQ(uFull == 0, part.front() == all[uFrom]);
         }
     }
 }
@@ -237,11 +237,11 @@ TEST(clDSF, Read51PlacesChannelsByType)
         reader.SeekSample(0);
         out.assign(out.size(), 7.0);
         ASSERT_EQ(out.size(), reader.Read_5_1(out.data(), out.size()));
-        const size_t sizeThird = uType == 4 ? 4 : 2;
+        const size_t uThird = uType == 4 ? 4 : 2;
         for (size_t i = 0; i < BLOCK; ++i) {
             EXPECT_EQ(four[4 * i + 1], out[6 * i + 1]);
-            EXPECT_EQ(four[4 * i + 2], out[6 * i + sizeThird]);
-            EXPECT_EQ(7.0, out[6 * i + 6 - sizeThird]) << "left alone";
+            EXPECT_EQ(four[4 * i + 2], out[6 * i + uThird]);
+            EXPECT_EQ(7.0, out[6 * i + 6 - uThird]) << "left alone";
         }
     }
     EXPECT_THROW_MSG(reader.Read_5_1(out.data(), 6 * BLOCK - 6), clXDSF,
@@ -254,7 +254,7 @@ TEST(clDSF, ReadGivesTheWholeSamplesOfABrokenGroup)
     const bytes_t data = Pattern(32);
     const struct {
         size_t sizeRest;
-        size_t sizeSamples;
+        size_t uSamples;
     } aRows[] = {{0, 0}, {7, 0}, {9, 0}, {10, 1}, {13, 2}, {16, 4}};
     samples_t out(16);
     for (const auto &row : aRows) {
@@ -263,7 +263,7 @@ TEST(clDSF, ReadGivesTheWholeSamplesOfABrokenGroup)
         file.resize(file.size() - 16 + row.sizeRest);
         clDSF reader;
         reader.Open((new MemoryStream(file))->ClaimSize(0)->ShortReads(5));
-        EXPECT_EQ(2 * (4 + row.sizeSamples), reader.Read(out.data(), out.size()));
+        EXPECT_EQ(2 * (4 + row.uSamples), reader.Read(out.data(), out.size()));
         EXPECT_EQ(0U, reader.Read(out.data(), out.size()));
     }
     // After the sample count there is no sound.

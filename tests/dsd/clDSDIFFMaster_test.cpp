@@ -19,9 +19,9 @@ bytes_t Marker(uint16_t uHours, int32_t iOffset, uint16_t uType, const std::stri
                                 B::Text(strText));
 }
 
-bytes_t Counted(const std::string &strId, const std::string &strText, size_t sizeCount)
+bytes_t Counted(const std::string &strId, const std::string &strText, size_t uCount)
 {
-    return B::Chunk(strId, B::Number(sizeCount, 4) + B::Text(strText));
+    return B::Chunk(strId, B::Number(uCount, 4) + B::Text(strText));
 }
 
 bytes_t Comment(const std::string &strText)
@@ -88,7 +88,7 @@ TEST(clDSDIFFMaster, KeepsWhatIsThereOfDamagedData)
     const struct {
         std::string strTexts, strArtist;
         bytes_t information, comments;
-        size_t sizeComments = 0;
+        size_t uComments = 0;
     } aRows[] = {
         {strEarly, "Artist", Counted("DIAR", "Artist", 7), none},
         {strEarly, "Artist", Counted("DIAR", "Artist", 0xFFFFFFFF), none},
@@ -114,7 +114,7 @@ TEST(clDSDIFFMaster, KeepsWhatIsThereOfDamagedData)
         const clDSDIFFMaster master = Parsed(row.information, row.comments);
         EXPECT_EQ(row.strTexts, Texts(master));
         EXPECT_EQ(row.strArtist, master.strArtist);
-        EXPECT_EQ(row.sizeComments, master.aComments.size());
+        EXPECT_EQ(row.uComments, master.aComments.size());
     }
     bytes_t many;
     for (int i = 0; i < 1000; ++i) {

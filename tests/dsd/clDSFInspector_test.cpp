@@ -29,8 +29,8 @@ bytes_t Blocks(uint64_t uSamples, bool bMsbFirst = false)
 {
     bytes_t data(8192);
     for (size_t i = 0; i < uSamples; ++i) {
-        for (const size_t sizeBlock : {0U, 4096U}) {
-            data[sizeBlock + i / 8] |= static_cast<uint8_t>(bMsbFirst ? 0x80 >> i % 8 : 1 << i % 8);
+        for (const size_t uBlock : {0U, 4096U}) {
+            data[uBlock + i / 8] |= static_cast<uint8_t>(bMsbFirst ? 0x80 >> i % 8 : 1 << i % 8);
         }
     }
     return data;
@@ -60,14 +60,14 @@ TEST(clDSFInspector, FindsNothingWrongWithWholeFiles)
 TEST(clDSFInspector, ReportsEachFault)
 {
     const bytes_t whole = B().Build();
-    const auto patched = [](size_t sizeOffset, uint64_t uValue, int iBytes = 4) {
-        return B().Patch(sizeOffset, B::Number(uValue, iBytes)).Build();
+    const auto patched = [](size_t uOffset, uint64_t uValue, int iBytes = 4) {
+        return B().Patch(uOffset, B::Number(uValue, iBytes)).Build();
     };
     bytes_t bad = TAG;
     bad[17] = 0xFF;
-    const auto padded = [](size_t sizeAt) {
+    const auto padded = [](size_t uAt) {
         bytes_t data = Blocks(13);
-        data[sizeAt] |= 0x80;
+        data[uAt] |= 0x80;
         return B().Data(data, 13).Build();
     };
     const struct {

@@ -17,10 +17,10 @@ constexpr size_t HEADER = 116;
 // 2 to the 14th samples at 176.4 kHz; one bin is 10.8 Hz wide.
 constexpr size_t LENGTH = 1 << 14;
 
-uint64_t Number(const std::string &strBytes, size_t sizeOffset, size_t sizeBytes)
+uint64_t Number(const std::string &strBytes, size_t uOffset, size_t sizeBytes)
 {
     uint64_t uValue = 0; // its lowest byte first, as in the file
-    strBytes.copy(reinterpret_cast<char *>(&uValue), sizeBytes, sizeOffset);
+    strBytes.copy(reinterpret_cast<char *>(&uValue), sizeBytes, uOffset);
     return uValue;
 }
 
@@ -43,20 +43,20 @@ TEST(decode_wav, KeepsATone)
     const std::vector<uint8_t> wav = folder.Read("a.wav");
     EXPECT_TRUE(wav == folder.Read("b.wav"));
 
-    const size_t sizeFrames = 176400 * 12 / 100;
-    ASSERT_EQ(HEADER + sizeFrames * 8, wav.size());
-    const std::string strHeader = clWavFile::MakeHeader(176400, 2, sizeFrames * 8);
+    const size_t uFrames = 176400 * 12 / 100;
+    ASSERT_EQ(HEADER + uFrames * 8, wav.size());
+    const std::string strHeader = clWavFile::MakeHeader(176400, 2, uFrames * 8);
     EXPECT_EQ(strHeader, std::string(wav.begin(), wav.begin() + HEADER));
-    for (const size_t sizeChannel : {0U, 1U}) {
+    for (const size_t uChannel : {0U, 1U}) {
         std::vector<double> aSamples(LENGTH);
         for (size_t i = 0; i < LENGTH; ++i) {
             float fSample = 0.0F;
             // From behind the place where modulator and filter have settled.
-            std::memcpy(&fSample, &wav[HEADER + ((1000 + i) * 2 + sizeChannel) * 4], 4);
+            std::memcpy(&fSample, &wav[HEADER + ((1000 + i) * 2 + uChannel) * 4], 4);
             aSamples[i] = fSample;
         }
         // The ratio is 5 dB below what was measured, and what the modulator's own test asks for.
-        const tone_t tone = MeasureTone(aSamples, sizeChannel == 0 ? 93 : 1003, 1857);
+        const tone_t tone = MeasureTone(aSamples, uChannel == 0 ? 93 : 1003, 1857);
         EXPECT_NEAR(-6.0, tone.dLevel, 0.001);
         EXPECT_GE(tone.dRatio, 120.0);
     }

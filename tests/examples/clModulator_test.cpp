@@ -24,10 +24,10 @@ double Tone(double dLevel, size_t uBin, size_t uSample)
 }
 
 template <class F>
-std::vector<double> Feed(clModulator &modulator, size_t sizeSamples, F input)
+std::vector<double> Feed(clModulator &modulator, size_t uSamples, F input)
 {
-    std::vector<double> bits(sizeSamples);
-    for (size_t u = 0; u < sizeSamples; u++) {
+    std::vector<double> bits(uSamples);
+    for (size_t u = 0; u < uSamples; u++) {
         bits[u] = modulator.Next(input(u)) ? 1.0 : -1.0;
     }
     return bits;

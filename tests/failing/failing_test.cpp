@@ -386,9 +386,9 @@ class clIdleThreads : public clThreadsBase
 #define EXPECT_FAILS(statement, type, error, text, ...)                                            \
     do {                                                                                           \
         const std::string strText(text);                                                           \
-        const size_t sizeEnd = strText.rfind("()");                                                \
-        const size_t sizeStart = strText.rfind(' ', sizeEnd) + 1;                                  \
-        const std::string strCall = strText.substr(sizeStart, sizeEnd - sizeStart);                \
+        const size_t uEnd = strText.rfind("()");                                                   \
+        const size_t uStart = strText.rfind(' ', uEnd) + 1;                                        \
+        const std::string strCall = strText.substr(uStart, uEnd - uStart);                         \
         const FailureGuard guard({strCall.c_str(), error __VA_OPT__(, ) __VA_ARGS__});             \
         EXPECT_THROW_MSG(statement, type,                                                          \
                          strText + (strText.back() == ' ' ? strerror(error) : ""));                \

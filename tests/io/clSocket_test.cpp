@@ -150,7 +150,7 @@ TEST(clSocket, DescriptorsAreOwned)
     pair.near.Create(AF_LOCAL, SOCK_STREAM, 0);
     clSocket copy;
     copy = pair.far;
-    EXPECT_EQ(check.sizeBefore + 3, CountDescriptors());
+    EXPECT_EQ(check.uBefore + 3, CountDescriptors());
     clSocket borrower;
     borrower.iSockH = copy.iSockH;
     borrower.bAutoClose = false;

@@ -81,21 +81,21 @@ TEST(Kernels, EverySetDoesWhatTheReferenceDoes)
     constexpr size_t VECTOR = 64;
     const bytes_t noise = Pattern(3 * VECTOR * 7);
     for (uint32_t uChannels = 1; uChannels <= 7; ++uChannels) {
-        for (size_t sizeFrames = 0; sizeFrames <= 3 * VECTOR; ++sizeFrames) {
-            for (size_t sizeOffset = 0; sizeOffset < VECTOR; sizeOffset += 3) {
-                kernels_run_t run = {sizeFrames, uChannels, uChannels, {}, sizeOffset, 0, false};
-                run.sizeDestOffset = sizeOffset * 7 % VECTOR;
-                run.bReverse = (sizeFrames + sizeOffset) % 2 == 0;
+        for (size_t uFrames = 0; uFrames <= 3 * VECTOR; ++uFrames) {
+            for (size_t uOffset = 0; uOffset < VECTOR; uOffset += 3) {
+                kernels_run_t run = {uFrames, uChannels, uChannels, {}, uOffset, 0, false};
+                run.uDestOffset = uOffset * 7 % VECTOR;
+                run.bReverse = (uFrames + uOffset) % 2 == 0;
                 run.auTable.resize(uChannels);
                 std::iota(run.auTable.begin(), run.auTable.end(), 0U);
                 std::rotate(run.auTable.begin(),
-                            run.auTable.begin() + static_cast<ptrdiff_t>(sizeOffset % uChannels),
+                            run.auTable.begin() + static_cast<ptrdiff_t>(uOffset % uChannels),
                             run.auTable.end());
-                if (sizeOffset % 3 == 0) {
+                if (uOffset % 3 == 0) {
                     run.uPlaces = 6; // the 5.1 frame, with places left over or channels
                 }
-                SCOPED_TRACE(testing::Message() << sizeFrames << " frames of " << uChannels
-                                                << ", offset " << sizeOffset);
+                SCOPED_TRACE(testing::Message()
+                             << uFrames << " frames of " << uChannels << ", offset " << uOffset);
                 ASSERT_EQ("", FindWrongKernel(run, noise));
             }
         }

@@ -18,9 +18,9 @@ protected:
         return bFailed ? run.strErr : run.strOut;
     }
 
-    static bytes_t Flipped(bytes_t bytes, size_t sizeAt, uint8_t uMask)
+    static bytes_t Flipped(bytes_t bytes, size_t uAt, uint8_t uMask)
     {
-        bytes[sizeAt] ^= uMask;
+        bytes[uAt] ^= uMask;
         return bytes;
     }
 };

@@ -108,20 +108,19 @@ TEST_F(Convert, PutsEverySetOfChannelsInOrder)
         {{LS, RS, LFE, C, "SRGT", "SLFT"}, 7, {4, 5, 3, 2, 1, 0}},
     };
     for (const auto &row : aRows) {
-        const size_t sizeChannels = row.ids.size();
-        SCOPED_TRACE(testing::Message() << sizeChannels << " channels, type " << row.uType);
+        const size_t uChannels = row.ids.size();
+        SCOPED_TRACE(testing::Message() << uChannels << " channels, type " << row.uType);
         // More than one read, a last group that is not full, and a group and reads that are.
-        for (const size_t sizeFrames : {size_t{0}, size_t{1}, size_t{4096}, size_t{300001}}) {
-            const bytes_t sound = Pattern(sizeFrames * sizeChannels);
+        for (const size_t uFrames : {size_t{0}, size_t{1}, size_t{4096}, size_t{300001}}) {
+            const bytes_t sound = Pattern(uFrames * uChannels);
             bytes_t sorted(sound.size());
             for (size_t i = 0; i < sound.size(); ++i) {
-                sorted[i / sizeChannels * sizeChannels + row.places[i % sizeChannels]] = sound[i];
+                sorted[i / uChannels * uChannels + row.places[i % uChannels]] = sound[i];
             }
             folder.Write("in.dff", DSDIFFBuilder().Channels(row.ids).Sound(sound).Build());
             const run_t run = ConvertIn({"-f"});
             ASSERT_EQ(0, run.iStatus) << run.strErr;
-            EXPECT_TRUE(Expected(sorted, uint32_t(sizeChannels), row.uType) ==
-                        folder.Read("in.dsf"));
+            EXPECT_TRUE(Expected(sorted, uint32_t(uChannels), row.uType) == folder.Read("in.dsf"));
         }
     }
 }

@@ -18,9 +18,9 @@ protected:
     /** The value of a member whose value is neither a list nor an object. */
     static std::string Member(const std::string &strJson, const std::string &strKey)
     {
-        const size_t sizeKey = strJson.find("\"" + strKey + "\":");
-        const size_t sizeValue = sizeKey + strKey.size() + 3;
-        return sizeKey == std::string::npos
+        const size_t uKey = strJson.find("\"" + strKey + "\":");
+        const size_t sizeValue = uKey + strKey.size() + 3;
+        return uKey == std::string::npos
                    ? "no such member"
                    : strJson.substr(sizeValue, strJson.find_first_of(",}", sizeValue) - sizeValue);
     }
@@ -187,10 +187,10 @@ TEST_F(Info, AgreesWithFFmpeg_judge)
     if (RunProgram({"ffmpeg", "-version"}).iStatus != 0) {
         GTEST_SKIP() << "FFmpeg is not installed";
     }
-    for (size_t sizeChannels = 1; sizeChannels <= 6; ++sizeChannels) {
-        SCOPED_TRACE(sizeChannels);
-        const bytes_t sound = Pattern(sizeChannels * 40001);
-        const bytes_t file = Full().ChannelCount(sizeChannels).Sound(sound).Build();
+    for (size_t uChannels = 1; uChannels <= 6; ++uChannels) {
+        SCOPED_TRACE(uChannels);
+        const bytes_t sound = Pattern(uChannels * 40001);
+        const bytes_t file = Full().ChannelCount(uChannels).Sound(sound).Build();
         folder.Write("in.dff", file);
         const run_t md5 = RunProgram({"ffmpeg", "-nostdin", "-loglevel", "error", "-i", strIn,
                                       "-map", "0:a", "-c", "copy", "-f", "md5", "-"});

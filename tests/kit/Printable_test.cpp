@@ -30,7 +30,7 @@ TEST(Printable, CutsByColumnsNotBytes)
 {
     const struct {
         std::string strText;
-        size_t sizeColumns;
+        size_t uColumns;
         std::string strExpected;
     } aRows[] = {
         {"sound.dff", 9, "sound.dff"},
@@ -41,9 +41,9 @@ TEST(Printable, CutsByColumnsNotBytes)
         {"e\xCC\x81tude", 5, "e\xCC\x81tude"},                         // a mark over the e
     };
     for (const auto &row : aRows) {
-        SCOPED_TRACE(row.strText + " in " + std::to_string(row.sizeColumns));
-        EXPECT_EQ(row.strExpected, CutToColumns(row.strText, row.sizeColumns));
-        EXPECT_LE(CountColumns(CutToColumns(row.strText, row.sizeColumns)), row.sizeColumns);
+        SCOPED_TRACE(row.strText + " in " + std::to_string(row.uColumns));
+        EXPECT_EQ(row.strExpected, CutToColumns(row.strText, row.uColumns));
+        EXPECT_LE(CountColumns(CutToColumns(row.strText, row.uColumns)), row.uColumns);
     }
 }
 

@@ -21,20 +21,19 @@ TEST(clJobs, EachInputIsProcessedOnceWhateverHappensToOthers)
         std::atomic<int> iFailed{0};
         clJobs::Run(
             INPUTS, uJobs,
-            [&](size_t sizeIdx) {
-                ++done[sizeIdx];
-                if (sizeIdx % 5 == 0) {
-                    throw std::runtime_error("input " + std::to_string(sizeIdx));
+            [&](size_t uIdx) {
+                ++done[uIdx];
+                if (uIdx % 5 == 0) {
+                    throw std::runtime_error("input " + std::to_string(uIdx));
                 }
-                if (sizeIdx % 7 == 0) {
+                if (uIdx % 7 == 0) {
                     // NOLINTNEXTLINE(hicpp-exception-baseclass): not every exception is one.
                     throw 1;
                 }
             },
-            [&](size_t sizeIdx, const char *cpReason) {
+            [&](size_t uIdx, const char *cpReason) {
                 ++iFailed;
-                EXPECT_EQ(sizeIdx % 5 == 0 ? "input " + std::to_string(sizeIdx)
-                                           : "unknown exception",
+                EXPECT_EQ(uIdx % 5 == 0 ? "input " + std::to_string(uIdx) : "unknown exception",
                           cpReason);
             });
         for (const auto &iDone : done) {

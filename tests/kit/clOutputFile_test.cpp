@@ -72,8 +72,8 @@ TEST_F(clOutputFileTest, LongestNamesAreNoTrouble)
     Fill(file, 'x');
     const std::string strTemporary = fs::path(file.GetTemporaryPath()).filename().string();
     EXPECT_LE(strTemporary.size(), 255U);
-    const size_t sizeCut = strTemporary.rfind('.', strTemporary.size() - 6);
-    EXPECT_EQ('\xB3', strTemporary[sizeCut - 1]) << "cut between two characters";
+    const size_t uCut = strTemporary.rfind('.', strTemporary.size() - 6);
+    EXPECT_EQ('\xB3', strTemporary[uCut - 1]) << "cut between two characters";
     file.Commit(false);
     EXPECT_EQ("x", TextOf(strName));
 }

@@ -42,16 +42,16 @@ std::string RunOnTerminal(const char *cpTerm, const std::function<void(int iTerm
 lines_t Display(const std::string &strText)
 {
     lines_t lines = {""};
-    size_t sizeAt = 0;
+    size_t uAt = 0;
     for (const char c : strText) {
         if (c == '\r') {
-            sizeAt = 0;
+            uAt = 0;
         } else if (c == '\n') {
             lines.emplace_back();
         } else {
-            lines.back().resize(std::max(lines.back().size(), sizeAt + 1), ' ');
-            lines.back()[sizeAt++] = c;
-            EXPECT_LT(sizeAt, 40U) << "the line wraps";
+            lines.back().resize(std::max(lines.back().size(), uAt + 1), ' ');
+            lines.back()[uAt++] = c;
+            EXPECT_LT(uAt, 40U) << "the line wraps";
         }
     }
     for (std::string &strLine : lines) {
@@ -185,7 +185,7 @@ TEST(clProgressLine, FitsTheTerminal)
     const progress_t slow = {0, 1, 1, UINT64_MAX, 1, "x"};
     const struct {
         const progress_t &progress;
-        size_t sizeColumns;
+        size_t uColumns;
         std::string strExpected;
     } aRows[] = {
         {early, 80, "0/7 files  0 B"},
@@ -201,10 +201,10 @@ TEST(clProgressLine, FitsTheTerminal)
         {slow, 80, "0/1 files  1 B of 18.4 EB  1 B/s  99:59:59 left  x"},
     };
     for (const auto &row : aRows) {
-        EXPECT_EQ(row.strExpected, clProgressLine::Format(row.progress, row.sizeColumns))
-            << row.sizeColumns;
+        EXPECT_EQ(row.strExpected, clProgressLine::Format(row.progress, row.uColumns))
+            << row.uColumns;
     }
-    for (size_t sizeColumns = 1; sizeColumns < 100; ++sizeColumns) {
-        EXPECT_LT(CountColumns(clProgressLine::Format(middle, sizeColumns)), sizeColumns);
+    for (size_t uColumns = 1; uColumns < 100; ++uColumns) {
+        EXPECT_LT(CountColumns(clProgressLine::Format(middle, uColumns)), uColumns);
     }
 }

@@ -17,11 +17,11 @@ public:
     ~clSoundReader_() noexcept override {}
 
 protected:
-    bytes_t ReadAll(size_t sizeFrames)
+    bytes_t ReadAll(size_t uFrames)
     {
         bytes_t all;
-        bytes_t buffer(sizeFrames * sound.GetChannels());
-        while (const size_t sizeRead = sound.Read(buffer.data(), sizeFrames)) {
+        bytes_t buffer(uFrames * sound.GetChannels());
+        while (const size_t sizeRead = sound.Read(buffer.data(), uFrames)) {
             Append(all, Part(buffer, 0, sizeRead * sound.GetChannels()));
         }
         return all;
@@ -46,9 +46,9 @@ TEST_F(clSoundReader_, ClearsUnusedBitsOfTheLastFrame)
         for (const uint32_t uBits : {1U, 8U}) {
             const size_t sizeData = uSamples > 4096 * 8 ? 16384 : 8192;
             Open(DSFBuilder().BitsPerSample(uBits).Data(bytes_t(sizeData, 0xFF), uSamples).Build());
-            const size_t sizeFrames = size_t(uSamples + 7) / 8;
-            bytes_t expected(sizeFrames * 2, 0xFF);
-            const uint8_t uLast = uint8_t(0xFF << (8 * sizeFrames - uSamples));
+            const size_t uFrames = size_t(uSamples + 7) / 8;
+            bytes_t expected(uFrames * 2, 0xFF);
+            const uint8_t uLast = uint8_t(0xFF << (8 * uFrames - uSamples));
             expected[expected.size() - 2] = expected.back() = uLast;
             EXPECT_EQ(expected, ReadAll(4096)) << uSamples;
         }

@@ -48,9 +48,9 @@ TEST_F(clVerifier_, FindsEveryDifference)
     Open(frames);
     const bytes_t good = ExpectedDSF(frames, 2, 2822400, &tag);
     ASSERT_EQ("", Verify(good));
-    const auto WithBit = [&](size_t sizeByte) {
+    const auto WithBit = [&](size_t uByte) {
         bytes_t bad = good;
-        bad[sizeByte] ^= 0x10;
+        bad[uByte] ^= 0x10;
         return bad;
     };
     for (size_t i = 0; i < 92; ++i) {

@@ -44,8 +44,8 @@ inline uint8_t Reversed(uint8_t uByte)
 
 /** A copy from an index on, of sizeMost elements or fewer. */
 template <class T>
-std::vector<T> Part(const std::vector<T> &all, size_t sizeFrom, size_t sizeMost = SIZE_MAX)
+std::vector<T> Part(const std::vector<T> &all, size_t uFrom, size_t sizeMost = SIZE_MAX)
 {
-    const auto first = all.begin() + static_cast<ptrdiff_t>(sizeFrom);
-    return {first, first + static_cast<ptrdiff_t>(std::min(sizeMost, all.size() - sizeFrom))};
+    const auto first = all.begin() + static_cast<ptrdiff_t>(uFrom);
+    return {first, first + static_cast<ptrdiff_t>(std::min(sizeMost, all.size() - uFrom))};
 }

@@ -28,10 +28,7 @@ public:
     DSFBuilder &Trailing(const bytes_t &bytes) { return Set(trailing, bytes); }
 
     /** Replaces bytes of the finished file. */
-    DSFBuilder &Patch(size_t sizeOffset, const bytes_t &bytes)
-    {
-        return Set(patches[sizeOffset], bytes);
-    }
+    DSFBuilder &Patch(size_t uOffset, const bytes_t &bytes) { return Set(patches[uOffset], bytes); }
 
     /** Lowest byte first. */
     static bytes_t Number(uint64_t uValue, int iBytes)
@@ -52,8 +49,8 @@ public:
         }
         Append(file, Number(uSamples, 8) + Number(uBlockSize, 4) + Number(0, 4) +
                          Chunk("data", 12 + data.size()) + data + trailing);
-        for (const auto &[sizeOffset, bytes] : patches) {
-            std::copy(bytes.begin(), bytes.end(), &file[sizeOffset]);
+        for (const auto &[uOffset, bytes] : patches) {
+            std::copy(bytes.begin(), bytes.end(), &file[uOffset]);
         }
         return file;
     }

@@ -42,9 +42,9 @@ protected:
     /** The last line of standard error. */
     static std::string Summary(const run_t &run)
     {
-        const size_t sizeEnd = run.strErr.size() - (run.strErr.ends_with('\n') ? 1 : 0);
-        const size_t sizeStart = run.strErr.rfind('\n', sizeEnd - 1) + 1;
-        return run.strErr.substr(sizeStart, sizeEnd - sizeStart);
+        const size_t uEnd = run.strErr.size() - (run.strErr.ends_with('\n') ? 1 : 0);
+        const size_t uStart = run.strErr.rfind('\n', uEnd - 1) + 1;
+        return run.strErr.substr(uStart, uEnd - uStart);
     }
 
     /** Waits up to half a minute for a file whose name ends in strEnd and contains strPart. */

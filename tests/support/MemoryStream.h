@@ -54,9 +54,9 @@ public:
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override
     {
         Count(CALL_READ);
-        const size_t sizeStart = std::min(static_cast<size_t>(lPosition), content.size());
-        const size_t sizeRead = std::min({sizeBuffer, sizeLargestRead, content.size() - sizeStart});
-        std::copy_n(content.data() + sizeStart, sizeRead, static_cast<uint8_t *>(pBuffer));
+        const size_t uStart = std::min(static_cast<size_t>(lPosition), content.size());
+        const size_t sizeRead = std::min({sizeBuffer, sizeLargestRead, content.size() - uStart});
+        std::copy_n(content.data() + uStart, sizeRead, static_cast<uint8_t *>(pBuffer));
         lPosition += static_cast<off_t>(sizeRead);
         return static_cast<ssize_t>(sizeRead);
     }

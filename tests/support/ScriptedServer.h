@@ -25,8 +25,8 @@ inline size_t CountDescriptors()
 
 /** Expects the same number of open descriptors at the end of the scope as at its start. */
 struct DescriptorCheck {
-    const size_t sizeBefore = CountDescriptors();
-    ~DescriptorCheck() { EXPECT_EQ(sizeBefore, CountDescriptors()); }
+    const size_t uBefore = CountDescriptors();
+    ~DescriptorCheck() { EXPECT_EQ(uBefore, CountDescriptors()); }
 };
 
 /** A socket that listens on 127.0.0.1. @param uPort 0 for a free one; receives the real one */
@@ -54,7 +54,7 @@ struct ServerAnswer {
 
     /** Sends nothing for a time before the byte at an offset. */
     struct pause_t {
-        size_t sizeOffset;
+        size_t uOffset;
         int iMilliseconds;
     };
 
@@ -134,8 +134,8 @@ private:
             strRequest += c;
         }
         std::string_view left = answer.strBytes;
-        for (const auto &[sizeOffset, iMilliseconds] : answer.pauses) {
-            const size_t sizePiece = sizeOffset - (answer.strBytes.size() - left.size());
+        for (const auto &[uOffset, iMilliseconds] : answer.pauses) {
+            const size_t sizePiece = uOffset - (answer.strBytes.size() - left.size());
             if (!Send(iSockH, left.substr(0, sizePiece))) {
                 return;
             }

@@ -14,19 +14,19 @@ using spectrum_t = std::valarray<std::complex<double>>;
 /** The Fourier transform in place; the length is a power of two. */
 inline void Transform(spectrum_t &aData)
 {
-    const size_t sizeHalf = aData.size() / 2;
-    if (sizeHalf == 0) {
+    const size_t uHalf = aData.size() / 2;
+    if (uHalf == 0) {
         return;
     }
-    spectrum_t aEven = aData[std::slice(0, sizeHalf, 2)];
-    spectrum_t aOdd = aData[std::slice(1, sizeHalf, 2)];
+    spectrum_t aEven = aData[std::slice(0, uHalf, 2)];
+    spectrum_t aOdd = aData[std::slice(1, uHalf, 2)];
     Transform(aEven);
     Transform(aOdd);
-    const double dTurn = -std::numbers::pi / static_cast<double>(sizeHalf);
-    for (size_t u = 0; u < sizeHalf; u++) {
+    const double dTurn = -std::numbers::pi / static_cast<double>(uHalf);
+    for (size_t u = 0; u < uHalf; u++) {
         const auto turned = aOdd[u] * std::polar(1.0, dTurn * static_cast<double>(u));
         aData[u] = aEven[u] + turned;
-        aData[u + sizeHalf] = aEven[u] - turned;
+        aData[u + uHalf] = aEven[u] - turned;
     }
 }
 

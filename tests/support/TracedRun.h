@@ -119,9 +119,9 @@ private:
 #endif
     }
 
-    static void SetRegister(pid_t pidThread, size_t sizeOffset, long lValue)
+    static void SetRegister(pid_t pidThread, size_t uOffset, long lValue)
     {
-        ptrace(PTRACE_POKEUSER, pidThread, sizeOffset, lValue);
+        ptrace(PTRACE_POKEUSER, pidThread, uOffset, lValue);
     }
 
 #if defined(__x86_64__)

@@ -24,15 +24,15 @@ bytes_t CopyStream(const std::string &strFile)
 
 // From runs of one channel each, lowest bit first, to interleaved bytes, highest bit first. FFmpeg
 // copies whole blocks but the last, of which it takes what is sound.
-bytes_t Interleaved(const bytes_t &runs, size_t sizeChannels)
+bytes_t Interleaved(const bytes_t &runs, size_t uChannels)
 {
     bytes_t frames(runs.size());
     for (size_t i = 0; i < runs.size(); ++i) {
-        const size_t sizeGroupStart = i / (BLOCK * sizeChannels) * BLOCK * sizeChannels;
-        const size_t sizeRun = std::min(BLOCK, (runs.size() - sizeGroupStart) / sizeChannels);
-        const size_t sizeChannel = (i - sizeGroupStart) / sizeRun;
-        const size_t sizeFrame = (i - sizeGroupStart) % sizeRun;
-        frames[sizeGroupStart + sizeFrame * sizeChannels + sizeChannel] = Reversed(runs[i]);
+        const size_t uGroupStart = i / (BLOCK * uChannels) * BLOCK * uChannels;
+        const size_t sizeRun = std::min(BLOCK, (runs.size() - uGroupStart) / uChannels);
+        const size_t uChannel = (i - uGroupStart) / sizeRun;
+        const size_t uFrame = (i - uGroupStart) % sizeRun;
+        frames[uGroupStart + uFrame * uChannels + uChannel] = Reversed(runs[i]);
     }
     return frames;
 }
@@ -44,17 +44,17 @@ TEST_P(judge, FindsTheSameBitsInBothFiles)
     if (RunProgram({"ffmpeg", "-version"}).iStatus != 0) {
         GTEST_SKIP() << "FFmpeg is not installed";
     }
-    const size_t sizeChannels = GetParam();
-    for (const size_t sizeFrames : {size_t{0}, size_t{1}, BLOCK - 1, BLOCK, BLOCK + 1,
-                                    64 * BLOCK - 1, 64 * BLOCK, 64 * BLOCK + 1}) {
+    const size_t uChannels = GetParam();
+    for (const size_t uFrames : {size_t{0}, size_t{1}, BLOCK - 1, BLOCK, BLOCK + 1, 64 * BLOCK - 1,
+                                 64 * BLOCK, 64 * BLOCK + 1}) {
         for (const uint32_t uRate : {2822400U, 5644800U, 11289600U, 22579200U}) {
-            SCOPED_TRACE(testing::Message() << sizeFrames << " bytes each, " << uRate << " Hz");
-            const bytes_t sound = Pattern(sizeFrames * sizeChannels);
+            SCOPED_TRACE(testing::Message() << uFrames << " bytes each, " << uRate << " Hz");
+            const bytes_t sound = Pattern(uFrames * uChannels);
             ASSERT_EQ(said_t(),
-                      Convert(DSDIFFBuilder().ChannelCount(sizeChannels).Rate(uRate).Sound(sound)));
+                      Convert(DSDIFFBuilder().ChannelCount(uChannels).Rate(uRate).Sound(sound)));
             const bytes_t fromInput = CopyStream(strIn);
             EXPECT_EQ(sound.size(), fromInput.size());
-            EXPECT_TRUE(fromInput == Interleaved(CopyStream(strOut), sizeChannels));
+            EXPECT_TRUE(fromInput == Interleaved(CopyStream(strOut), uChannels));
         }
     }
 }

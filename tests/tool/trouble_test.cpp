@@ -103,9 +103,9 @@ TEST_F(vantrel, ShowsALongConversionOnATerminalOnly)
         kill(pid, SIGCONT);
         kill(pidTerminal, SIGCONT);
     });
-    const size_t sizeLine = run.strOut.find(" %  ");
-    ASSERT_NE(std::string::npos, sizeLine) << run.strOut;
-    EXPECT_NE(std::string::npos, run.strOut.find(" MB/s  ", sizeLine));
-    EXPECT_NE(std::string::npos, run.strOut.find(" left", sizeLine));
+    const size_t uLine = run.strOut.find(" %  ");
+    ASSERT_NE(std::string::npos, uLine) << run.strOut;
+    EXPECT_NE(std::string::npos, run.strOut.find(" MB/s  ", uLine));
+    EXPECT_NE(std::string::npos, run.strOut.find(" left", uLine));
     EXPECT_TRUE(run.strOut.ends_with('\r' + std::string(60, ' ') + '\r'));
 }

@@ -10,11 +10,11 @@ TEST_F(vantrel, ConvertsEveryLengthAroundItsBlocks)
 {
     // A turn of the loop is 64 blocks.
     for (uint32_t uChannels = 1; uChannels <= 6; ++uChannels) {
-        for (const size_t sizeFrames :
+        for (const size_t uFrames :
              {0U, 1U, 4095U, 4096U, 4097U, 64U * 4096 - 1, 64U * 4096, 64U * 4096 + 1}) {
             SCOPED_TRACE(testing::Message()
-                         << uChannels << " channels, " << sizeFrames << " bytes each");
-            const bytes_t sound = Pattern(sizeFrames * uChannels);
+                         << uChannels << " channels, " << uFrames << " bytes each");
+            const bytes_t sound = Pattern(uFrames * uChannels);
             EXPECT_EQ(said_t(), Convert(B().ChannelCount(uChannels).Rate(5644800).Sound(sound)));
             EXPECT_TRUE(ExpectedDSF(sound, uChannels, 5644800) == Output());
         }
