@@ -53,6 +53,13 @@ public:
     using clXDSD::clXDSD;
 };
 
+/** A compressed frame of one-bit audio that cannot be decoded. */
+class clXDST : public clException
+{
+public:
+    using clException::clException;
+};
+
 class clXID3tag : public clException
 {
 public:
