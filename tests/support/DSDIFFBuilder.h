@@ -88,6 +88,22 @@ public:
         return Set(sound, Chunk("DSD ", data, lSize));
     }
 
+    /** Compressed sound: the chunks in its container, as DSTChunks() makes them. */
+    DSDIFFBuilder &CompressedSound(const bytes_t &chunks, int64_t lSize = -1)
+    {
+        Set(compression, Chunk("CMPR", Text("DST \013DST Encoded")));
+        return Set(sound, Chunk("DST ", chunks, lSize));
+    }
+
+    static bytes_t DSTChunks(const std::vector<bytes_t> &frames)
+    {
+        bytes_t chunks = Chunk("FRTE", Number(frames.size(), 4) + Number(75, 2));
+        for (const bytes_t &frame : frames) {
+            Append(chunks, Chunk("DSTF", frame));
+        }
+        return chunks;
+    }
+
     /** Puts a false size into the headers of the form and of the sound data. */
     DSDIFFBuilder &Unbounded(uint64_t uSize)
     {
