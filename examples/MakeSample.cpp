@@ -133,7 +133,7 @@ sample_options ParseOptions(const std::vector<std::string> &aArgs)
         } else if (strName == "--rate") {
             options.format.uSampleRate = ParseRate(value());
         } else if (strName == "--channels") {
-            options.format.uChannels = ParseWhole(value(), 1, clSampleFile::MAX_CHANNELS);
+            options.format.uChannels = ParseWhole(value(), 1, MAX_SAMPLE_CHANNELS);
         } else if (strName == "--seconds") {
             options.dSeconds = ParseNumber(value(), 0.0, MAX_BYTES_PER_CHANNEL);
         } else if (strName == "--frequency") {

@@ -1,29 +1,21 @@
 #pragma once
 
+#include "examples/SampleChunks.h"
+
 #include <cstdint>
 #include <fstream>
 #include <string>
 #include <vector>
 
-/** The properties of a DSDIFF file. */
-struct sample_format {
-    uint32_t uSampleRate = 2822400; // Hz
-    unsigned uChannels = 2;         // 1 to 6
-    uint64_t uFrames = 0;           // a frame is one byte, eight samples, of every channel
-    bool bExtras = false;           // with start time and loudspeaker configuration
-};
-
 /**
- * Writes a DSDIFF file from front to back. The length is known from the start, so size fields are
- * never corrected and the output may be a pipe.
+ * Writes a DSDIFF file of plain sound from front to back. The length is known from the start, so
+ * size fields are never corrected and the output may be a pipe.
  *
  * Failures of the output throw std::system_error with the name of the file in the text.
  */
 class clSampleFile
 {
 public:
-    static constexpr unsigned MAX_CHANNELS = 6;
-
     /** Creates or truncates the file and writes everything before the sound. */
     clSampleFile(const std::string &strFileName, const sample_format &format);
 
