@@ -1,6 +1,7 @@
 // Writes a DSDIFF file of steady tones, for trying out the converter and for tests. It uses nothing
 // of the library, so that a fault there cannot be hidden by the same fault here.
 
+#include "examples/clDSTFile.h"
 #include "examples/clModulator.h"
 #include "examples/clSampleFile.h"
 
@@ -33,6 +34,8 @@ constexpr const char *USAGE =
     "                      (default 1000 Hz in the first channel, then 500 Hz more in each)\n"
     "  --level DB          crest of the tones; at 0 dB all bits would be alike, above -4 dB the\n"
     "                      tones are distorted (default -6)\n"
+    "  --dst               compresses the sound without loss (DST); its last 1/75 s is filled up\n"
+    "                      with the idle pattern, the rate must be a multiple of 600 Hz\n"
     "  --extras            writes the start time and loudspeaker chunks too\n"
     "  --help              prints this text\n";
 
@@ -140,6 +143,8 @@ sample_options ParseOptions(const std::vector<std::string> &aArgs)
             options.aFrequencies = ParseFrequencies(value());
         } else if (strName == "--level") {
             options.dLevel = ParseNumber(value(), -200.0, 0.0);
+        } else if (strName == "--dst") {
+            options.format.bCompressed = true;
         } else if (strName == "--extras") {
             options.format.bExtras = true;
         } else if (strName.starts_with("--")) {
@@ -160,6 +165,9 @@ sample_options ParseOptions(const std::vector<std::string> &aArgs)
     const double dFrames = std::ceil(options.dSeconds * options.format.uSampleRate / 8.0);
     if (dFrames > MAX_BYTES_PER_CHANNEL) {
         throw clXUsage("too long");
+    }
+    if (options.format.bCompressed && !clDSTFile::CanHold(options.format.uSampleRate)) {
+        throw clXUsage("DST needs a rate that is a multiple of 600 Hz");
     }
     options.format.uFrames = static_cast<uint64_t>(dFrames);
     options.aFrequencies = Complete(options.aFrequencies, options.format.uChannels);
@@ -198,6 +206,8 @@ private:
     clModulator modulator;
 };
 
+// File is clSampleFile or clDSTFile.
+template <class File>
 void MakeSample(const sample_options &options)
 {
     std::vector<clTone> aTones;
@@ -206,7 +216,7 @@ void MakeSample(const sample_options &options)
                             std::pow(10.0, options.dLevel / 20.0));
     }
 
-    clSampleFile file(options.strFileName, options.format);
+    File file(options.strFileName, options.format);
     std::vector<uint8_t> aBlock;
     for (uint64_t uLeft = options.format.uFrames; uLeft > 0;) {
         const uint64_t uFrames = std::min<uint64_t>(uLeft, BLOCK_FRAMES);
@@ -235,7 +245,11 @@ int main(int argc, char **argv)
         if (options.dLevel > DISTORTING_LEVEL) {
             std::cerr << "make_sample: tones above " << DISTORTING_LEVEL << " dB are distorted\n";
         }
-        MakeSample(options);
+        if (options.format.bCompressed) {
+            MakeSample<clDSTFile>(options);
+        } else {
+            MakeSample<clSampleFile>(options);
+        }
         return 0;
     } catch (const clXUsage &caught) {
         std::cerr << "make_sample: " << caught.what() << "\n\n" << USAGE;

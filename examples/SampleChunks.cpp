@@ -63,8 +63,10 @@ std::string Chunk(const std::string &strId, const std::string &strData)
 
 std::string SampleStart(const sample_format &format)
 {
-    // The zero at the end makes the size even; unlike a pad byte, the size includes it.
-    const std::string strCompression = "DSD \x0Enot compressed\0"s;
+    // The length of the name and the name; the zero at the end of one makes the size even and,
+    // unlike a pad byte, is included in it.
+    const std::string strCompression =
+        format.bCompressed ? "DST \013DST Encoded"s : "DSD \016not compressed\0"s;
 
     std::string strData = "SND ";
     strData += Chunk("FS  ", BigEndian(format.uSampleRate, 4));

@@ -12,6 +12,7 @@ struct sample_format {
     uint32_t uSampleRate = 2822400; // Hz
     unsigned uChannels = 2;         // 1 to 6
     uint64_t uFrames = 0;           // a frame is one byte, eight samples, of every channel
+    bool bCompressed = false;       // with DST
     bool bExtras = false;           // with start time and loudspeaker configuration
 };
 
