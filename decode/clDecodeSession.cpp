@@ -1,13 +1,12 @@
 #include "decode/clDecodeSession.h"
 
 #include "base/clCancelDelay.h"
+#include "threads/clSignalBlock.h"
 #include "threads/clThreadPool.h"
 
 #include <algorithm>
 #include <limits>
 #include <numeric>
-
-#include <signal.h> // for sigfillset()
 
 using Signal::BYTES_PER_DECODED;
 
@@ -22,32 +21,6 @@ constexpr uint64_t GetPiece(uint64_t uRun)
     const uint64_t uUnit = BYTES_PER_DECODED * uRun;
     return (AT_LEAST + uUnit - 1) / uUnit * uUnit;
 }
-
-/**
- * Blocks the signals of the calling thread, and of threads that it starts meanwhile. A signal
- * handler would interrupt the wait for a batch, whose jobs go on writing to the caller's buffer; a
- * worker whose wait is interrupted ends.
- */
-class clSignalBlock
-{
-public:
-    clSignalBlock()
-    {
-        sigset_t most;
-        sigfillset(&most);
-        // Synchronous faults stay unblocked so that handlers run.
-        for (const int iSignal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
-            sigdelset(&most, iSignal);
-        }
-        pthread_sigmask(SIG_BLOCK, &most, &old);
-    }
-    clSignalBlock(const clSignalBlock &) = delete;
-    clSignalBlock &operator=(const clSignalBlock &) = delete;
-    ~clSignalBlock() { pthread_sigmask(SIG_SETMASK, &old, nullptr); }
-
-private:
-    sigset_t old{};
-};
 
 uint32_t GetJobs(const clDecodeSession::setup_t &setup)
 {
