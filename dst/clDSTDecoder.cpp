@@ -32,13 +32,18 @@ clDSTDecoder::clDSTDecoder(uint32_t uChannels, uint32_t uSampleRate)
     if (uChannels == 0 || uChannels > DST::MAX_CHANNELS) {
         Refuse("clDSTDecoder", "unsupported channel count " + std::to_string(uChannels));
     }
-    if (uSampleRate == 0 || uSampleRate % RATE_STEP != 0 || uSampleRate > MOST_RATE) {
+    if (!IsRate(uSampleRate)) {
         Refuse("clDSTDecoder", "unsupported sample rate " + std::to_string(uSampleRate));
     }
     const uint32_t uChannelBytes = uSampleRate / RATE_STEP;
     uSoundSize = uint64_t{uChannels} * uChannelBytes;
     pDecoder =
         std::make_unique<clDSTFrameDecoder>(uChannels, uChannelBytes, DSTKernels::GetFastest());
+}
+
+bool clDSTDecoder::IsRate(uint32_t uSampleRate) noexcept
+{
+    return uSampleRate != 0 && uSampleRate % RATE_STEP == 0 && uSampleRate <= MOST_RATE;
 }
 
 clDSTDecoder::~clDSTDecoder() = default;

@@ -22,6 +22,10 @@ public:
      * @throws clXDST
      */
     clDSTDecoder(uint32_t uChannels, uint32_t uSampleRate);
+
+    /** Whether sound of this rate can be compressed. */
+    static bool IsRate(uint32_t uSampleRate) noexcept;
+
     clDSTDecoder(const clDSTDecoder &) = delete;
     clDSTDecoder &operator=(const clDSTDecoder &) = delete;
     ~clDSTDecoder();
