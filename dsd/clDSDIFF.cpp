@@ -2,10 +2,12 @@
 
 #include "base/clException.h"
 #include "decode/clDecodeSession.h"
+#include "dsd/clDSTSound.h"
 #include "io/clStreamReader.h"
 #include "kernels/Kernels.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 clDSDIFF::clDSDIFF() = default;
@@ -19,12 +21,18 @@ clDSDIFF::~clDSDIFF() noexcept(false)
     }
 }
 
+void clDSDIFF::SetDecompression(bool bOn, uint32_t uWorkers)
+{
+    bDecompression = bOn;
+    uDecompressionWorkers = uWorkers;
+}
+
 void clDSDIFF::Open(clStreamReader *pStreamReader, uint64_t uLargestRead, uint32_t uWorkers,
                     bool bDoubleAmplitude, bool bWithoutDelay, bool bScalarKernels)
 {
     try {
         OpenStream(pStreamReader);
-        if (!form.chunkProperty.IsReadable()) {
+        if (!IsDecompressed() && !form.chunkProperty.IsReadable()) {
             throw clXDSDIFF("unsupported compression");
         }
         ConfigureHook(uLargestRead, uWorkers, bDoubleAmplitude, bWithoutDelay, bScalarKernels);
@@ -249,11 +257,34 @@ bool clDSDIFF::HasChannelConflict() const noexcept
 void clDSDIFF::OpenStream(clStreamReader *pStreamReader)
 {
     ReplaceStream(pStreamReader);
-    form.Read(pStream.get());
-    if (!pStream->IsRemote()) {
+    form.Read(pStream.get(), bDecompression);
+    if (IsDecompressed()) {
+        AttachDecompressed();
+    } else if (!pStream->IsRemote()) {
         form.chunkData.Seek(0);
     }
     uPosition = 0;
+}
+
+// Without a "DST " chunk there is no sound, whatever a "DSD " chunk holds.
+void clDSDIFF::AttachDecompressed()
+{
+    form.chunkData.Detach();
+    form.chunkData.uSize = 0;
+    if (form.dataDST.uOffset != 0) {
+        clDSTSound::source_t source;
+        source.data = form.dataDST;
+        source.index = form.dataIndex;
+        source.uChannels = GetChannels();
+        source.uSampleRate = GetSampleRate();
+        source.uWorkers = uDecompressionWorkers;
+        form.chunkData.Attach(pStream.get(), std::make_unique<clDSTSound>(*pStream, source));
+    }
+}
+
+bool clDSDIFF::IsDecompressed() const noexcept
+{
+    return bDecompression && std::memcmp(form.chunkProperty.aCompression, "DST ", 4) == 0;
 }
 
 void clDSDIFF::CheckReadRaw(uint64_t uSize, const char *cpNoMultiple) const

@@ -18,7 +18,13 @@ public:
     clDSDIFF();
     ~clDSDIFF() noexcept(false) override;
 
-    /** @throws clXDSDIFF also for compressed sound */
+    /** Whether the next Open or OpenMeta decompresses sound that is compressed with DST, so that
+     * sizes, reads and seeks are those of plain sound. Off at first. A read of a frame that cannot
+     * be decoded throws clXDSDIFF with its number, from 0 on.
+     * @param uWorkers threads that decompress, the calling one included; 0: one per processor */
+    void SetDecompression(bool bOn, uint32_t uWorkers = 0);
+
+    /** @throws clXDSDIFF also for compressed sound, unless it is decompressed */
     void Open(clStreamReader *pStreamReader, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
               bool bDoubleAmplitude = false, bool bWithoutDelay = false,
               bool bScalarKernels = false) override;
@@ -83,6 +89,8 @@ public:
 
 private:
     void OpenStream(clStreamReader *pStreamReader);
+    void AttachDecompressed();
+    bool IsDecompressed() const noexcept;
     void CheckReadRaw(uint64_t uSize, const char *cpNoMultiple) const;
     void CheckDecoding(const char *cpMessage) const;
     uint64_t ReadFrames(void *pBuffer, uint64_t uBytes);
@@ -92,4 +100,6 @@ private:
 
     clAlignedAlloc allocRaw;
     clDSDIFFFormChunk form;
+    bool bDecompression = false;
+    uint32_t uDecompressionWorkers = 0;
 };

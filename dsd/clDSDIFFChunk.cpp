@@ -5,12 +5,14 @@
 #include "dsd/Bytes.h"
 #include "dsd/ChannelPlaces.h"
 #include "dsd/ChunkReading.h"
+#include "dsd/clDSTSound.h"
 #include "io/clStreamReader.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <numeric>
+#include <utility>
 
 using namespace ChunkReading;
 
@@ -25,7 +27,7 @@ struct compression_t {
 };
 
 constexpr compression_t aCompressions[] = {{Id("DSD "), clDSDIFFPropChunk::UNCOMPRESSED, true},
-                                           {Id("DST "), 1, false}};
+                                           {Id("DST "), clDSDIFFPropChunk::DST, false}};
 
 const compression_t &FindCompression(const char (&aId)[4])
 {
@@ -252,8 +254,13 @@ void clDSDIFFPropChunk::MapChannelIds()
 
 // ---- clDSDIFFDataChunk ----
 
+clDSDIFFDataChunk::clDSDIFFDataChunk() = default;
+
+clDSDIFFDataChunk::~clDSDIFFDataChunk() noexcept(false) = default;
+
 uint64_t clDSDIFFDataChunk::Attach(clStreamReader *pStreamReader)
 {
+    Detach();
     pStream = pStreamReader;
     uReadPos = 0;
     uDataStart = static_cast<uint64_t>(pStream->Tell());
@@ -268,9 +275,21 @@ uint64_t clDSDIFFDataChunk::Attach(clStreamReader *pStreamReader)
     return SkipData(*pStream, *this);
 }
 
+void clDSDIFFDataChunk::Attach(clStreamReader *pStreamReader,
+                               std::unique_ptr<clDSTSound> pDecompressed)
+{
+    Detach();
+    pStream = pStreamReader;
+    pSound = std::move(pDecompressed);
+    uReadPos = 0;
+    // Of whole frames only, however few of them the file has.
+    uSize = uPresent = pSound->GetSize();
+}
+
 void clDSDIFFDataChunk::Detach() noexcept
 {
     pStream = nullptr;
+    pSound.reset();
 }
 
 uint64_t clDSDIFFDataChunk::ReadRaw(void *pBuffer, uint64_t uBytes)
@@ -279,8 +298,13 @@ uint64_t clDSDIFFDataChunk::ReadRaw(void *pBuffer, uint64_t uBytes)
     if (uReadPos >= uSize || uBytes == 0) {
         return 0;
     }
-    const ssize_t lRead =
-        pStream->Read(pBuffer, static_cast<size_t>(std::min(uBytes, uSize - uReadPos)));
+    const uint64_t uWanted = std::min(uBytes, uSize - uReadPos);
+    if (pSound) {
+        const uint64_t uRead = pSound->Read(pBuffer, uWanted);
+        uReadPos += uRead;
+        return uRead;
+    }
+    const ssize_t lRead = pStream->Read(pBuffer, static_cast<size_t>(uWanted));
     if (lRead < 0) {
         throw clXDSDIFF("clDSDIFFDataChunk::ReadRaw(): stream failed");
     }
@@ -333,6 +357,10 @@ void clDSDIFFDataChunk::Seek(uint64_t uBits)
     if (uBits / 8 > uSize) {
         throw clXDSDIFF("clDSDIFFDataChunk::Seek(): newpos > length");
     }
-    pStream->Seek(static_cast<off_t>(uDataStart + uBits / 8));
+    if (pSound) {
+        pSound->Seek(uBits / 8);
+    } else {
+        pStream->Seek(static_cast<off_t>(uDataStart + uBits / 8));
+    }
     uReadPos = uBits / 8;
 }

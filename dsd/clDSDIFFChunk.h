@@ -1,12 +1,15 @@
 #pragma once
 
+#include "dsd/Findings.h"
 #include "id3/clID3tag.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+class clDSTSound;
 class clStreamReader;
 
 // The chunks of a DSDIFF file that the reader needs; docs/formats.md draws them. They are read
@@ -63,7 +66,9 @@ public:
     /** "LSCO": an unknown set-up; also without the sub-chunk. */
     static constexpr uint16_t SPEAKERS_UNDEFINED = 65535;
 
+    // The compressions.
     static constexpr uint32_t UNCOMPRESSED = 0;
+    static constexpr uint32_t DST = 1;
 
     /** As clDSDIFFVersChunk::Read; first forgets what was read before. */
     uint64_t Read(clStreamReader *pStream);
@@ -119,16 +124,23 @@ private:
     bool bInOrder = true;
 };
 
-/** "DSD ": the sound data, read from the stream. */
+/** "DSD ": the sound data, read from the stream. Or the sound of a "DST " chunk, decompressed. */
 class clDSDIFFDataChunk : public clDSDIFFChunk
 {
 public:
+    clDSDIFFDataChunk();
+    ~clDSDIFFDataChunk() noexcept(false) override;
+
     /** Takes the stream's position as the start of the data and skips the data, except on a remote
      * stream: its size may be wrong, and reads end with the stream.
      * @param pStreamReader borrowed: must outlive this object or Detach
      * @return bytes skipped
      * @throws clXDSDIFF when the data ends past the range of file positions */
     uint64_t Attach(clStreamReader *pStreamReader);
+
+    /** Takes decompressed sound in the place of what the stream holds.
+     * @param pStreamReader from which the sound reads */
+    void Attach(clStreamReader *pStreamReader, std::unique_ptr<clDSTSound> pDecompressed);
 
     void Detach() noexcept;
 
@@ -162,6 +174,7 @@ private:
     uint64_t uReadPos = 0;
     uint64_t uDataStart = 0;
     uint64_t uPresent = 0;
+    std::unique_ptr<clDSTSound> pSound; ///< null for plain sound
 };
 
 /** "FRM8": the whole file. */
@@ -170,17 +183,20 @@ class clDSDIFFFormChunk : public clDSDIFFChunk
 public:
     /** Forgets what was read before and walks through the file to its end, or to the sound data on
      * a remote stream. A tag that does not parse is left out. pStream is borrowed by chunkData.
+     * @param bStopAtDST takes compressed sound on a remote stream for the sound data, too
      * @throws clXDSDIFF, also for what the stream throws */
-    void Read(clStreamReader *pStream);
+    void Read(clStreamReader *pStream, bool bStopAtDST = false);
 
     char aType[4] = {}; ///< "DSD "
     clDSDIFFVersChunk chunkVersion;
     clDSDIFFPropChunk chunkProperty;
     clDSDIFFDataChunk chunkData;
     clID3tag tag;
+    region_t dataDST;   ///< data of the last "DST " chunk, as far as the file has them
+    region_t dataIndex; ///< data of the last "DSTI" chunk, likewise
 
 private:
-    void Walk(clStreamReader *pStream);
+    void Walk(clStreamReader *pStream, bool bStopAtDST);
     uint64_t ReadTagChunk(clStreamReader &stream, const clDSDIFFChunk &header);
     void ReadTrailingTag(clStreamReader &stream);
     void ParseTag(const void *pBytes, uint64_t uBytes);

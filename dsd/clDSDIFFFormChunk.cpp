@@ -22,9 +22,19 @@ bool IsTag(const void *pBytes, size_t sizeBytes)
     return sizeBytes >= 3 && std::memcmp(pBytes, "ID3", 3) == 0;
 }
 
+// The data at the position of the stream, as far as the file has them.
+region_t GetRegion(clStreamReader &stream, const clDSDIFFChunk &header)
+{
+    const auto uOffset = static_cast<uint64_t>(stream.Tell());
+    const auto uStreamSize = static_cast<uint64_t>(std::max<int64_t>(stream.GetSize(), 0));
+    // The size of a remote stream may be unknown: its data end where it does.
+    const uint64_t uEnd = stream.IsRemote() ? uint64_t{INT64_MAX} : uStreamSize;
+    return {uOffset, std::min(header.uSize, uEnd - std::min(uEnd, uOffset))};
+}
+
 } // namespace
 
-void clDSDIFFFormChunk::Read(clStreamReader *pStream)
+void clDSDIFFFormChunk::Read(clStreamReader *pStream, bool bStopAtDST)
 {
     // Unlike the other chunks this one wraps every failure, those of buffers included.
     try {
@@ -33,6 +43,8 @@ void clDSDIFFFormChunk::Read(clStreamReader *pStream)
         chunkData.Detach();
         chunkData.uSize = 0;
         tag.Reset();
+        dataDST = {};
+        dataIndex = {};
 
         header_t aHeader;
         if (!ReadHeader(*pStream, aHeader) || GetBE<uint32_t>(aHeader) != Id("FRM8")) {
@@ -44,14 +56,14 @@ void clDSDIFFFormChunk::Read(clStreamReader *pStream)
         if (std::memcmp(aType, "DSD ", sizeof(aType)) != 0) {
             throw clXDSDIFF("type != 'DSD '");
         }
-        Walk(pStream);
+        Walk(pStream, bStopAtDST);
         ReadTrailingTag(*pStream);
     } catch (const std::exception &caught) {
         WrapException<clXDSDIFF>("clDSDIFFFormChunk::Read(): ", caught);
     }
 }
 
-void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
+void clDSDIFFFormChunk::Walk(clStreamReader *pStream, bool bStopAtDST)
 {
     uint64_t uConsumed = sizeof(aType);
     while (uConsumed < uSize) {
@@ -77,6 +89,17 @@ void clDSDIFFFormChunk::Walk(clStreamReader *pStream)
             if (pStream->IsRemote()) {
                 return;
             }
+            break;
+        case Id("DST "):
+            dataDST = GetRegion(*pStream, header);
+            if (pStream->IsRemote() && bStopAtDST) {
+                return;
+            }
+            uRead = SkipData(*pStream, header);
+            break;
+        case Id("DSTI"):
+            dataIndex = GetRegion(*pStream, header);
+            uRead = SkipData(*pStream, header);
             break;
         case Id("ID3 "):
             uRead = ReadTagChunk(*pStream, header);
