@@ -3,16 +3,11 @@
 #include "dsd/Bytes.h"
 #include "dsd/TagRegion.h"
 #include "dsd/clDSDIFFWalk.h"
+#include "dsd/clDSTFrames.h"
+#include "dst/clDSTDecoder.h"
 
 #include <algorithm>
 #include <string>
-
-namespace
-{
-
-constexpr uint32_t DST_FRAME_RATE = 75;
-
-} // namespace
 
 void clDSDIFFInspector::Inspect(clStreamReader &stream)
 {
@@ -54,7 +49,7 @@ void clDSDIFFInspector::CheckTags(clStreamReader &stream)
 uint64_t clDSDIFFInspector::GetSamples() const noexcept
 {
     if (eCompression == compression_t::DST) {
-        return uint64_t{uFrames} * (uSampleRate / DST_FRAME_RATE);
+        return uFrames * (uSampleRate / clDSTFrames::RATE);
     }
     // Bytes times 8 leave 64 bits only for files that no stream can hold.
     return auIds.empty() ? 0 : sound.uPresent / auIds.size() * 8;
@@ -147,28 +142,34 @@ void clDSDIFFInspector::JudgeSound(clDSDIFFWalk &walk)
     }
 }
 
-// The frame count comes first in the data. What the frames contain is seen when they are decoded.
+// Counts the frames. Whether they can be decoded is seen when they are.
 void clDSDIFFInspector::JudgeDST(clDSDIFFWalk &walk)
 {
-    constexpr uint64_t FRAME_INFO_SIZE = 6;
-
-    if (uSampleRate % (8 * DST_FRAME_RATE) != 0) {
+    if (!clDSTDecoder::IsRate(uSampleRate)) {
         walk.Add(severity_t::REFUSED,
                  "DST sound cannot have a sample rate of " + std::to_string(uSampleRate) + " Hz");
     }
-    const clDSDIFFWalk::chunk_t info = walk.ReadHeader(sound.uOffset);
-    if (sound.uPresent < clDSDIFFWalk::HEADER_SIZE + FRAME_INFO_SIZE || info.uId != Id("FRTE") ||
-        info.uSize < FRAME_INFO_SIZE || info.uSize > sound.uPresent - clDSDIFFWalk::HEADER_SIZE) {
+    clDSTFrames frames(walk.GetStream(), {sound.uOffset, sound.uPresent});
+    clDSTFrames::info_t info;
+    if (!frames.ReadInfo(info)) {
         walk.Add(severity_t::REFUSED, "DST sound does not begin with the chunk 'FRTE'");
         return;
     }
-    uint8_t aInfo[FRAME_INFO_SIZE];
-    walk.file.Read(info.GetData(), aInfo, sizeof(aInfo));
-    uFrames = GetBE<uint32_t>(aInfo);
-    const uint16_t uRate = GetBE<uint16_t>(aInfo + 4);
-    if (uRate != DST_FRAME_RATE) {
-        walk.Add(severity_t::LENIENT, "DST sound of " + CountText(uRate, "frame") +
-                                          " a second, not of " + std::to_string(DST_FRAME_RATE));
+    if (info.uRate != clDSTFrames::RATE) {
+        walk.Add(severity_t::LENIENT, "DST sound of " + CountText(info.uRate, "frame") +
+                                          " a second, not of " + std::to_string(clDSTFrames::RATE));
+    }
+    clDSTFrames::frame_t frame;
+    while (frames.Next(frame)) {
+        ++uFrames;
+    }
+    // Of a chunk that the file cuts off, JudgeSound has told it.
+    if (!frames.GetFault().empty() && sound.uPresent == sound.uAnnounced) {
+        walk.Add(severity_t::LENIENT, frames.GetFault());
+    }
+    if (uFrames != info.uFrames) {
+        walk.Add(severity_t::LENIENT, CountText(info.uFrames, "DST frame") + " announced, " +
+                                          std::to_string(uFrames) + " there");
     }
 }
 

@@ -44,8 +44,7 @@ public:
     /** In file order. Of many of one kind only the first few, and the number of the others. */
     const findings_t &GetFindings() const noexcept { return findings; }
 
-    /** One-bit samples per channel: whole frames present, or for DST what the frame count
-     * announces. */
+    /** One-bit samples per channel: whole frames present. */
     uint64_t GetSamples() const noexcept;
 
     // What was found; zeros for missing parts.
@@ -58,7 +57,7 @@ public:
     ChannelPlaces::layout_t layout; ///< by GetLayout; empty for no channels and for more than six
     clDSDIFFMaster::time_code_t start; ///< "ABSS": the time of the first sample
     sound_t sound;
-    uint32_t uFrames = 0; ///< compressed frames announced, 1/75 s each; 0 unless DST
+    uint64_t uFrames = 0; ///< compressed frames present, 1/75 s each; 0 unless DST
     /** The data of the last MAX_TAGS "ID3 " chunks, in file order; a size may be 0. */
     std::vector<region_t> aTagChunks;
     region_t appendedTag; ///< an ID3v2 tag after the form

@@ -17,9 +17,10 @@ constexpr size_t MAX_FINDINGS = 16;
 
 } // namespace
 
-clDSDIFFWalk::clDSDIFFWalk(clDSDIFFInspector &inspector, clStreamReader &stream)
-    : file(stream),
-      to(inspector)
+clDSDIFFWalk::clDSDIFFWalk(clDSDIFFInspector &inspector, clStreamReader &streamFile)
+    : file(streamFile),
+      to(inspector),
+      stream(streamFile)
 {
 }
 

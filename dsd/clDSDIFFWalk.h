@@ -28,7 +28,7 @@ public:
     };
 
     /** Both are borrowed and must outlive this object. */
-    clDSDIFFWalk(clDSDIFFInspector &inspector, clStreamReader &stream);
+    clDSDIFFWalk(clDSDIFFInspector &inspector, clStreamReader &streamFile);
 
     /** @return whether it is a DSDIFF file; otherwise that is the only finding */
     bool Run();
@@ -40,6 +40,8 @@ public:
     findings_t TakeFindings();
 
     chunk_t ReadHeader(uint64_t uOffset);
+
+    clStreamReader &GetStream() const noexcept { return stream; }
 
     clFileWindow file;
     bool bProperty = false;
@@ -63,6 +65,7 @@ private:
     void AddSound(const chunk_t &chunk);
 
     clDSDIFFInspector &to;
+    clStreamReader &stream;
     findings_t findings;
     size_t aCounts[5] = {}; ///< by severity
     uint64_t uInformationBudget = clDSDIFFMaster::MAX_BYTES;
