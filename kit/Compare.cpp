@@ -5,6 +5,7 @@
 #include "kit/clCommandLine.h"
 #include "kit/clInputs.h"
 #include "kit/clReporter.h"
+#include "kit/clShare.h"
 #include "kit/clSoundComparison.h"
 #include "kit/clStopSignal.h"
 
@@ -156,11 +157,10 @@ private:
         if (!failures.empty()) {
             return Fail(pair, failures);
         }
-        uint64_t uDone = 0;
+        clShare share(fileA.uSize + fileB.uSize);
         try {
-            comparison.Compare([&](uint64_t uBytes) {
-                uDone += 2 * uBytes;
-                reporter.AddBytes(2 * uBytes);
+            comparison.Compare([&](uint64_t uDone, uint64_t uAll) {
+                reporter.AddBytes(share.Reach(uDone, uAll));
             });
         } catch (const clXStopped &) {
             throw;
@@ -168,8 +168,7 @@ private:
             failures.emplace_back((comparison.bAtB ? fileB : fileA).strPath, caught.what());
             return Fail(pair, failures);
         }
-        const uint64_t uAll = fileA.uSize + fileB.uSize;
-        reporter.AddBytes(uAll - std::min(uAll, uDone));
+        reporter.AddBytes(share.Finish());
         return Put(pair, comparison);
     }
 

@@ -180,10 +180,12 @@ std::string DigestOf(clInputFile &input, const info_request_t &request)
     auto *const pFrames = static_cast<uint8_t *>(
         allocFrames.SetSize(static_cast<int64_t>(sizeFrames * sound.GetChannels())));
     clDigest digest(clDigest::MD5);
+    uint64_t uDone = 0;
     while (const size_t sizeRead = sound.Read(pFrames, sizeFrames)) {
         const size_t sizeBytes = sizeRead * sound.GetChannels();
         digest.Add(pFrames, sizeBytes);
-        request.progress(sizeBytes);
+        uDone += sizeBytes;
+        request.progress(uDone, sound.GetSize());
     }
     input.GetStream().ThrowIfChanged();
     return digest.Finish();

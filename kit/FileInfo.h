@@ -1,9 +1,9 @@
 #pragma once
 
+#include "kit/OpenInput.h"
 #include "kit/clTagFields.h"
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,8 +48,7 @@ struct file_info_t {
 /** What to find out beyond the headers. */
 struct info_request_t {
     bool bDigest = false;
-    /** Receives the bytes of sound read since the last call. */
-    std::function<void(uint64_t uBytes)> progress;
+    sound_progress_t progress;
 };
 
 /** Finds out what a file contains. A new info keeps what is known also when an exception is thrown.

@@ -6,6 +6,7 @@
 #include "kit/clCommandLine.h"
 #include "kit/clInputs.h"
 #include "kit/clReporter.h"
+#include "kit/clShare.h"
 #include "kit/clStopSignal.h"
 
 #include <algorithm>
@@ -254,10 +255,9 @@ private:
     {
         const input_t &file = inputs.GetFiles()[sizeIdx];
         reporter.BeginFile(file.strPath);
-        uint64_t uDone = 0;
-        const info_request_t request = {options.bDigest, [&](uint64_t uBytes) {
-                                            uDone += uBytes;
-                                            reporter.AddBytes(uBytes);
+        clShare share(file.uSize);
+        const info_request_t request = {options.bDigest, [&](uint64_t uDone, uint64_t uAll) {
+                                            reporter.AddBytes(share.Reach(uDone, uAll));
                                         }};
         file_info_t info;
         answer_t answer;
@@ -270,7 +270,7 @@ private:
         } catch (const std::exception &caught) {
             answer = Fail(file, info, caught.what());
         }
-        reporter.AddBytes(file.uSize - std::min(file.uSize, uDone));
+        reporter.AddBytes(share.Finish());
         if (sizeIdx != 0 && !answer.strText.empty()) {
             answer.strText.insert(0, "\n");
         }

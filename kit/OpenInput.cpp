@@ -22,12 +22,6 @@ void OpenInput(const input_t &file, clInputFile &input)
     }
 }
 
-bool IsDST(const clInputFile &input) noexcept
-{
-    return input.GetKind() == clInputFile::kind_t::DSDIFF &&
-           input.GetDSDIFF().eCompression == clDSDIFFInspector::compression_t::DST;
-}
-
 std::string FindSoundFault(const clInputFile &input, bool bLenient)
 {
     std::string strFault;
@@ -39,9 +33,6 @@ std::string FindSoundFault(const clInputFile &input, bool bLenient)
             (finding.eSeverity == severity_t::LENIENT && !bLenient)) {
             add(finding.strText);
         }
-    }
-    if (IsDST(input)) {
-        add("DST-compressed sound, which this version does not decode");
     }
     return strFault;
 }

@@ -44,7 +44,8 @@ std::string FindFolderFault(const std::string &strOutput)
 clConversion::result_t clConversion::Convert(const input_t &file, const std::string &strOutput)
 {
     result_t result;
-    uProgress = 0;
+    share = clShare(file.uSize);
+    uSoundDone = 0;
     try {
         Run(file, strOutput, result);
     } catch (const clXStopped &) {
@@ -57,9 +58,7 @@ clConversion::result_t clConversion::Convert(const input_t &file, const std::str
     // Neither this input nor the file that failed stays open until the next input.
     sound.Close();
     writer.Close();
-    if (uProgress < file.uSize) {
-        reporter.AddBytes(file.uSize - uProgress);
-    }
+    reporter.AddBytes(share.Finish());
     return result;
 }
 
@@ -78,19 +77,24 @@ void clConversion::Run(const input_t &file, const std::string &strOutput, result
     Judge(file, result);
     if (options.bDryRun) {
         CheckOutput(strOutput);
+        if (input.IsDST()) {
+            ReadAll();
+            WarnOfFrames(file, result);
+        }
         result.status = status_t::WOULD_CONVERT;
         return;
     }
 
     clOutputFile output(strOutput, options.bForce);
     WriteOutput(output.GetTemporaryPath(), strOutput, result);
+    WarnOfFrames(file, result);
     clFileStream &stream = input.GetStream();
     output.SetTime(stream.GetStatus().st_mtim);
     output.Sync();
     if (options.bVerify) {
         verifier.Verify(output.GetTemporaryPath(), sound,
                         {*result.uSampleRate, sound.GetType(), tag.GetBytes()},
-                        [this](uint64_t uBytes) { AddProgress(uBytes / 2); });
+                        [this](uint64_t uBytes) { AddProgress(uBytes); });
         result.bVerified = true;
     }
     stream.ThrowIfChanged();
@@ -129,7 +133,7 @@ void clConversion::Judge(const input_t &file, result_t &result)
     if (!result.uSampleRate) {
         result.uSampleRate = Signal::DEFAULT_RATE;
     }
-    sound.Open(input);
+    sound.Open(input, options.bLenient);
     tag.Choose(input, options, !options.bDryRun);
     result.cpTag = tag.GetName();
     result.uTagBytes = tag.GetSize();
@@ -177,11 +181,9 @@ void clConversion::WriteOutput(const std::string &strTemporary, const std::strin
         writer.SetChannelType(sound.GetType());
     });
     const size_t sizeFrames = sound.GetReadFrames();
-    auto *const pFrames =
-        static_cast<uint8_t *>(allocFrames.SetSize(static_cast<int64_t>(sizeFrames * uChannels)));
-    while (const size_t sizeRead = sound.ReadStored(pFrames, sizeFrames)) {
+    uint8_t *const pFrames = GetFrameBuffer(sizeFrames);
+    while (const size_t sizeRead = ReadFrames(pFrames, sizeFrames)) {
         fnReport([&] { writer.WriteFrames(pFrames, sizeRead, sound.GetPlaces().data()); });
-        AddProgress(sizeRead * uChannels / (options.bVerify ? 2 : 1));
     }
     fnReport([&] {
         if (tag.GetSize() != 0) {
@@ -203,8 +205,43 @@ void clConversion::RemoveInput(const input_t &file) const
     }
 }
 
+// Only when it is decoded does compressed sound show whether it can be.
+void clConversion::ReadAll()
+{
+    const size_t sizeFrames = sound.GetReadFrames();
+    uint8_t *const pFrames = GetFrameBuffer(sizeFrames);
+    while (ReadFrames(pFrames, sizeFrames) != 0) {
+    }
+}
+
+size_t clConversion::ReadFrames(uint8_t *pFrames, size_t sizeFrames)
+{
+    try {
+        const size_t sizeRead = sound.ReadStored(pFrames, sizeFrames);
+        AddProgress(sizeRead * sound.GetChannels());
+        return sizeRead;
+    } catch (const clXFrame &caught) {
+        throw clXInput(std::string(caught.what()) + clInputFile::LENIENT_HINT);
+    }
+}
+
+uint8_t *clConversion::GetFrameBuffer(size_t sizeFrames)
+{
+    return static_cast<uint8_t *>(
+        allocFrames.SetSize(static_cast<int64_t>(sizeFrames * sound.GetChannels())));
+}
+
+void clConversion::WarnOfFrames(const input_t &file, result_t &result)
+{
+    for (const std::string &strText :
+         sound.GetFrameReport().GetFaults("; silence takes its place")) {
+        Warn(file, strText, result);
+    }
+}
+
 void clConversion::AddProgress(uint64_t uBytes)
 {
-    uProgress += uBytes;
-    reporter.AddBytes(uBytes);
+    uSoundDone += uBytes;
+    const uint64_t uReads = !options.bDryRun && options.bVerify ? 2 : 1;
+    reporter.AddBytes(share.Reach(uSoundDone, uReads * sound.GetSize()));
 }

@@ -3,6 +3,7 @@
 #include "base/clAlignedAlloc.h"
 #include "dsd/clDSF.h"
 #include "kit/clInputFile.h"
+#include "kit/clShare.h"
 #include "kit/clSoundReader.h"
 #include "kit/clTagChoice.h"
 #include "kit/clVerifier.h"
@@ -56,6 +57,10 @@ private:
     void WriteOutput(const std::string &strTemporary, const std::string &strOutput,
                      const result_t &result);
     void RemoveInput(const input_t &file) const;
+    void ReadAll();
+    size_t ReadFrames(uint8_t *pFrames, size_t sizeFrames);
+    uint8_t *GetFrameBuffer(size_t sizeFrames);
+    void WarnOfFrames(const input_t &file, result_t &result);
     void AddProgress(uint64_t uBytes);
 
     const options_t &options;
@@ -66,5 +71,7 @@ private:
     clDSF writer;
     clVerifier verifier;
     clAlignedAlloc allocFrames;
-    uint64_t uProgress = 0; ///< bytes of the current input reported as progress
+    // Of the current input, for the progress.
+    clShare share;
+    uint64_t uSoundDone = 0; ///< bytes read, twice if they are verified
 };

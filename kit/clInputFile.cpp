@@ -74,14 +74,16 @@ clInputFile::verdict_t clInputFile::Judge(bool bLenient, bool bTag) const
             break;
         }
     }
-    if (!IsDSF() && inspectorDSDIFF.eCompression == clDSDIFFInspector::compression_t::DST) {
-        bRefused = true;
-        AddFault(verdict.strFault, "DST-compressed sound, which this version does not convert");
-    }
     if (!verdict.strFault.empty() && !bRefused && !IsDSF()) {
-        verdict.strFault += " (--lenient converts what can be converted)";
+        verdict.strFault += LENIENT_HINT;
     }
     return verdict;
+}
+
+bool clInputFile::IsDST() const noexcept
+{
+    return kind == kind_t::DSDIFF &&
+           inspectorDSDIFF.eCompression == clDSDIFFInspector::compression_t::DST;
 }
 
 void clInputFile::CheckTags()

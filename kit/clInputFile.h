@@ -13,6 +13,9 @@
 class clInputFile
 {
 public:
+    /** What a refusal ends with if it is one only without that option. */
+    static constexpr char LENIENT_HINT[] = " (--lenient converts what can be converted)";
+
     enum class kind_t { UNKNOWN, DSDIFF, DSF }; ///< by the first bytes
 
     /** The findings, as a command that needs the sound judges them. */
@@ -32,6 +35,8 @@ public:
     verdict_t Judge(bool bLenient, bool bTag) const;
 
     kind_t GetKind() const noexcept { return kind; }
+    /** Whether it is a DSDIFF file whose sound is compressed. */
+    bool IsDST() const noexcept;
     /** Valid until the next Open. */
     clFileStream &GetStream() const noexcept { return *pStream; }
     const clDSDIFFInspector &GetDSDIFF() const noexcept { return inspectorDSDIFF; }

@@ -15,6 +15,11 @@ namespace
 constexpr rlim_t FILES_PER_JOB = 8;
 constexpr rlim_t OTHER_FILES = 32;
 
+constexpr unsigned MOST_PER_JOB = 8;
+
+// Jobs of the run.
+std::atomic<unsigned> uRunning{1};
+
 // Beyond it inputs would fail for want of a descriptor.
 size_t CountJobsThatFilesAllow() noexcept
 {
@@ -37,6 +42,11 @@ unsigned clJobs::CountProcessors() noexcept
         return static_cast<unsigned>(std::max(CPU_COUNT(&processors), 1));
     }
     return static_cast<unsigned>(std::max(sysconf(_SC_NPROCESSORS_ONLN), 1L));
+}
+
+unsigned clJobs::GetProcessorsPerJob() noexcept
+{
+    return std::clamp(CountProcessors() / uRunning, 1U, MOST_PER_JOB);
 }
 
 clJobs::clJobs(size_t sizeAll, const work_t &workEach, const fail_t &failEach)
@@ -77,6 +87,7 @@ void clJobs::RunOn(unsigned uJobs)
             ThreadPoolDestroy();
         }
     }
+    uRunning = std::max(uJobs, 1U);
     if (uJobs > 1) {
         ThreadPoolSubmit(uJobs, nullptr);
     } else {

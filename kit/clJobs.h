@@ -24,6 +24,10 @@ public:
     /** Processors that this process may use, at least 1. */
     static unsigned CountProcessors() noexcept;
 
+    /** Processors that each job of the run may use, at least 1; of many only a few, since memory
+     * grows with them. */
+    static unsigned GetProcessorsPerJob() noexcept;
+
     /** Returns when all inputs were processed. An exception of the work goes to the failure
      * function, and the other inputs are still processed; only clXStopped ends the run.
      * @param uJobs how many at the same time; fewer for fewer inputs, or when the system does not

@@ -59,7 +59,7 @@ std::vector<ChannelPlaces::role_t> clSoundComparison::clSide::GetRoles() const
     return aRoles;
 }
 
-void clSoundComparison::Compare(const progress_t &progress)
+void clSoundComparison::Compare(const sound_progress_t &progress)
 {
     if (CompareHeaders()) {
         CompareSamples(progress);
@@ -87,7 +87,7 @@ bool clSoundComparison::CompareHeaders()
                    std::to_string(b.sound.GetSamples()), " samples per channel");
 }
 
-void clSoundComparison::CompareSamples(const progress_t &progress)
+void clSoundComparison::CompareSamples(const sound_progress_t &progress)
 {
     const size_t sizeFrames = a.sound.GetReadFrames();
     const uint32_t uChannels = a.sound.GetChannels();
@@ -113,7 +113,7 @@ void clSoundComparison::CompareSamples(const progress_t &progress)
             return;
         }
         uDone += sizeA;
-        progress(sizeBytes);
+        progress(uDone, a.sound.GetSize() / uChannels);
     }
 }
 

@@ -2,12 +2,12 @@
 
 #include "base/clAlignedAlloc.h"
 #include "dsd/ChannelPlaces.h"
+#include "kit/OpenInput.h"
 #include "kit/clInputFile.h"
 #include "kit/clSoundReader.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,9 +18,6 @@ struct input_t;
 class clSoundComparison
 {
 public:
-    /** Receives the bytes of each of the two files compared since the last call. */
-    using progress_t = std::function<void(uint64_t uBytes)>;
-
     /** One of the two files. */
     class clSide
     {
@@ -42,7 +39,7 @@ public:
 
     /** Finds the first difference; both sides are open.
      * @throws clException when a file cannot be read to its end or changes; clXStopped */
-    void Compare(const progress_t &progress);
+    void Compare(const sound_progress_t &progress);
 
     clSide a;
     clSide b;
@@ -65,6 +62,6 @@ public:
 
 private:
     bool CompareHeaders();
-    void CompareSamples(const progress_t &progress);
+    void CompareSamples(const sound_progress_t &progress);
     void TakePlace(const uint8_t *cpA, const uint8_t *cpB, uint64_t uFrame);
 };

@@ -2,6 +2,7 @@
 
 #include "kernels/Kernels.h"
 #include "kit/clInputFile.h"
+#include "kit/clJobs.h"
 #include "kit/clStopSignal.h"
 #include "kit/clXInput.h"
 
@@ -48,7 +49,7 @@ private:
 
 } // namespace
 
-void clSoundReader::Open(clInputFile &input)
+void clSoundReader::Open(clInputFile &input, bool bLenient)
 {
     Close();
     uChannels = input.GetChannels();
@@ -56,18 +57,27 @@ void clSoundReader::Open(clInputFile &input)
     uFrames = uSamples / 8 + (uSamples % 8 != 0 ? 1 : 0);
     pInput = &input;
     ChoosePlaces();
+    if (input.IsDST()) {
+        OpenDST(bLenient);
+    }
     Rewind();
+    bRewound = false;
 }
 
 void clSoundReader::Close()
 {
     dsf.Close();
+    pDST.reset();
     pInput = nullptr;
 }
 
 void clSoundReader::Rewind()
 {
     uDone = 0;
+    bRewound = true;
+    if (pDST) {
+        pDST->Seek(0);
+    }
     // A DSF file without samples is one that clDSF does not read.
     if (pInput->GetKind() == clInputFile::kind_t::DSF && uSamples != 0) {
         pInput->GetStream().Seek(0);
@@ -101,17 +111,8 @@ size_t clSoundReader::ReadStored(uint8_t *pBuffer, size_t sizeFrames)
     if (sizeNow == 0) {
         return 0;
     }
-    if (pInput->GetKind() == clInputFile::kind_t::DSF) {
-        return ReadDSF(pBuffer, sizeNow);
-    }
-    const uint64_t uOffset = pInput->GetDSDIFF().sound.uOffset + uDone * uChannels;
-    clFileStream &stream = pInput->GetStream();
-    stream.Seek(static_cast<off_t>(uOffset));
-    if (stream.ReadFully(pBuffer, sizeNow * uChannels) != sizeNow * uChannels) {
-        throw clXInput(ENDS_EARLY);
-    }
-    uDone += sizeNow;
-    return sizeNow;
+    return pInput->GetKind() == clInputFile::kind_t::DSF ? ReadDSF(pBuffer, sizeNow)
+                                                         : ReadDSDIFF(pBuffer, sizeNow);
 }
 
 size_t clSoundReader::GetReadFrames() const noexcept
@@ -130,6 +131,46 @@ void clSoundReader::ChoosePlaces()
     uType = layout.uType;
     auPlaces = std::move(layout.auPlaces);
     bInOrder = std::is_sorted(auPlaces.begin(), auPlaces.end());
+}
+
+void clSoundReader::OpenDST(bool bLenient)
+{
+    const clDSDIFFInspector &found = pInput->GetDSDIFF();
+    clDSTSound::source_t source;
+    source.data = {found.sound.uOffset, found.sound.uPresent};
+    source.uChannels = uChannels;
+    source.uSampleRate = found.uSampleRate;
+    source.uWorkers = clJobs::GetProcessorsPerJob();
+    source.uFrames = found.uFrames;
+    frameReport = clFrameReport();
+    pDST = std::make_unique<clDSTSound>(pInput->GetStream(), source);
+    pDST->SetReport([this, bLenient](const clDSTSound::frame_t &frame) {
+        if (!bRewound) {
+            frameReport.Add(frame);
+        }
+        if (!frame.strFault.empty() && !bLenient) {
+            throw clXFrame(frame.strFault);
+        }
+        return bLenient;
+    });
+}
+
+size_t clSoundReader::ReadDSDIFF(uint8_t *pBuffer, size_t sizeFrames)
+{
+    const size_t sizeBytes = sizeFrames * uChannels;
+    uint64_t uRead = 0;
+    if (pDST) {
+        uRead = pDST->Read(pBuffer, sizeBytes);
+    } else {
+        clFileStream &stream = pInput->GetStream();
+        stream.Seek(static_cast<off_t>(pInput->GetDSDIFF().sound.uOffset + uDone * uChannels));
+        uRead = stream.ReadFully(pBuffer, sizeBytes);
+    }
+    if (uRead != sizeBytes) {
+        throw clXInput(ENDS_EARLY);
+    }
+    uDone += sizeFrames;
+    return sizeFrames;
 }
 
 size_t clSoundReader::ReadDSF(uint8_t *pBuffer, size_t sizeFrames)

@@ -2,9 +2,13 @@
 
 #include "base/clAlignedAlloc.h"
 #include "dsd/clDSF.h"
+#include "dsd/clDSTSound.h"
+#include "kit/clFrameReport.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <vector>
 
 class clInputFile;
@@ -22,8 +26,10 @@ public:
     static constexpr size_t UNIT_FRAMES = 4096; ///< divides the size of every read
 
     /** Starts at the first frame of a file, borrowed until the next Open or Close; its Judge has
-     * found no fault. @throws clException, std::runtime_error */
-    void Open(clInputFile &input);
+     * found no fault.
+     * @param bLenient puts silence in the place of compressed frames that cannot be decoded
+     * @throws clException, std::runtime_error */
+    void Open(clInputFile &input, bool bLenient = false);
 
     /** Does nothing without a file. */
     void Close();
@@ -33,8 +39,8 @@ public:
     /** Reads frames with the channels in the order left, right, centre, low frequencies, left and
      * right surround, as far as the file has them. sizeFrames is a multiple of UNIT_FRAMES;
      * GetReadFrames() is a good one. @return frames read, fewer than sizeFrames only at the end
-     * @throws clXInput when the file delivers less than the inspection found; what the stream
-     * throws; clXStopped */
+     * @throws clXInput when the file delivers less than the inspection found, clXFrame for a
+     * compressed frame; what the stream throws; clXStopped */
     size_t Read(uint8_t *pBuffer, size_t sizeFrames);
 
     /** As Read, with the channels in the order of the file. */
@@ -47,11 +53,17 @@ public:
     uint32_t GetChannels() const noexcept { return uChannels; }
     /** One-bit samples per channel. */
     uint64_t GetSamples() const noexcept { return uSamples; }
+    /** Bytes of all frames. */
+    uint64_t GetSize() const noexcept { return uFrames * uChannels; }
+    /** What was wrong with the compressed frames when they were first read. */
+    const clFrameReport &GetFrameReport() const noexcept { return frameReport; }
     /** Frames of a read that keeps what is moved in the cache of a processor. */
     size_t GetReadFrames() const noexcept;
 
 private:
     void ChoosePlaces();
+    void OpenDST(bool bLenient);
+    size_t ReadDSDIFF(uint8_t *pBuffer, size_t sizeFrames);
     size_t ReadDSF(uint8_t *pBuffer, size_t sizeFrames);
 
     clInputFile *pInput = nullptr;
@@ -64,5 +76,8 @@ private:
     uint64_t uFrames = 0;
     uint64_t uDone = 0;
     clDSF dsf;
+    std::unique_ptr<clDSTSound> pDST; ///< null for sound that is not compressed
+    clFrameReport frameReport;
+    bool bRewound = false;
     clAlignedAlloc allocStored;
 };

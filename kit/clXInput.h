@@ -10,3 +10,10 @@ class clXInput : public clException
 public:
     explicit clXInput(const std::string &strReason) : clException(strReason.c_str()) {}
 };
+
+/** A compressed frame cannot be decoded. */
+class clXFrame : public clXInput
+{
+public:
+    using clXInput::clXInput;
+};
