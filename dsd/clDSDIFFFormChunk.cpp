@@ -57,7 +57,9 @@ void clDSDIFFFormChunk::Read(clStreamReader *pStream, bool bStopAtDST)
             throw clXDSDIFF("type != 'DSD '");
         }
         Walk(pStream, bStopAtDST);
-        ReadTrailingTag(*pStream);
+        if (!bStopAtDST || !pStream->IsRemote() || dataDST.uOffset == 0) {
+            ReadTrailingTag(*pStream);
+        }
     } catch (const std::exception &caught) {
         WrapException<clXDSDIFF>("clDSDIFFFormChunk::Read(): ", caught);
     }

@@ -90,8 +90,9 @@ const uint8_t *clDSTSound::TakeFrame()
         }
     }
     const auto i = static_cast<size_t>(uFrame - uFirst);
-    for (; sizeReported <= i; ++sizeReported) {
-        Report(sizeReported);
+    if (aReported[i] == 0) {
+        Report(i);
+        aReported[i] = 1;
     }
     return pBatch->GetSound(i);
 }
@@ -121,9 +122,9 @@ void clDSTSound::Report(size_t i)
 bool clDSTSound::FillBatch()
 {
     uFirst = uNextFrame;
-    sizeReported = 0;
     auSizes.clear();
     aChecks.clear();
+    aReported.clear();
     const auto sizeMost =
         static_cast<size_t>(std::min<uint64_t>(pBatch->GetCount(), uFrames - uNextFrame));
     clDSTFrames::frame_t frame;
@@ -131,6 +132,7 @@ bool clDSTSound::FillBatch()
            NextFrame(frame, pBatch->GetFrame(aBatch.size()), pBatch->GetFrameRoom())) {
         aBatch.push_back(frame);
         auSizes.push_back(frame.uSize);
+        aReported.push_back(0);
         aChecks.push_back(report && frame.bHasCheck ? 1 : 0);
     }
     if (aBatch.empty()) {

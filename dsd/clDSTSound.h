@@ -122,6 +122,5 @@ private:
     std::vector<clDSTFrames::frame_t> aBatch;
     std::vector<uint64_t> auSizes;
     std::vector<uint8_t> aChecks;
-    /** Frames of the batch that were reported. */
-    size_t sizeReported = 0;
+    std::vector<uint8_t> aReported;
 };
