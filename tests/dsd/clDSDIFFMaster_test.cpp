@@ -62,23 +62,16 @@ TEST(clDSDIFFMaster, TakesTextsMarkersAndComments)
     EXPECT_EQ("Artist", master.strArtist);
     EXPECT_EQ("Title", master.strTitle);
     ASSERT_EQ(2U, master.aMarkers.size());
-    const clDSDIFFMaster::marker_t &marker = master.aMarkers[0];
-    EXPECT_EQ(1U, marker.time.uHours);
-    EXPECT_EQ(1U, marker.time.uMinutes);
-    EXPECT_EQ(2U, marker.time.uSeconds);
-    EXPECT_EQ(300U, marker.time.uSamples);
-    EXPECT_EQ(-7, marker.iOffset);
-    EXPECT_EQ(5U, marker.uChannel);
-    EXPECT_EQ(6U, marker.uFlags);
-    EXPECT_EQ("One", marker.strText);
+    const auto &[time, iOffset, uType, uChannel, uFlags, strText] = master.aMarkers[0];
+    EXPECT_TRUE(time.uHours == 1 && time.uMinutes == 1 && time.uSeconds == 2);
+    EXPECT_EQ(300U, time.uSamples);
+    EXPECT_TRUE(iOffset == -7 && uType == 0 && uChannel == 5 && uFlags == 6 && strText == "One");
     EXPECT_EQ(clDSDIFFMaster::INDEX, master.aMarkers[1].uType);
     ASSERT_EQ(2U, master.aComments.size());
     EXPECT_EQ("odd", master.aComments[0].strText);
     EXPECT_EQ("even", master.aComments[1].strText);
-    EXPECT_EQ(2005U, master.aComments[1].uYear);
-    EXPECT_EQ(4U, master.aComments[1].uMinute);
-    EXPECT_EQ(3U, master.aComments[1].uType);
-    EXPECT_EQ(1U, master.aComments[1].uReference);
+    const clDSDIFFMaster::comment_t &even = master.aComments[1];
+    EXPECT_TRUE(even.uYear == 2005 && even.uMinute == 4 && even.uType == 3 && even.uReference == 1);
 }
 
 TEST(clDSDIFFMaster, KeepsWhatIsThereOfDamagedData)

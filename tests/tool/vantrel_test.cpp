@@ -153,23 +153,18 @@ TEST_F(vantrel, ConvertsWhatIsThereAndWarns)
     }
 }
 
-TEST_F(vantrel, KeepsItsMessagesOutOfTheOutput)
+TEST_F(vantrel, ConvertsWithoutStandardDescriptorsAndReaders)
 {
-    // Started without standard descriptors, the output file must not become one of them.
     folder.Write("in.dff", B().Sound(Pattern(20), 30).Build());
-    const run_t run = RunProgram(
-        {"/bin/sh", "-c", "exec \"$0\" \"$1\" \"$2\" <&- >&- 2>&-", PROGRAM, strIn, strOut});
-    EXPECT_EQ(0, run.iStatus);
-    EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), Output());
-}
-
-TEST_F(vantrel, ConvertsWhenNobodyReadsItsMessages)
-{
-    // The pipe has no reader any more when the program writes its first line.
-    folder.Write("in.dff", B().Sound(Pattern(20)).Build());
-    const run_t run =
-        RunProgram({"/bin/bash", "-c", "exec 2> >(:); wait $!; exec \"$0\" \"$1\" \"$2\"", PROGRAM,
-                    strIn, strOut});
-    EXPECT_EQ(0, run.iStatus);
-    EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), Output());
+    for (const char *cpScript : {
+             // The output file must not become one of the descriptors.
+             "exec \"$0\" \"$1\" \"$2\" <&- >&- 2>&-",
+             // The pipe has no reader any more when the program writes its first line.
+             "exec 2> >(:); wait $!; exec \"$0\" \"$1\" \"$2\"",
+         }) {
+        SCOPED_TRACE(cpScript);
+        EXPECT_EQ(0, RunProgram({"/bin/bash", "-c", cpScript, PROGRAM, strIn, strOut}).iStatus);
+        EXPECT_EQ(ExpectedDSF(Pattern(20), 2, 2822400), Output());
+        fs::remove(strOut);
+    }
 }
