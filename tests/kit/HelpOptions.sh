@@ -1,8 +1,10 @@
 # shellcheck shell=sh
-# What the program says that it accepts, for the tests that compare it with the manual page and the completions.
-# The program is the first argument of the script that reads this file.
+# The options and commands in --help, for the tests that compare them with the manual page and the completions. The
+# program is the first argument of the script that reads this file; $scratch is a folder for its files.
 
 kit=$1
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
 
 # One command per line.
 list_commands() {

@@ -7,8 +7,6 @@ completions=$2
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source-path=SCRIPTDIR source=HelpOptions.sh
 . "$here/HelpOptions.sh"
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
 list_all >"$scratch/help"
 list_commands >"$scratch/commands"
 

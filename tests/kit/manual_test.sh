@@ -6,8 +6,6 @@ page=$2
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source-path=SCRIPTDIR source=HelpOptions.sh
 . "$here/HelpOptions.sh"
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
 
 # The section of options that all commands accept, and one subsection for each command: "SECTION OPTION" per line.
 awk '
