@@ -160,7 +160,7 @@ protected:
     /** The source must not overlap the destination. */
     void ReverseBitsCopy(void *pDest, const void *pSrc, size_t sizeCount) const noexcept;
 
-    /** Doubles the amplitude whatever Open was asked for. */
+    /** Doubles the amplitude, independent of bDoubleAmplitude of Open. */
     bool bAmplitudeDoubled = false;
     /** False delivers the one-bit samples themselves; also changes rates and sizes. */
     bool bDecimate = true;

@@ -37,7 +37,7 @@ void clDSDIFFInspector::CheckTags(clStreamReader &stream)
                 findings.push_back({severity_t::CHECK, strFault, true});
             }
         } else if (!aTagChunks.empty() && region.uOffset != aTagChunks.back().uOffset) {
-            // Of the last one Inspect has told it.
+            // Inspect has reported the last one.
             findings.push_back({severity_t::CHECK,
                                 ChunkText(Id("ID3 "), region.uOffset - clDSDIFFWalk::HEADER_SIZE) +
                                     " does not begin with 'ID3'",

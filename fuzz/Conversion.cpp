@@ -1,4 +1,4 @@
-// Runs the whole program on foreign bytes and compares its output with a plain model.
+// Runs the whole program on untrusted bytes and compares its output with a plain model.
 
 #include "fuzz/Target.h"
 #include "tests/support/DSFModel.h"

@@ -11,7 +11,7 @@
 namespace
 {
 
-// Findings are printed on terminals, and there are a few of them whatever a file contains.
+// Findings are printed on terminals, and their number is limited for every file.
 void CheckFindings(const findings_t &findings)
 {
     Check(findings.size() < 128, "many findings");
@@ -119,7 +119,7 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
     InspectDSDIFF(bytes);
     InspectDSF(bytes);
 
-    // A stream of another size than it says, and one that fails.
+    // A stream with a false size, and one that fails.
     MemoryStream stream(bytes);
     stream.ClaimSize(uVariant % 2 == 0 ? INT64_MAX : static_cast<int64_t>(bytes.size() / 2));
     if (uVariant % 3 != 0) {

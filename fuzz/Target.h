@@ -23,7 +23,7 @@ inline void Check(bool bHolds, const char *cpWhat)
     }
 }
 
-/** Runs an operation on foreign bytes, which may throw. @return whether it did not throw */
+/** Runs an operation on untrusted bytes, which may throw. @return whether it did not throw */
 template <class F>
 inline bool Try(const F &use)
 {

@@ -83,7 +83,7 @@ int RunCheck(const options_t &options, clReporter &reporter)
     };
     items.fail = [&](size_t sizeIdx, const char *cpReason) {
         const input_t &file = aFiles[sizeIdx];
-        // A folder is no file that could be bad: something that was asked for could not be done.
+        // A folder is no bad file: the check itself failed.
         if (file.bFolder) {
             reporter.Fail(file.strPath, cpReason);
         }

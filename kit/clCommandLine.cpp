@@ -108,7 +108,7 @@ public:
     {
     }
 
-    /** False when help is asked for. */
+    /** False when help is requested. */
     bool TakeApart()
     {
         while (sizeNext < aArguments.size()) {

@@ -167,7 +167,7 @@ void clConversion::CheckOutput(const std::string &strOutput) const
 void clConversion::WriteOutput(const std::string &strTemporary, const std::string &strOutput,
                                const result_t &result)
 {
-    // What the input fails with must not be told of the output, nor the other way round.
+    // A failure of the input must not be reported for the output, nor the other way round.
     const auto fnReport = [&](const auto &fnWrite) {
         try {
             fnWrite();

@@ -190,7 +190,7 @@ void clReporter::PutMessage(const std::string &strLine)
     const std::string strPrinted = Printable(strLine) + "\n";
     const clLock lock(mtx);
     line.Clear();
-    // There is no place left where a failure of this could be told.
+    // A failure of this cannot be reported anywhere.
     static_cast<void>(WriteAll(STDERR_FILENO, strPrinted));
 }
 

@@ -73,7 +73,7 @@ void clTagChoice::Take(source_t from, clFileStream &stream, uint64_t uOffset, ui
     stream.Seek(static_cast<off_t>(uOffset));
     const size_t sizeStart = stream.ReadFully(aStart, std::min<uint64_t>(uBytes, sizeof(aStart)));
     if (!TagFrames::IsTag(aStart, sizeStart)) {
-        // Of the own tags the inspection has told it.
+        // The inspection has reported the own tags.
         if (from == source_t::GIVEN) {
             strWarning = strName + " does not begin with 'ID3' and is left out";
         }

@@ -23,7 +23,7 @@ namespace ID3v2 = TagLib::ID3v2;
 // The synchsafe size of a tag.
 constexpr size_t LARGEST_TAG = (size_t{1} << 28) - 1;
 
-// A tag in memory. Only the frames that are asked for reach TagLib: it would expand compressed
+// A tag in memory. Only the requested frames reach TagLib: it would expand compressed
 // frames without a bound, and descend into nested chapters until the stack ends.
 class clParsedTag
 {

@@ -12,7 +12,7 @@
 namespace
 {
 
-// Of clWavFile: what stands before the samples.
+// Bytes of a WAV file before the samples.
 constexpr size_t HEADER = 116;
 // 2 to the 14th samples at 176.4 kHz; one bin is 10.8 Hz wide.
 constexpr size_t LENGTH = 1 << 14;
@@ -51,7 +51,7 @@ TEST(decode_wav, KeepsATone)
         std::vector<double> aSamples(LENGTH);
         for (size_t i = 0; i < LENGTH; ++i) {
             float fSample = 0.0F;
-            // From behind the place where modulator and filter have settled.
+            // Modulator and filter have settled by then.
             std::memcpy(&fSample, &wav[HEADER + ((1000 + i) * 2 + uChannel) * 4], 4);
             aSamples[i] = fSample;
         }

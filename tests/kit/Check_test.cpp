@@ -43,7 +43,7 @@ protected:
 
 } // namespace
 
-// One row for each of the parts that judge a file; what they find is their own tests' matter.
+// One row for each part that judges a file; the tests of these parts have all findings.
 TEST_F(Check, FindsWhatIsWrong)
 {
     const bytes_t tag = TitleTag("title");
@@ -134,7 +134,7 @@ TEST_F(Check, FailsWhereNothingCanBeRead)
     EXPECT_TRUE(pipe.strOut.starts_with("bad: " + strIn + ": ")) << pipe.strOut;
     EXPECT_EQ(2, Run("check", {}).iStatus);
 
-    // What cannot be written is a failure whatever the answer is.
+    // A failed write of the answer is a failure.
     folder.Write("good.dff", DSDIFFBuilder().Build());
     const run_t full = RunProgram(
         {"sh", "-c",

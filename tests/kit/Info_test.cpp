@@ -46,7 +46,7 @@ protected:
                                         Build::Number(uType, 2) + bytes_t(4) + Counted(strText));
     }
 
-    /** A file with all that can be told. */
+    /** A file with a value for every member. */
     static DSDIFFBuilder Full()
     {
         const bytes_t tag = ID3Builder(3)

@@ -15,7 +15,7 @@ namespace
 
 using names_t = std::vector<std::string>;
 
-/** The tests run in a folder of their own, so that names are short. */
+/** Changes into a new folder, so that names are short. */
 class clOutputPlanTest : public testing::Test
 {
 public:

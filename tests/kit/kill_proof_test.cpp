@@ -1,5 +1,5 @@
-// Nothing is ever destroyed: a conversion is ended, interrupted or let down at each of its system
-// calls in turn, and the folder is looked at afterwards.
+// Nothing is ever destroyed: a conversion is killed, interrupted or given an error at each of its
+// system calls in turn, and the folder is examined afterwards.
 
 #include "tests/support/KitTest.h"
 #include "tests/support/TracedRun.h"

@@ -22,7 +22,7 @@ TEST_F(vantrel, ReportsAFileThatCannotGrow)
     ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limitSmall));
     const auto [iStatus, strSaid] = Run({strIn, strOut});
     setrlimit(RLIMIT_FSIZE, &limitOld);
-    // What counts coverage meets the limit as well, behind the program's own line.
+    // The writer of coverage counts meets the limit as well, after the program's line.
     EXPECT_TRUE(strSaid.starts_with("exception: " + strWrite + "File too large\n")) << strSaid;
     EXPECT_EQ(1, iStatus);
     ExpectProvisional();
