@@ -106,16 +106,12 @@ public:
 
     size_t Find(char c) const;
     size_t FindLast(char c) const;
-    /** Valid until an edit; null when not found. */
-    const char *Find(const char *cpText) const;
+    const char *Find(const char *cpText) const; ///< valid until an edit; null when not found
     bool Contains(const char *cpText) const;
     size_t FindAny(const char *cpSet) const;
-    /** Counts the leading bytes that are in the set. */
-    size_t Span(const char *cpSet) const;
-    /** Counts the leading bytes that are not in the set. */
-    size_t CSpan(const char *cpSet) const;
-    /** Empty when not found. */
-    clString TailFrom(const char *cpText) const;
+    size_t Span(const char *cpSet) const;  ///< counts the leading bytes that are in the set
+    size_t CSpan(const char *cpSet) const; ///< counts the leading bytes that are not in the set
+    clString TailFrom(const char *cpText) const; ///< empty when not found
 
     // ---- access ----
 
@@ -152,8 +148,7 @@ public:
 
     // ---- text to number: clXString unless the whole text is a number ----
 
-    /** The low 32 bits of strtol(text, end, 0). */
-    int32_t ToInt() const;
+    int32_t ToInt() const; ///< the low 32 bits of strtol(text, end, 0)
     /** The value of strtoul(text, end, 0), which also accepts a minus sign. */
     uint64_t ToUInt() const;
     /** In the current locale, else the leading number in the "C" locale. */
@@ -191,8 +186,7 @@ public:
      * the buffer. Omits text after the last line end. Compatibility: callers rely on it. */
     static std::vector<clString> SplitLines(clAlloc &buffer);
 
-    /** The system's text for an error number. */
-    void StrError(int iErrorNumber);
+    void StrError(int iErrorNumber); ///< the system's text for an error number
 
     // ---- sharing ----
 

@@ -93,17 +93,12 @@ public:
 
     /** Samples per channel of one block, at the output rate. */
     virtual uint32_t GetBlockSamples() const = 0;
-    /** Bytes per channel of one block. */
-    virtual uint32_t GetBlockSize() const = 0;
-    /** One-bit samples a second. */
-    virtual uint32_t GetSampleRate() const = 0;
-    /** Decoded samples a second. */
-    virtual uint32_t GetOutputRate() const = 0;
+    virtual uint32_t GetBlockSize() const = 0;  ///< bytes per channel of one block
+    virtual uint32_t GetSampleRate() const = 0; ///< one-bit samples a second
+    virtual uint32_t GetOutputRate() const = 0; ///< decoded samples a second
     virtual uint32_t GetChannels() const = 0;
-    /** Decoded samples over all channels. */
-    virtual uint64_t GetOutputSize() const = 0;
-    /** Decoded samples per channel. */
-    virtual uint64_t GetOutputLength() const = 0;
+    virtual uint64_t GetOutputSize() const = 0;   ///< decoded samples over all channels
+    virtual uint64_t GetOutputLength() const = 0; ///< decoded samples per channel
 
     /** Seeks to a position in decoded samples over all channels: the start of a frame, in a DSF
      * file of a block group. Other positions are refused, or misplace channels. */
@@ -113,10 +108,8 @@ public:
     virtual uint64_t SeekFrame(uint64_t uFrame) = 0;
     virtual uint64_t GetPosition() const = 0;
 
-    /** Bytes of sound over all channels. */
-    virtual uint64_t GetDataSize() const = 0;
-    /** One-bit samples per channel. */
-    virtual uint64_t GetLength() const = 0;
+    virtual uint64_t GetDataSize() const = 0; ///< bytes of sound over all channels
+    virtual uint64_t GetLength() const = 0;   ///< one-bit samples per channel
     /** Whether the sound is compressed (DST), which no read understands. */
     virtual bool IsCompressed() const;
     /** The file's ID3v2 tag, owned by this object; without frames if the file has none, null if the

@@ -73,8 +73,7 @@ public:
     /** As clDSDIFFVersChunk::Read; first forgets what was read before. */
     uint64_t Read(clStreamReader *pStream);
 
-    /** Forgets all fields but the header. */
-    void Clear();
+    void Clear(); ///< forgets all fields but the header
 
     /** UNCOMPRESSED, or 1 for DST. @throws clXDSDIFF for anything else, and without "CMPR" */
     uint32_t GetCompression() const;

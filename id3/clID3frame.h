@@ -40,11 +40,9 @@ public:
      * two added zero bytes, of a URL with one. */
     virtual const clAlloc &GetData() const;
 
-    /** A text or URL, or the description of a picture. */
-    virtual const clString &GetText() const;
+    virtual const clString &GetText() const; ///< a text or URL, or the description of a picture
 
-    /** Of a picture; empty if it has none. */
-    virtual const clString &GetMimeType() const;
+    virtual const clString &GetMimeType() const; ///< of a picture; empty if it has none
 
     /** Of a picture: 3 is the front cover, 0 unspecified. 0 for any other frame. */
     virtual uint8_t GetPictureType() const;

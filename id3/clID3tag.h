@@ -36,23 +36,19 @@ public:
     // The text of the first frame with the field; empty without one.
 
     clString GetTitle() const;
-    /** The composer, else the lead performer. */
-    clString GetComposer() const;
+    clString GetComposer() const; ///< the composer, else the lead performer
     /** The lead performer, unless GetComposer returns it; else band or conductor. */
     clString GetPerformer() const;
     clString GetAlbum() const;
 
-    /** The number before a "/"; 0 without a track number. */
-    int GetTrack() const;
+    int GetTrack() const; ///< the number before a "/"; 0 without a track number
 
     // The first picture that is a front cover or unspecified; null or 0 without one. The pointers
     // are valid until the next Parse or Reset.
 
-    /** Empty if the picture has no type. */
-    const char *GetPictureMimeType() const;
+    const char *GetPictureMimeType() const; ///< empty if the picture has no type
     uint64_t GetPictureSize() const;
-    /** Null also for a picture of 0 bytes. */
-    const void *GetPicture() const;
+    const void *GetPicture() const; ///< null also for a picture of 0 bytes
 
 protected:
     uint8_t aId[3] = {};

@@ -77,8 +77,7 @@ public:
 
     static int64_t GetSize(const char *cpPath);
     static unsigned GetPageSize();
-    /** False for a dangling symbolic link. */
-    static bool Exists(const char *cpPath);
+    static bool Exists(const char *cpPath); ///< false for a dangling symbolic link
 
     bool IsOpen() const noexcept { return iFileH >= 0; }
 

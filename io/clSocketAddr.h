@@ -20,8 +20,7 @@ public:
     clSocketAddr &operator=(const clSocketAddr &) = default;
     virtual ~clSocketAddr();
 
-    /** "null", "local", "ipv4" or "ipv6". */
-    virtual const char *GetFamilyName() const;
+    virtual const char *GetFamilyName() const; ///< "null", "local", "ipv4" or "ipv6"
     virtual int GetFamily() const;
 
     /** Owned by this object, valid as long as it; null in this base. */
@@ -33,8 +32,7 @@ public:
      * @throws clXSocketAddr for null and for any size but GetSize() */
     virtual void Set(const sockaddr *spNewAddr, socklen_t size);
 
-    /** The numeric address, or the path of a local socket. */
-    virtual clString AsString() const;
+    virtual clString AsString() const; ///< the numeric address, or the path of a local socket
 
     /** AsString(), ":" and the port for families with ports; without brackets. */
     virtual clString AsStringPort() const;

@@ -21,8 +21,7 @@ public:
     /** Locks; a thread that already holds the mutex waits for ever. */
     void Wait();
 
-    /** Unlocks; only for the thread that holds the mutex. */
-    void Release();
+    void Release(); ///< unlocks; only for the thread that holds the mutex
 
 protected:
     pthread_mutex_t mtx;
