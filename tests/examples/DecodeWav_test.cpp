@@ -35,7 +35,7 @@ TEST(decode_wav, KeepsATone)
     const std::string strFrequencies =
         std::to_string(93 * 176400.0 / LENGTH) + ',' + std::to_string(1003 * 176400.0 / LENGTH);
     ASSERT_EQ(0, RunProgram({MAKE_SAMPLE, strDSDIFF, "--seconds", "0.12", "--frequency",
-                             strFrequencies, "--level", "-6"})
+                             strFrequencies, "--level", "-4"})
                      .iStatus);
     ASSERT_EQ(0, RunProgram({VANTREL_PROGRAM, strDSDIFF, strDSF}).iStatus);
     ASSERT_EQ(0, RunProgram({DECODE_WAV, strDSDIFF, folder.Path("a.wav")}).iStatus);
@@ -55,10 +55,10 @@ TEST(decode_wav, KeepsATone)
             std::memcpy(&fSample, &wav[HEADER + ((1000 + i) * 2 + uChannel) * 4], 4);
             aSamples[i] = fSample;
         }
-        // The ratio is 5 dB below what was measured, and what the modulator's own test asks for.
+        // A gain of the loop that is too high distorts this level first.
         const tone_t tone = MeasureTone(aSamples, uChannel == 0 ? 93 : 1003, 1857);
-        EXPECT_NEAR(-6.0, tone.dLevel, 0.001);
-        EXPECT_GE(tone.dRatio, 120.0);
+        EXPECT_NEAR(-4.0, tone.dLevel, 0.001);
+        EXPECT_GE(tone.dRatio, 122.0);
     }
 }
 
