@@ -111,14 +111,14 @@ TEST_F(Info, TellsAllThatIsKnown)
 
 TEST_F(Info, TellsWhatIsNotKnown)
 {
-    const bytes_t frames = Build::Chunk("FRTE", Build::Number(150, 4) + Build::Number(75, 2));
+    const bytes_t frames = Build::DSTChunks(std::vector<bytes_t>(150, {0x80, 0}));
     const bytes_t good = Build().Sound(Pattern(1000)).Build();
     const struct {
         const char *cpName;
         bytes_t file;
         const char *cpMembers;
     } aRows[] = {
-        {"DST", Build().Compression("DST ").NoSound().After(Build::Chunk("DST ", frames)).Build(),
+        {"DST", Build().CompressedSound(frames).Build(),
          "compression=\"DST\" samples=5644800 sound_bytes=1411200 duration=2.0"},
         {"cut", Part(good, 0, good.size() - 101), "complete=false samples=3592"},
         {"no rate", Full().Rate(0).Build(),
@@ -175,11 +175,11 @@ TEST_F(Info, DigestIsThatOfTheSoundInOrder)
               Digest(DSFBuilder().Channels(1, 1).Data(ones, 12).Build()));
     EXPECT_EQ("\"d41d8cd98f00b204e9800998ecf8427e\"", Digest(Build().Sound({}).Build()));
 
-    const run_t dst =
-        Json(folder.Write("in.dff", Build().Compression("DST ").NoSound().Build()), {"--digest"});
-    EXPECT_EQ(1, dst.iStatus);
-    EXPECT_NE(std::string::npos, dst.strErr.find("DST")) << dst.strErr;
-    EXPECT_EQ("null", Member(dst.strOut, "digest"));
+    const run_t none =
+        Json(folder.Write("in.dff", Build().Compression("????").Build()), {"--digest"});
+    EXPECT_EQ(1, none.iStatus);
+    EXPECT_NE(std::string::npos, none.strErr.find("no digest")) << none.strErr;
+    EXPECT_EQ("null", Member(none.strOut, "digest"));
 }
 
 TEST_F(Info, AgreesWithFFmpeg_judge)
