@@ -110,7 +110,7 @@ public:
 
     virtual uint64_t GetDataSize() const = 0; ///< bytes of sound over all channels
     virtual uint64_t GetLength() const = 0;   ///< one-bit samples per channel
-    /** Whether the sound is compressed (DST), which no read understands. */
+    /** Whether the sound is compressed (DST). */
     virtual bool IsCompressed() const;
     /** The file's ID3v2 tag, owned by this object; without frames if the file has none, null if the
      * format has no tags. */
