@@ -92,9 +92,10 @@ inline void DecodeSound(clDSD &file)
  * last bytes of the input choose how it is opened and where the seeks go.
  *
  * @param uUnitOf the bytes that a read is a multiple of, for an open file
+ * @param uMostSound bytes of sound for which an input can be large enough; 0: its size
  */
 template <class F>
-inline void UseFile(clDSD &file, clInput input, const F &uUnitOf)
+inline void UseFile(clDSD &file, clInput input, const F &uUnitOf, uint64_t uMostSound = 0)
 {
     enum variant_t { REMOTE = 1, NO_SEEK = 2, SHORT = 4, NO_SIZE = 8, OPEN = 16, FAIL = 32 };
     constexpr uint64_t READ_SIZE = 1 << 14;
@@ -134,7 +135,8 @@ inline void UseFile(clDSD &file, clInput input, const F &uUnitOf)
             continue;
         }
         const sound_t sound = ReadSound(file, uSize);
-        Check(sound.bytes.size() <= bytes.size(), "more sound than the file has bytes");
+        Check(sound.bytes.size() <= std::max<uint64_t>(uMostSound, bytes.size()),
+              "more sound than the file can hold");
         if (iPass == 0) {
             firstSound = sound;
         }
