@@ -20,7 +20,7 @@ void DecodePlain(run_t &run) noexcept
 {
     for (size_t i = 0; i < 8 * run.sizeBytes; ++i) {
         for (uint32_t uChIdx = 0; uChIdx < run.uChannels; ++uChIdx) {
-            const run_t::channel_t &channel = run.aChannels[uChIdx];
+            const channel_t &channel = run.aChannels[uChIdx];
             uint8_t *pByte = channel.pBits + i / 8;
             int32_t iSum = 0;
             for (size_t sizeAge = 0; sizeAge < SUMS; ++sizeAge) {
@@ -30,19 +30,24 @@ void DecodePlain(run_t &run) noexcept
                 const int32_t iCoefficient = channel.pFilter->aiCoefficients[sizeAge];
                 iSum += bBit ? iCoefficient : -iCoefficient;
             }
+            const uint32_t uPrediction =
+                channel.auPredictions[static_cast<ptrdiff_t>(channel_t::CENTRE) + iSum];
             const uint32_t uProbability =
-                i < channel.sizeHalf ? DST::ONE_HALF : *(channel.pTable + iSum);
-            const bool bBit = Decide(run.coder, uProbability) == (iSum >= 0);
+                i < channel.sizeHalf ? DST::ONE_HALF : uPrediction % (1 << PREDICTION_SHIFT);
+            const bool bBit =
+                Decide(run.coder, uProbability) == (uPrediction >> PREDICTION_SHIFT != 0);
             const auto uMask = static_cast<uint8_t>(0x80 >> i % 8);
             *pByte = static_cast<uint8_t>(bBit ? *pByte | uMask : *pByte & ~uMask);
         }
-        run.coder.bCut = run.coder.bCut || (i % 8 == 7 && IsCut(run.coder));
+        if (i % 8 == 7) {
+            SkipZeros(run.coder); // As often as the other sets, which shows in bCut.
+        }
     }
 }
 
 /** What works on every processor, and what compilers make vector code of. */
 struct clTables {
-    static void Advance(int16_t *pSums, const int16_t *pNewer, const int16_t *pOlder)
+    static void Advance(int16_t *__restrict pSums, const int16_t *pNewer, const int16_t *pOlder)
     {
         for (size_t i = 0; i < SUMS; ++i) {
             pSums[i] = static_cast<int16_t>(pSums[i + 8] + pNewer[i] + pOlder[i]);
@@ -50,10 +55,20 @@ struct clTables {
     }
 };
 
+// Four at a time: filters with large sums have long tables.
+void Fill(uint16_t *pEntries, size_t sizeCount, uint16_t uEntry)
+{
+    const uint64_t uFour = uEntry * uint64_t{0x0001000100010001};
+    for (; sizeCount >= 4; sizeCount -= 4, pEntries += 4) {
+        std::memcpy(pEntries, &uFour, sizeof(uFour));
+    }
+    std::fill_n(pEntries, sizeCount, uEntry);
+}
+
 } // namespace
 
 const DSTKernels::set_t DSTKernels::PLAIN = {"plain", IsAlwaysSupported, DecodePlain};
-const DSTKernels::set_t DSTKernels::TABLES = {"tables", IsAlwaysSupported, DecodeRun<clTables>};
+const DSTKernels::set_t DSTKernels::TABLES = {"tables", IsAlwaysSupported, DecodeAnyRun<clTables>};
 
 void DSTKernels::SetFilter(filter_t &filter,
                            const DST::list_t<DST::MAX_ORDER> &coefficients) noexcept
@@ -99,36 +114,50 @@ void DSTKernels::SetFilter(filter_t &filter,
     }
 }
 
-void DSTKernels::SetTable(uint8_t *pTable, const DST::list_t<DST::MAX_TABLE> &probabilities,
-                          int32_t iMost) noexcept
+void DSTKernels::SetChannelFilter(channel_t &channel, const filter_t &filter) noexcept
 {
+    channel.pFilter = &filter;
+    std::copy(std::begin(filter.aiNewest), std::end(filter.aiNewest), channel.aiNewest);
+}
+
+void DSTKernels::SetChannelTable(channel_t &channel,
+                                 const DST::list_t<DST::MAX_TABLE> &probabilities,
+                                 int32_t iMost) noexcept
+{
+    channel.pTable = &probabilities;
     // Eight sizes of sums share an entry; those beyond the table share its last one.
-    const size_t sizeMost = static_cast<size_t>(iMost);
-    uint8_t *pCentre = pTable + TABLE_CENTRE;
+    const auto sizeEnd = static_cast<size_t>(iMost) + 1;
+    uint16_t *pCentre = channel.auPredictions + channel_t::CENTRE;
     size_t sizeSum = 0;
-    for (size_t i = 0; i < probabilities.sizeCount && sizeSum <= sizeMost; ++i) {
+    for (size_t i = 0; i < probabilities.sizeCount && sizeSum < sizeEnd; ++i) {
         const bool bLast = i + 1 == probabilities.sizeCount;
-        const size_t sizeCount =
-            bLast ? sizeMost + 1 - sizeSum : std::min(size_t{8}, sizeMost + 1 - sizeSum);
-        const int iEntry = probabilities.aiEntries[i];
-        std::memset(pCentre + sizeSum, iEntry, sizeCount);
-        std::memset(pCentre - sizeSum - (sizeCount - 1), iEntry, sizeCount);
-        sizeSum += sizeCount;
+        const size_t sizeNext = bLast ? sizeEnd : std::min(sizeSum + 8, sizeEnd);
+        const auto uEntry = static_cast<uint16_t>(probabilities.aiEntries[i]);
+        Fill(pCentre - (sizeNext - 1), sizeNext - sizeSum, uEntry);
+        Fill(pCentre + sizeSum, sizeNext - sizeSum,
+             static_cast<uint16_t>(uEntry | 1 << PREDICTION_SHIFT));
+        sizeSum = sizeNext;
     }
 }
 
-void DSTKernels::StartCode(coder_t &coder, const uint8_t *cpCode, uint64_t uSize,
+void DSTKernels::StartCode(coder_t &coder, const uint8_t *cpFrame, uint64_t uSize,
                            uint64_t uBit) noexcept
 {
-    coder = {cpCode, uSize, uBit / 8, uint64_t{4095} << coder_t::SHIFT, 0, 0, false};
+    coder = {};
+    coder.cpFrame = cpFrame;
+    coder.cpEnd = cpFrame + uSize;
+    coder.cpNext = cpFrame + uBit / 8;
+    coder.uInterval = uint64_t{4095} << coder_t::SHIFT;
     Refill(coder);
     coder.uValue <<= uBit % 8;
     coder.uFilled -= uBit % 8;
+    SkipZeros(coder);
 }
 
 uint64_t DSTKernels::GetCodeBit(const coder_t &coder) noexcept
 {
-    return 8 * coder.uNext - coder.uFilled + (64 - coder_t::SHIFT);
+    const auto uNext = static_cast<uint64_t>(coder.cpNext - coder.cpFrame) + coder.uSkipped;
+    return 8 * uNext - coder.uFilled + (64 - coder_t::SHIFT);
 }
 
 bool DSTKernels::Decide(coder_t &coder, uint32_t uProbability) noexcept

@@ -14,8 +14,12 @@ namespace DSTKernels
 /** Bytes of history before the first bit of a frame that the sums of filters reach back to. */
 constexpr size_t HISTORY = DST::MAX_ORDER / 8;
 
-/** Bytes after the code that must be readable, and 0. */
-constexpr size_t CODE_PADDING = 8;
+/** The most bits of code that a decision takes. */
+constexpr size_t DECISION_BITS = 8;
+
+/** Bytes after the code that must be readable, and 0: what a byte of all channels takes, and what
+ * the decoder reads ahead. */
+constexpr size_t CODE_PADDING = DST::MAX_CHANNELS * DECISION_BITS + 3 * sizeof(uint64_t);
 
 /** Samples whose sums of a filter depend on a byte of history. */
 constexpr size_t SUMS = DST::MAX_ORDER;
@@ -42,23 +46,23 @@ struct filter_t {
 /** Makes a filter from its coefficients. */
 void SetFilter(filter_t &filter, const DST::list_t<DST::MAX_ORDER> &coefficients) noexcept;
 
-/** The probability of a wrong prediction for each sum, uint8_t at [sum + TABLE_CENTRE]. */
-constexpr size_t TABLE_CENTRE = 32768;
-constexpr size_t TABLE_SIZE = 2 * TABLE_CENTRE;
-
-/** Fills a table of TABLE_SIZE for sums of up to iMost with either sign. */
-void SetTable(uint8_t *pTable, const DST::list_t<DST::MAX_TABLE> &probabilities,
-              int32_t iMost) noexcept;
+/**
+ * What follows from a sum: the probability of a wrong prediction, and whether the prediction is 1.
+ * The former is in the low bits so that a shift to the top of a register removes the latter.
+ */
+constexpr uint32_t PREDICTION_SHIFT = 15;
 
 /** The arithmetic decoder. Interval and value have 12 bits, which are the highest here. */
 struct coder_t {
     static constexpr uint32_t SHIFT = 52;
 
-    /** The frame, CODE_PADDING bytes of 0 after it, and where they begin. */
-    const uint8_t *cpCode;
-    uint64_t uEnd;
-    /** The byte that comes next into the value, counted on beyond the end. */
-    uint64_t uNext;
+    /** The frame, and where its code ends; CODE_PADDING bytes of 0 follow. */
+    const uint8_t *cpFrame;
+    const uint8_t *cpEnd;
+    /** The byte that comes next into the value. After cpEnd it goes back to it, see SkipZeros. */
+    const uint8_t *cpNext;
+    /** The bytes by which it went back. */
+    uint64_t uSkipped;
     uint64_t uInterval;
     /** The value in the interval, and bits of the code that follow it. */
     uint64_t uValue;
@@ -73,7 +77,7 @@ struct coder_t {
 constexpr uint64_t MISSING_BITS = 64;
 
 /** Sets the decoder to the first bit of the value. */
-void StartCode(coder_t &coder, const uint8_t *cpCode, uint64_t uSize, uint64_t uBit) noexcept;
+void StartCode(coder_t &coder, const uint8_t *cpFrame, uint64_t uSize, uint64_t uBit) noexcept;
 
 /** The first bit after those that the decoder has used. */
 uint64_t GetCodeBit(const coder_t &coder) noexcept;
@@ -81,18 +85,36 @@ uint64_t GetCodeBit(const coder_t &coder) noexcept;
 /** One decision. @return whether a prediction that is wrong with uProbability / 256 is right */
 bool Decide(coder_t &coder, uint32_t uProbability) noexcept;
 
+/** A channel's part in a run, with copies of its tables: the fast loop is short of registers, and
+ * finds all of them from one address. */
+struct channel_t {
+    /** Where its sums of 0 are among the predictions. */
+    static constexpr size_t CENTRE = 32768;
+
+    /** What whole bytes add to the next sums; those after SUMS are 0. */
+    alignas(64) int16_t aiSums[SUMS + 8];
+    /** What SetChannelFilter and SetChannelTable were given last. */
+    const filter_t *pFilter;
+    const DST::list_t<DST::MAX_TABLE> *pTable;
+    /** Where to put the bytes, after HISTORY bytes of the past, the oldest first. */
+    uint8_t *pBits;
+    /** The samples at the start of the run that use ONE_HALF instead of the table; 0 for all
+     * sets but PLAIN. */
+    size_t sizeHalf;
+    /** As in the filter. */
+    int16_t aiNewest[512];
+    /** For each sum, at [CENTRE + sum]. */
+    uint16_t auPredictions[2 * CENTRE];
+};
+
+void SetChannelFilter(channel_t &channel, const filter_t &filter) noexcept;
+
+/** Sets the predictions for sums of up to iMost with either sign. */
+void SetChannelTable(channel_t &channel, const DST::list_t<DST::MAX_TABLE> &probabilities,
+                     int32_t iMost) noexcept;
+
 /** A stretch of a frame in which each channel has one filter and one table. */
 struct run_t {
-    struct channel_t {
-        const filter_t *pFilter;
-        /** At the sum of 0. */
-        const uint8_t *pTable;
-        /** Where to put the bytes, after HISTORY bytes of the past, the oldest first. */
-        uint8_t *pBits;
-        /** The samples at the start of the run that use ONE_HALF instead of the table; 0 for all
-         * sets but PLAIN. */
-        size_t sizeHalf;
-    };
     coder_t coder;
     uint32_t uChannels;
     /** In bytes of each channel. */

@@ -17,6 +17,7 @@ struct clAVX2 {
 
     VANTREL_INLINE static void Advance(int16_t *pSums, const int16_t *pNewer, const int16_t *pOlder)
     {
+#pragma GCC unroll 8
         for (size_t i = 0; i < DSTKernels::SUMS; i += 16) {
             const __m256i added = _mm256_add_epi16(Load(pNewer + i), Load(pOlder + i));
             _mm256_storeu_si256(reinterpret_cast<__m256i_u *>(pSums + i),
@@ -43,6 +44,6 @@ bool HasAVX2() noexcept
 
 } // namespace
 
-const DSTKernels::set_t DSTKernels::AVX2 = {"avx2", HasAVX2, DecodeRun<clAVX2>};
+const DSTKernels::set_t DSTKernels::AVX2 = {"avx2", HasAVX2, DecodeAnyRun<clAVX2>};
 
 #endif

@@ -14,6 +14,8 @@ namespace
 // The past of the first bits of every frame.
 constexpr uint8_t INITIAL_HISTORY = 0xAA;
 
+constexpr list_t<MAX_TABLE> HALF_TABLE = {1, {ONE_HALF}};
+
 constexpr size_t PADDING = std::max(CODE_PADDING, clDSTHeaderReader::PADDING);
 
 // How probable a wrong prediction is of the first bit of the code, which carries no audio.
@@ -53,8 +55,8 @@ clDSTFrameDecoder::clDSTFrameDecoder(uint32_t uChannelCount, uint32_t uBytes, co
       kernels(set),
       aFrame(1 + size_t{uChannelCount} * uBytes + PADDING),
       aBits(uChannelCount * (HISTORY + uBytes), INITIAL_HISTORY),
-      aTables(2 * size_t{uChannelCount} * TABLE_SIZE),
-      aFilters(2 * size_t{uChannelCount})
+      aFilters(2 * size_t{uChannelCount}),
+      pRun(std::make_unique<run_t>())
 {
 }
 
@@ -63,9 +65,9 @@ void clDSTFrameDecoder::Decode(const uint8_t *cpFrame, uint64_t uSize, uint8_t *
     std::copy_n(cpFrame, uSize, aFrame.begin());
     std::fill_n(aFrame.begin() + static_cast<ptrdiff_t>(uSize), PADDING, uint8_t{0});
     ReadHeader(uSize);
-    SetTables();
-    StartCode(run.coder, aFrame.data(), uSize, header.uCodeBit);
-    Decide(run.coder, FirstProbability(header.aFilters[0]));
+    SetFilters();
+    StartCode(pRun->coder, aFrame.data(), uSize, header.uCodeBit);
+    Decide(pRun->coder, FirstProbability(header.aFilters[0]));
     DecodeBits();
     for (size_t c = 0; c < uChannels; ++c) {
         const uint8_t *pBits = GetBits(c);
@@ -77,8 +79,10 @@ void clDSTFrameDecoder::Decode(const uint8_t *cpFrame, uint64_t uSize, uint8_t *
 
 uint64_t clDSTFrameDecoder::GetMissingBits() const noexcept
 {
-    const uint64_t uUsed = GetCodeBit(run.coder);
-    return uUsed - std::min(uUsed, 8 * run.coder.uEnd);
+    const coder_t &coder = pRun->coder;
+    const uint64_t uUsed = GetCodeBit(coder);
+    const auto uFrameBits = 8 * static_cast<uint64_t>(coder.cpEnd - coder.cpFrame);
+    return uUsed - std::min(uUsed, uFrameBits);
 }
 
 void clDSTFrameDecoder::ReadHeader(uint64_t uSize)
@@ -100,53 +104,68 @@ void clDSTFrameDecoder::ReadHeader(uint64_t uSize)
     }
 }
 
-void clDSTFrameDecoder::SetTables()
+void clDSTFrameDecoder::SetFilters()
 {
-    int32_t iMost = 0;
+    iMostSum = 0;
     for (size_t i = 0; i < header.sizeFilters; ++i) {
         SetFilter(aFilters[i], header.aFilters[i]);
-        iMost = std::max(iMost, aFilters[i].iMost);
-    }
-    for (size_t i = 0; i < header.sizeTables; ++i) {
-        SetTable(aTables.data() + i * TABLE_SIZE, header.aTables[i], iMost);
+        iMostSum = std::max(iMostSum, aFilters[i].iMost);
     }
 }
 
 void clDSTFrameDecoder::DecodeBits()
 {
+    run_t &run = *pRun;
     run.uChannels = uChannels;
+    for (channel_t &channel : run.aChannels) {
+        channel.pFilter = nullptr;
+        channel.pTable = nullptr;
+    }
     for (size_t sizeFrom = 0; sizeFrom < uChannelBytes; sizeFrom += run.sizeBytes) {
-        const size_t sizeHalf = SetRun(sizeFrom);
-        (sizeHalf != 0 ? PLAIN : kernels).fnDecode(run);
+        size_t sizeEnd = uChannelBytes;
+        bool bPlain = false;
+        for (size_t c = 0; c < uChannels; ++c) {
+            SetChannel(c, sizeFrom, sizeEnd);
+            bPlain = bPlain || run.aChannels[c].sizeHalf != 0;
+        }
+        run.sizeBytes = sizeEnd - sizeFrom;
+        (bPlain ? PLAIN : kernels).fnDecode(run);
     }
 }
 
-// Prepares the longest run from a byte on. Returns how many of its samples are special.
-size_t clDSTFrameDecoder::SetRun(size_t sizeFrom)
+// Prepares a channel for a run from a byte on, and shortens the run to where it changes.
+void clDSTFrameDecoder::SetChannel(size_t sizeChIdx, size_t sizeFrom, size_t &sizeEnd)
 {
-    size_t sizeEnd = uChannelBytes;
-    size_t sizeMostHalf = 0;
-    for (size_t c = 0; c < uChannels; ++c) {
-        run_t::channel_t &channel = run.aChannels[c];
-        const segments_t &filters = header.aFilterSegments[c];
-        const segments_t &tables = header.aTableSegments[c];
-        const size_t sizeFilter = FindSegment(filters, sizeFrom);
-        const size_t sizeTable = FindSegment(tables, sizeFrom);
-        channel.pFilter = &aFilters[filters.auNumber[sizeFilter]];
-        channel.pTable = aTables.data() + tables.auNumber[sizeTable] * TABLE_SIZE + TABLE_CENTRE;
-        channel.pBits = GetBits(c) + sizeFrom;
-        const size_t sizeHalf =
-            header.abHalf[c] ? header.aFilters[filters.auNumber[0]].sizeCount : 0;
-        channel.sizeHalf = sizeHalf - std::min(sizeHalf, 8 * sizeFrom);
-        sizeMostHalf = std::max(sizeMostHalf, channel.sizeHalf);
-        sizeEnd = GetSegmentEnd(filters, sizeFilter, sizeEnd);
-        sizeEnd = GetSegmentEnd(tables, sizeTable, sizeEnd);
+    channel_t &channel = pRun->aChannels[sizeChIdx];
+    const segments_t &filters = header.aFilterSegments[sizeChIdx];
+    const segments_t &tables = header.aTableSegments[sizeChIdx];
+    const size_t sizeFilter = FindSegment(filters, sizeFrom);
+    const size_t sizeTable = FindSegment(tables, sizeFrom);
+    const filter_t &filter = aFilters[filters.auNumber[sizeFilter]];
+    const list_t<MAX_TABLE> *pTable = &header.aTables[tables.auNumber[sizeTable]];
+    sizeEnd = GetSegmentEnd(filters, sizeFilter, sizeEnd);
+    sizeEnd = GetSegmentEnd(tables, sizeTable, sizeEnd);
+
+    // The samples that use ONE_HALF are whole bytes, which have a table of their own, and perhaps
+    // a part of one.
+    const size_t sizeHalf =
+        header.abHalf[sizeChIdx] ? header.aFilters[filters.auNumber[0]].sizeCount : 0;
+    channel.sizeHalf = 0;
+    if (sizeFrom < sizeHalf / 8) {
+        pTable = &HALF_TABLE;
+        sizeEnd = std::min(sizeEnd, sizeHalf / 8);
+    } else if (8 * sizeFrom < sizeHalf) {
+        channel.sizeHalf = sizeHalf - 8 * sizeFrom;
+        sizeEnd = sizeFrom + 1;
     }
-    run.sizeBytes = sizeEnd - sizeFrom;
-    if (sizeMostHalf != 0) {
-        run.sizeBytes = std::min(run.sizeBytes, (sizeMostHalf + 7) / 8);
+
+    if (channel.pFilter != &filter) {
+        SetChannelFilter(channel, filter);
     }
-    return sizeMostHalf;
+    if (channel.pTable != pTable) {
+        SetChannelTable(channel, *pTable, iMostSum);
+    }
+    channel.pBits = GetBits(sizeChIdx) + sizeFrom;
 }
 
 uint8_t *clDSTFrameDecoder::GetBits(size_t sizeChIdx)

@@ -3,6 +3,7 @@
 #include "dst/DSTHeader.h"
 #include "dst/DSTKernels.h"
 
+#include <memory>
 #include <vector>
 
 /**
@@ -28,13 +29,13 @@ public:
 
     /** Of the last frame, see clDSTDecoder. */
     uint64_t GetMissingBits() const noexcept;
-    bool LooksCut() const noexcept { return run.coder.bCut; }
+    bool LooksCut() const noexcept { return pRun->coder.bCut; }
 
 private:
     void ReadHeader(uint64_t uSize);
-    void SetTables();
+    void SetFilters();
     void DecodeBits();
-    size_t SetRun(size_t sizeFrom);
+    void SetChannel(size_t sizeChIdx, size_t sizeFrom, size_t &sizeEnd);
     uint8_t *GetBits(size_t sizeChIdx);
 
     const uint32_t uChannels;
@@ -44,8 +45,9 @@ private:
     std::vector<uint8_t> aFrame;
     /** For each channel its history and its decoded bytes. */
     std::vector<uint8_t> aBits;
-    std::vector<uint8_t> aTables;
     std::vector<DSTKernels::filter_t> aFilters;
     DST::header_t header = {};
-    DSTKernels::run_t run = {};
+    /** The most that a sum of one of them can be. */
+    int32_t iMostSum = 0;
+    std::unique_ptr<DSTKernels::run_t> pRun;
 };

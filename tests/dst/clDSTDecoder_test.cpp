@@ -134,17 +134,18 @@ TEST(clDSTDecoder, LargestCoefficients)
     const auto pFilter = std::make_unique<DSTKernels::filter_t>();
     DSTKernels::SetFilter(*pFilter, coefficients);
     ASSERT_LT(pFilter->iMost, 32768);
-    bytes_t table(DSTKernels::TABLE_SIZE);
-    DSTKernels::SetTable(table.data(), probabilities, pFilter->iMost);
+    const auto pChannel = std::make_unique<DSTKernels::channel_t>();
+    DSTKernels::SetChannelTable(*pChannel, probabilities, pFilter->iMost);
     for (int iZeros = 0; iZeros <= 128; ++iZeros) {
         const int iExpected = 256 * (2 * iZeros - 128);
         int iSum = 0;
         for (int i = 0; i < 128; ++i) {
             iSum += (i < iZeros ? -1 : 1) * pFilter->aiCoefficients[static_cast<size_t>(i)];
         }
-        EXPECT_EQ(iExpected >= 0, iSum >= 0);
-        EXPECT_EQ(std::min(std::abs(iExpected) / 8, 63) + 1,
-                  table[DSTKernels::TABLE_CENTRE + static_cast<size_t>(iSum)]);
+        const int iProbability = std::min(std::abs(iExpected) / 8, 63) + 1;
+        EXPECT_EQ(
+            iProbability | (iExpected >= 0) << DSTKernels::PREDICTION_SHIFT,
+            pChannel->auPredictions[DSTKernels::channel_t::CENTRE + static_cast<size_t>(iSum)]);
     }
 }
 
