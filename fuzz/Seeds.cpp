@@ -3,6 +3,7 @@
 
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFBuilder.h"
+#include "tests/support/DSTBuilder.h"
 #include "tests/support/ID3Builder.h"
 
 #include <cstdio>
@@ -245,6 +246,22 @@ void SaveRuns()
     }
 }
 
+// Numbers of channels and bytes as the target chooses them, then the frame.
+void SaveFrames()
+{
+    constexpr uint32_t aBytes[] = {1, 4, 5, 128, 133, 140, 260, 600};
+    for (uint8_t uSeed = 0; uSeed < 48; ++uSeed) {
+        const uint32_t uChannels = uSeed % 6U + 1;
+        const auto uRate = static_cast<uint8_t>(uSeed % 5 + 3);
+        clDSTBuilder builder(uSeed, uChannels, aBytes[uRate], false);
+        Save("DST", std::to_string(uSeed),
+             bytes_t{uSeed, uRate} + builder.Frame(aBytes[uRate] * uChannels / 3));
+        // An uncompressed frame.
+        Save("DST", "plain-" + std::to_string(uSeed),
+             bytes_t{uSeed, uRate, 0} + Pattern(size_t{uChannels} * aBytes[uRate]));
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -261,6 +278,7 @@ int main(int argc, char **argv)
         SaveAnswers();
         SaveTexts();
         SaveRuns();
+        SaveFrames();
     } catch (const std::exception &caught) {
         std::fprintf(stderr, "%s\n", caught.what());
         return 1;
