@@ -102,14 +102,15 @@ void clDSTHeaderReader::Read(header_t &header)
         }
     }
 
-    if (Flag()) {
+    // The code may be shorter, or not be there at all: an encoder may leave out zeros at its end.
+    const auto codeBit = [this] { return uBit < uEnd ? Field(1) : 0; };
+    if (codeBit() != 0) {
         Refuse(uBit - 1, "the code begins with a 1");
     }
     header.uCodeBit = uBit;
-    // The code may be shorter: an encoder may leave out zeros at its end, and zeros follow here.
     uint32_t uValue = 0;
     for (uint32_t i = 0; i < INTERVAL_BITS; ++i) {
-        uValue = 2 * uValue + (uBit < uEnd ? Field(1) : 0);
+        uValue = 2 * uValue + codeBit();
     }
     if (uValue >= FIRST_INTERVAL) {
         Refuse(header.uCodeBit, "the code begins outside its interval");

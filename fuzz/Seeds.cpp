@@ -246,6 +246,37 @@ void SaveRuns()
     }
 }
 
+// Small files of a few frames, most of them stored plain, with the chunks around them.
+void SaveDSTFiles()
+{
+    using B = DSDIFFBuilder;
+
+    constexpr uint32_t RATE = 4800;
+    constexpr size_t SOUND_SIZE = 2 * RATE / 600;
+    const bytes_t plain = B::Chunk("DSTF", bytes_t{0} + Pattern(SOUND_SIZE));
+    const bytes_t info = B::Chunk("FRTE", {0, 0, 0, 4, 0, 75});
+    const bytes_t check = B::Chunk("DSTC", Pattern(4));
+    clDSTBuilder builder(1, 2, RATE / 600, false);
+    const bytes_t coded = B::Chunk("DSTF", builder.Frame(SOUND_SIZE / 2));
+    bytes_t index;
+    for (const uint64_t uOffset : {172U, 200U, 228U, 256U}) {
+        Append(index, B::Number(uOffset, 8) + B::Number(SOUND_SIZE + 1, 4));
+    }
+    const bytes_t chunks[] = {
+        info,
+        info + plain + plain + plain + plain,
+        info + plain + check + coded + check + B::Chunk("ABCD", Pattern(3)) + plain + coded,
+        info + plain + info + B::Chunk("DSTF", Pattern(9)) + plain,
+        plain + info,
+        info + plain + B::HugeChunk("DSTF", Pattern(9), UINT64_MAX),
+    };
+    for (const bytes_t &data : chunks) {
+        B builderFile;
+        builderFile.Rate(RATE).CompressedSound(data).After(B::Chunk("DSTI", index));
+        SaveFile("DSTFile", std::to_string(&data - chunks), builderFile.Build());
+    }
+}
+
 // Numbers of channels and bytes as the target chooses them, then the frame.
 void SaveFrames()
 {
@@ -278,6 +309,7 @@ int main(int argc, char **argv)
         SaveAnswers();
         SaveTexts();
         SaveRuns();
+        SaveDSTFiles();
         SaveFrames();
     } catch (const std::exception &caught) {
         std::fprintf(stderr, "%s\n", caught.what());
