@@ -80,6 +80,17 @@ bytes_t ReadAll(clDSDIFF &reader, size_t sizeMost = 1 << 20)
     return sound;
 }
 
+samples_t ReadSomeWay(clDSDIFF &reader, unsigned uHow, size_t sizeFrames)
+{
+    bytes_t bytes(6 * sizeFrames);
+    samples_t samples(6 * sizeFrames);
+    const uint64_t uRead = uHow == 0   ? reader.ReadRaw(bytes.data(), CHANNELS * sizeFrames)
+                           : uHow == 1 ? reader.ReadStored(bytes.data(), CHANNELS * sizeFrames)
+                           : uHow == 2 ? reader.ReadRaw_5_1(bytes.data(), bytes.size())
+                                       : reader.Read_5_1(samples.data(), samples.size());
+    return Part(uHow < 3 ? samples_t(bytes.begin(), bytes.end()) : samples, 0, uRead);
+}
+
 /** Bits one by one, as the format describes it. */
 uint32_t SlowCheck(const bytes_t &sound)
 {
@@ -116,8 +127,7 @@ TEST(clDSTSound, DecompressesOnlyWhenAsked)
 
 TEST(clDSTSound, EverythingIsAsWithPlainSound)
 {
-    constexpr size_t FRAMES = 100;
-    const DSTFile file(FRAMES);
+    const DSTFile file(100);
     const std::vector<std::string> ids = {"SRGT", "SLFT"};
     const bytes_t compressed = B().Rate(RATE).Channels(ids).CompressedSound(file.Chunks()).Build();
     const bytes_t plain = B().Rate(RATE).Channels(ids).Sound(file.sound).Build();
@@ -136,38 +146,12 @@ TEST(clDSTSound, EverythingIsAsWithPlainSound)
             const uint64_t uFrame = random() % (aReaders[1].GetOutputLength() + 1);
             const size_t sizeFrames = random() % 500;
             const unsigned uHow = random() % 4;
-            bytes_t aBytes[2];
-            samples_t aSamples[2];
+            samples_t aRead[2];
             for (size_t k = 0; k < 2; ++k) {
-                clDSDIFF &reader = aReaders[k];
-                if (random() % 2 == 0 || k == 1) {
-                    reader.SeekFrame(uFrame);
-                } else {
-                    reader.SeekFrame(0);
-                    reader.SeekFrame(uFrame);
-                }
-                aBytes[k].assign(6 * sizeFrames, 0);
-                aSamples[k].assign(6 * sizeFrames, 0.0);
-                uint64_t uRead = 0;
-                switch (uHow) {
-                case 0:
-                    uRead = reader.ReadRaw(aBytes[k].data(), CHANNELS * sizeFrames);
-                    break;
-                case 1:
-                    uRead = reader.ReadStored(aBytes[k].data(), CHANNELS * sizeFrames);
-                    break;
-                case 2:
-                    uRead = reader.ReadRaw_5_1(aBytes[k].data(), 6 * sizeFrames);
-                    break;
-                default:
-                    uRead = reader.Read_5_1(aSamples[k].data(), 6 * sizeFrames);
-                    break;
-                }
-                aBytes[k].resize(std::min<uint64_t>(uRead, aBytes[k].size()));
-                aSamples[k].resize(std::min<uint64_t>(uRead, aSamples[k].size()));
+                aReaders[k].SeekFrame(uFrame);
+                aRead[k] = ReadSomeWay(aReaders[k], uHow, sizeFrames);
             }
-            ASSERT_TRUE(EqualBytes(aBytes[1], aBytes[0]));
-            ASSERT_EQ(aSamples[1], aSamples[0]);
+            ASSERT_EQ(aRead[1], aRead[0]);
         }
     }
 }
