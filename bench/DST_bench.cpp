@@ -1,7 +1,7 @@
 // Speed of decoding compressed frames with each set of kernels, as a multiple of real time.
 
 #include "dst/clDSTFrameDecoder.h"
-#include "tests/support/DSTBuilder.h"
+#include "tests/support/DSTFrames.h"
 
 #include <string>
 #include <vector>
@@ -18,11 +18,9 @@ constexpr double FRAMES_PER_SECOND = 75;
 void Decode(benchmark::State &state, const DSTKernels::set_t &set, uint32_t uChannels)
 {
     std::vector<bytes_t> aFrames;
-    for (uint32_t uSeed = 0; aFrames.size() < FRAMES; ++uSeed) {
-        bytes_t frame = clDSTBuilder(uSeed, uChannels, BYTES, true).Frame(BYTES * uChannels / 2);
-        if (frame.size() <= BYTES * uChannels) {
-            aFrames.push_back(frame);
-        }
+    DSTFrames frames(1, uChannels, 600 * BYTES, true);
+    while (aFrames.size() < FRAMES) {
+        aFrames.push_back(frames.NextWithRandomCode(BYTES * uChannels / 2));
     }
     clDSTFrameDecoder decoder(uChannels, BYTES, set);
     bytes_t sound(size_t{BYTES} * uChannels);

@@ -3,7 +3,7 @@
 
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFBuilder.h"
-#include "tests/support/DSTBuilder.h"
+#include "tests/support/DSTFrames.h"
 #include "tests/support/ID3Builder.h"
 
 #include <cstdio>
@@ -251,15 +251,14 @@ void SaveDSTFiles()
 {
     using B = DSDIFFBuilder;
 
-    constexpr uint32_t RATE = 4800;
+    constexpr uint32_t RATE = 38400;
     constexpr size_t SOUND_SIZE = 2 * RATE / 600;
     const bytes_t plain = B::Chunk("DSTF", bytes_t{0} + Pattern(SOUND_SIZE));
     const bytes_t info = B::Chunk("FRTE", {0, 0, 0, 4, 0, 75});
     const bytes_t check = B::Chunk("DSTC", Pattern(4));
-    clDSTBuilder builder(1, 2, RATE / 600, false);
-    const bytes_t coded = B::Chunk("DSTF", builder.Frame(SOUND_SIZE / 2));
+    const bytes_t coded = B::Chunk("DSTF", DSTFrames(1, 2, RATE).NextWithRandomCode(1));
     bytes_t index;
-    for (const uint64_t uOffset : {172U, 200U, 228U, 256U}) {
+    for (const uint64_t uOffset : {172U, 314U, 456U, 598U}) {
         Append(index, B::Number(uOffset, 8) + B::Number(SOUND_SIZE + 1, 4));
     }
     const bytes_t chunks[] = {
@@ -284,9 +283,9 @@ void SaveFrames()
     for (uint8_t uSeed = 0; uSeed < 48; ++uSeed) {
         const uint32_t uChannels = uSeed % 6U + 1;
         const auto uRate = static_cast<uint8_t>(uSeed % 5 + 3);
-        clDSTBuilder builder(uSeed, uChannels, aBytes[uRate], false);
+        DSTFrames frames(uSeed, uChannels, aBytes[uRate] * 600);
         Save("DST", std::to_string(uSeed),
-             bytes_t{uSeed, uRate} + builder.Frame(aBytes[uRate] * uChannels / 3));
+             bytes_t{uSeed, uRate} + frames.NextWithRandomCode(aBytes[uRate] * uChannels / 9));
         // An uncompressed frame.
         Save("DST", "plain-" + std::to_string(uSeed),
              bytes_t{uSeed, uRate, 0} + Pattern(size_t{uChannels} * aBytes[uRate]));

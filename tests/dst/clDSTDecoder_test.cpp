@@ -2,7 +2,7 @@
 
 #include "base/clException.h"
 #include "dst/clDSTFrameDecoder.h"
-#include "tests/support/DSTBuilder.h"
+#include "tests/support/DSTFrames.h"
 #include "tests/support/ExpectThrow.h"
 
 #include <memory>
@@ -27,21 +27,26 @@ bytes_t FromHex(const std::string &strHex)
     return bytes;
 }
 
-/** Fields with blanks between them: a bit, or <number of bits>:<value>. */
-clBitWriter Fields(const std::string &strFields)
+/** Fields with blanks between them: a bit, or <number of bits>:<value>. The rest of the last byte
+ * is zeros. */
+bytes_t Fields(const std::string &strFields)
 {
-    clBitWriter writer;
+    std::string strBits;
     std::istringstream stream(strFields);
     for (std::string strField; stream >> strField;) {
-        const size_t sizeColon = strField.find(':');
-        if (sizeColon == std::string::npos) {
-            writer.Bits(std::stoul(strField), 1);
-        } else {
-            writer.Bits(static_cast<uint64_t>(std::stol(strField.substr(sizeColon + 1))),
-                        static_cast<uint32_t>(std::stoul(strField)));
+        const size_t uColon = strField.find(':');
+        const bool bOne = uColon == std::string::npos;
+        const auto uValue =
+            static_cast<uint64_t>(std::stol(bOne ? strField : strField.substr(uColon + 1)));
+        for (int i = bOne ? 1 : std::stoi(strField); i-- > 0;) {
+            strBits += (uValue >> i & 1) != 0 ? '1' : '0';
         }
     }
-    return writer;
+    bytes_t bytes((strBits.size() + 7) / 8);
+    for (size_t i = 0; i < strBits.size(); ++i) {
+        bytes[i / 8] = static_cast<uint8_t>(bytes[i / 8] | (strBits[i] - '0') << (7 - i % 8));
+    }
+    return bytes;
 }
 
 std::string Repeat(const std::string &strFields, size_t sizeTimes)
@@ -94,12 +99,9 @@ TEST(clDSTDecoder, AllKernelsDecodeTheSameSound)
     for (uint32_t uSeed = 0; uSeed < 120; ++uSeed) {
         SCOPED_TRACE(testing::Message() << "seed " << uSeed);
         const uint32_t uChannels = uSeed % 6 + 1;
-        const uint32_t uBytes = uSeed % 5 == 0 ? uSeed / 5 + 1 : 130 + 2 * uSeed;
-        clDSTBuilder builder(uSeed, uChannels, uBytes, false);
-        bytes_t frame = builder.Frame(uChannels * uBytes * (uSeed % 4) / 4);
-        if (frame.size() > 1 + uChannels * uBytes) {
-            continue; // The header alone is larger than the sound.
-        }
+        const uint32_t uBytes = uSeed % 5 == 0 ? uSeed / 5 + 20 : 330 + 2 * uSeed;
+        DSTFrames frames(uSeed, uChannels, uBytes * BYTES_RATE);
+        const bytes_t frame = frames.NextWithRandomCode(uChannels * uBytes * (uSeed % 4) / 8);
         bytes_t expected;
         uint64_t uMissing = 0;
         bool bCut = false;
@@ -156,7 +158,7 @@ TEST(clDSTDecoder, SingleProbability)
         std::string strFields = FILTER;
         strFields += strTable;
         strFields += " 0 12:1234" + Repeat(" 16:40503", 180);
-        return Fields(strFields).GetBytes();
+        return Fields(strFields);
     };
     const struct {
         std::string strTable;
@@ -177,7 +179,7 @@ TEST(clDSTDecoder, SingleProbability)
 
 TEST(clDSTDecoder, CutFrame)
 {
-    const bytes_t header = Fields(FILTER + "6:1 0 7:41 7:41 2:0").GetBytes();
+    const bytes_t header = Fields(FILTER + "6:1 0 7:41 7:41 2:0");
     const bytes_t frame = header + Pattern(300);
     clDSTDecoder decoder(1, 400 * BYTES_RATE);
     Decoded(decoder, frame);
@@ -282,8 +284,7 @@ TEST(clDSTDecoder, RefusesHeaders)
     for (const auto &row : aRows) {
         SCOPED_TRACE(row.strFields);
         clDSTDecoder decoder(row.uChannels, RATE);
-        EXPECT_THROW_MSG(Decoded(decoder, Fields(row.strFields).GetBytes()), clXDST,
-                         PREFIX + row.cpText);
+        EXPECT_THROW_MSG(Decoded(decoder, Fields(row.strFields)), clXDST, PREFIX + row.cpText);
     }
 }
 } // namespace

@@ -47,6 +47,23 @@ public:
         }
     }
 
+    /** A frame with random bytes for a code, which fit any header. */
+    bytes_t NextWithRandomCode(size_t sizeCode)
+    {
+        for (;;) {
+            dst_frame frame = MakeFrame();
+            frame.bPlain = false;
+            // The first bit of a code is 0.
+            bytes_t coded = encoder.EncodeHeader(frame) + bytes_t{0};
+            for (size_t i = 0; i < sizeCode; ++i) {
+                coded.push_back(static_cast<uint8_t>(Between(0, 255)));
+            }
+            if (coded.size() <= encoder.GetSoundSize() + 1) {
+                return coded;
+            }
+        }
+    }
+
 private:
     bool Chance(int iPercent) { return Between(1, 100) <= iPercent; }
     int Between(int iFirst, int iLast)
