@@ -77,6 +77,10 @@ void clDSTBatch::Start()
         const clSignalBlock signals;
         const clCancelDelay cancellation;
         ThreadPoolCreate(static_cast<long>(aDecoders.size()) - 1);
+    } catch (const clXThreadPool &) {
+        // What the system does not give as threads, the calling one does.
+        ThreadPoolDestroy();
+        aDecoders.resize(1);
     } catch (...) {
         ThreadPoolDestroy();
         throw;

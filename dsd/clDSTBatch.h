@@ -54,7 +54,6 @@ public:
      *
      * @param upSizes the size of each; one above GetFrameRoom() is a fault
      * @param pChecks which check values to compute
-     * @throws clXThreadPool when a worker cannot be started
      */
     void Decode(size_t sizeFrames, const uint64_t *upSizes, const uint8_t *pChecks);
 

@@ -22,6 +22,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <numeric>
 #include <regex>
 #include <set>
 
@@ -295,6 +296,19 @@ void ShowFile(const bytes_t &file)
     std::fprintf(stderr, "%s", iTrack == 0 || iTrack == 7 ? "" : "another track\n");
 }
 
+void ShowDecompressed(const bytes_t &file)
+{
+    clDSDIFF reader;
+    reader.SetDecompression(true, 2);
+    reader.OpenMeta(new MemoryStream(file));
+    uint8_t aSound[1000];
+    uint64_t uSum = 0;
+    while (const uint64_t uRead = reader.ReadRaw(aSound, sizeof(aSound))) {
+        uSum = std::accumulate(aSound, aSound + uRead, uSum);
+    }
+    std::fprintf(stderr, "%d\n", static_cast<int>(uSum));
+}
+
 void ShowStrings()
 {
     clString str(L"wide text, as it comes");
@@ -326,6 +340,9 @@ TEST(failing_parsers, Allocations)
                             .Frame("PIC", std::string("\0PNG\3d\0picture", 14))
                             .Build();
     const bytes_t dsf = DSFBuilder().Trailing(tag).Build();
+    const bytes_t frame = bytes_t(1) + Pattern(128);
+    const bytes_t compressed =
+        B().Rate(38400).CompressedSound(B::DSTChunks(std::vector<bytes_t>(50, frame))).Build();
     const struct {
         const char *cpName;
         unsigned uExceptions;
@@ -334,6 +351,7 @@ TEST(failing_parsers, Allocations)
         {"DSDIFF", 0, [&] { ShowFile<clDSDIFF>(dsdiff); }},
         {"invalid tag and track", 2, [&] { ShowFile<clDSDIFF>(broken); }},
         {"DSF", 0, [&] { ShowFile<clDSF>(dsf); }},
+        {"DST", 0, [&] { ShowDecompressed(compressed); }},
         {"strings", 0, ShowStrings},
     };
     for (const auto &row : aRows) {
@@ -436,6 +454,19 @@ TEST(failing_calls, AreNamedInTheText)
     clThreadPool pool;
     EXPECT_FAILS(pool.ThreadPoolCreate(3), clXThreadPool, EAGAIN,
                  "clThreadPool::ThreadPoolCreate(): pthread_create(): ", 2);
+}
+
+TEST(failing_calls, DecompressionNeedsNoWorkers)
+{
+    const bytes_t frame = bytes_t(1) + Pattern(128);
+    clDSDIFF reader;
+    reader.SetDecompression(true, 3);
+    reader.OpenMeta(new MemoryStream(
+        B().Rate(38400).CompressedSound(B::DSTChunks({frame, frame, frame})).Build()));
+    const FailureGuard guard({"pthread_create", EAGAIN, 2});
+    bytes_t sound(3 * 128);
+    EXPECT_EQ(sound.size(), reader.ReadRaw(sound.data(), sound.size()));
+    EXPECT_TRUE(EqualBytes(Pattern(128), Part(sound, 256)));
 }
 
 TEST(failing_calls, EndedThreadCanBeJoinedAfterAFailedCreate)
