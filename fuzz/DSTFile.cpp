@@ -20,7 +20,7 @@ void Fuzz(const uint8_t *pData, size_t sizeData)
     clDSDIFF reader;
     reader.SetDecompression(true, 1 + uWorkers % 3);
     const uint64_t uFrames = sizeData / clDSDIFFChunk::HEADER_SIZE;
-    const uint64_t uFrameSize = MOST_RATE / 600 * ChannelPlaces::MAX_CHANNELS;
+    const uint64_t uFrameSize = uint64_t{MOST_RATE / 600} * ChannelPlaces::MAX_CHANNELS;
     UseFile(
         reader, input, [](const clDSD &file) { return file.GetChannels(); }, uFrames * uFrameSize);
 }
