@@ -31,10 +31,12 @@ namespace
 /** Takes as many whole bytes of the code as there is room for; at least 56 bits are filled then. */
 VANTREL_INLINE void Refill(DSTKernels::coder_t &coder)
 {
-    static_assert(std::endian::native == std::endian::little);
     uint64_t uBytes = 0;
     std::memcpy(&uBytes, coder.cpNext, sizeof(uBytes));
-    coder.uValue |= __builtin_bswap64(uBytes) >> coder.uFilled;
+    if constexpr (std::endian::native == std::endian::little) {
+        uBytes = __builtin_bswap64(uBytes);
+    }
+    coder.uValue |= uBytes >> coder.uFilled;
     coder.cpNext += (63 - coder.uFilled) / 8;
     coder.uFilled |= 56;
 }

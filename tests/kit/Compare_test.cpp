@@ -152,10 +152,12 @@ TEST_F(Compare, PairsTheFilesOfTwoFolders)
         fs::remove(folder.Path(cpName));
     }
     const run_t json = Run("compare", {a, b, "-j1", "--json", "-q"});
-    const std::string strMissing = "\"" + b + "/bad.dff\",\"identical\":false,\"difference\":";
+    const std::string strBad = b + "/bad.dff\",";
+    const std::string strMissing = R"({"a":null,"b":")" + strBad +
+                                   R"("identical":false,"difference":"missing: )" + strBad +
+                                   R"("channel":null,)";
     for (const std::string &strPart :
-         {"{\"a\":null,\"b\":" + strMissing + "\"missing: " + b + "/bad.dff\",\"channel\":null,",
-          b + "/same.DSF\",\"identical\":true,\"difference\":null,\"channel\":null,",
+         {strMissing, b + "/same.DSF\",\"identical\":true,\"difference\":null,\"channel\":null,",
           std::string(R"("difference":"channel L, sample 10","channel":"L","sample":10})")}) {
         EXPECT_NE(std::string::npos, json.strOut.find(strPart)) << json.strOut;
     }

@@ -38,7 +38,7 @@ protected:
         return Build([](size_t, bytes_t &, uint32_t &) {});
     }
 
-    static bytes_t Plain(bytes_t sound = Pattern(FRAMES * FRAME_SIZE))
+    static bytes_t Plain(const bytes_t &sound = Pattern(FRAMES * FRAME_SIZE))
     {
         return B().Rate(RATE).Sound(sound).Build();
     }
