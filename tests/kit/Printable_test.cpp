@@ -26,27 +26,6 @@ TEST(Printable, ReplacesControlCharactersOnly)
     }
 }
 
-TEST(Printable, CutsByColumnsNotBytes)
-{
-    const struct {
-        std::string strText;
-        size_t uColumns;
-        std::string strExpected;
-    } aRows[] = {
-        {"sound.dff", 9, "sound.dff"},
-        {"sound.dff", 8, "..nd.dff"},
-        {"sound.dff", 0, ""},
-        {"\xC3\xA9\xC3\xA9\xC3\xA9", 2, "\xC3\xA9\xC3\xA9"},
-        {"\xE9\x9F\xB3\xE6\xA5\xBD\xE9\x9F\xB3", 5, "..\xE9\x9F\xB3"}, // two columns each
-        {"e\xCC\x81tude", 5, "e\xCC\x81tude"},                         // a mark over the e
-    };
-    for (const auto &row : aRows) {
-        SCOPED_TRACE(row.strText + " in " + std::to_string(row.uColumns));
-        EXPECT_EQ(row.strExpected, CutToColumns(row.strText, row.uColumns));
-        EXPECT_LE(CountColumns(CutToColumns(row.strText, row.uColumns)), row.uColumns);
-    }
-}
-
 TEST(clJson, IsOneLineInTheOrderOfItsMakers)
 {
     clJson inner;

@@ -81,14 +81,6 @@ TEST(clCommandLine, WrongUsageIsRefused)
     }
 }
 
-TEST(clCommandLine, HelpAndVersionAskForNothingElse)
-{
-    EXPECT_EQ("vantrel-kit " VANTREL_VERSION "\n", Parse({"--version"}).GetHelp());
-    EXPECT_NE(std::string::npos, Parse({"--help"}).GetHelp().find("\n  convert   "));
-    EXPECT_NE("", Parse({"convert", "-o", "x", "--help", "--wrong"}).GetHelp());
-    EXPECT_EQ(std::string::npos, Parse({"compare", "-h"}).GetHelp().find("--output"));
-}
-
 TEST(clCommandLine, TakesOptionsAsGetoptDoes)
 {
     const options_t plain = ParseConvert({"a"});

@@ -1,14 +1,10 @@
 #include "kit/clJobs.h"
 
 #include "kit/clStopSignal.h"
-#include "tests/support/ExpectThrow.h"
 #include "tests/support/RunProgram.h"
 
 #include <csignal>
-#include <mutex>
-#include <set>
 #include <stdexcept>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -43,41 +39,6 @@ TEST(clJobs, EachInputIsProcessedOnceWhateverHappensToOthers)
     }
     clJobs::Run(
         0, 5, [](size_t) { FAIL(); }, [](size_t, const char *) { FAIL(); });
-}
-
-TEST(clJobs, AsManyAtTheSameTimeAsAskedFor)
-{
-    // Each waits for all others: with fewer threads this would never end.
-    for (const unsigned uInputs : {1U, 4U}) {
-        std::atomic<unsigned> uThere{0};
-        std::mutex mtx;
-        std::set<std::thread::id> threads;
-        clJobs::Run(
-            uInputs, 4,
-            [&](size_t) {
-                for (++uThere; uThere < uInputs;) {
-                    std::this_thread::yield();
-                }
-                const std::lock_guard<std::mutex> lock(mtx);
-                threads.insert(std::this_thread::get_id());
-            },
-            [](size_t, const char *) { FAIL(); });
-        EXPECT_EQ(uInputs, threads.size());
-    }
-}
-
-TEST(clJobs, AReportThatFailsIsToldAfterTheOthers)
-{
-    std::atomic<int> iDone{0};
-    EXPECT_THROW_MSG(clJobs::Run(
-                         50, 3,
-                         [&](size_t) {
-                             ++iDone;
-                             throw std::runtime_error("bad");
-                         },
-                         [](size_t, const char *) { throw std::logic_error("worse"); }),
-                     std::logic_error, "worse");
-    EXPECT_EQ(50, iDone);
 }
 
 TEST(clJobs, FewThreadsOrFilesMakeFewJobs)

@@ -3,9 +3,6 @@
 #include "kit/Printable.h"
 #include "tests/support/RunProgram.h"
 
-#include <csignal>
-#include <thread>
-
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/ioctl.h>
@@ -80,64 +77,6 @@ TEST(clReporter, MessagesHaveOneFormAndOneLine)
     EXPECT_EQ(strFailures + "vantrel-kit: c?: warning: odd\nvantrel-kit: d: hint: try e\n"
                             "1 converted, 0 skipped, 1 failed\n",
               RunForked([&]() { return say(false); }).strErr);
-}
-
-TEST(clReporter, LinesOfThreadsAreNotMixed)
-{
-    const run_t run = RunForked([]() {
-        clReporter reporter;
-        std::vector<std::thread> threads;
-        for (size_t i = 0; i < 4; ++i) {
-            threads.emplace_back([&reporter, i]() {
-                for (size_t k = 0; k < 200; ++k) {
-                    reporter.PutResult(k * 4 + i, std::to_string(k * 4 + i) + "\n");
-                    reporter.Note(std::string(50, static_cast<char>('a' + i)));
-                }
-            });
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
-        }
-        reporter.PutResult(801, "after one that was never done\n");
-        return reporter.Finish() ? 0 : 1;
-    });
-    std::string strExpected;
-    for (int i = 0; i < 800; ++i) {
-        strExpected += std::to_string(i) + "\n";
-    }
-    strExpected += "after one that was never done\n";
-    EXPECT_EQ(strExpected, run.strOut);
-    std::istringstream lines(run.strErr);
-    int iLines = 0;
-    for (std::string strLine; std::getline(lines, strLine); ++iLines) {
-        EXPECT_EQ(std::string(50, strLine[0]), strLine);
-    }
-    EXPECT_EQ(800, iLines);
-}
-
-TEST(clReporter, LostResultsAreAFailure)
-{
-    std::signal(SIGPIPE, SIG_IGN);
-    int aPipe[2];
-    ASSERT_EQ(0, pipe(aPipe));
-    close(aPipe[0]);
-    const int iFull = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    for (const auto &[iFileH, cpReason] :
-         {std::pair(iFull, "No space left on device"), std::pair(aPipe[1], "Broken pipe")}) {
-        const auto put = [](bool bAny) {
-            clReporter reporter(true);
-            if (bAny) {
-                reporter.PutJson("{}");
-                reporter.PutResult(0, "more\n");
-            }
-            return reporter.Finish() ? 0 : 1;
-        };
-        const run_t run = RunForked([&]() { return put(true); }, [](pid_t) {}, iFileH);
-        EXPECT_EQ(1, run.iStatus);
-        EXPECT_EQ(std::string("vantrel-kit: standard output: ") + cpReason + "\n", run.strErr);
-        EXPECT_EQ(0, RunForked([&]() { return put(false); }, [](pid_t) {}, iFileH).iStatus);
-        close(iFileH);
-    }
 }
 
 TEST(clReporter, ProgressIsRemovedAroundMessagesAndAtTheEnd)

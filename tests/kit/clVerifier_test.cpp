@@ -72,11 +72,4 @@ TEST_F(clVerifier_, FindsEveryDifference)
     EXPECT_EQ("", Verify(good)) << "the same object after all that";
 }
 
-TEST_F(clVerifier_, KnowsFilesWithoutSound)
-{
-    Open({});
-    EXPECT_EQ("", Verify(ExpectedDSF({}, 2, 2822400, &tag)));
-    EXPECT_NE("", Verify(ExpectedDSF({1, 2}, 2, 2822400, &tag)));
-}
-
 } // namespace

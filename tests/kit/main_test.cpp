@@ -7,7 +7,7 @@ namespace
 
 run_t RunScript(const std::string &strScript)
 {
-    return RunProgram({"sh", "-c", strScript, VANTREL_KIT_PROGRAM});
+    return RunProgram({"/bin/bash", "-c", strScript, VANTREL_KIT_PROGRAM});
 }
 
 } // namespace
@@ -19,22 +19,16 @@ TEST(vantrel_kit, HelpAndVersionAreResults)
     EXPECT_EQ("vantrel-kit " VANTREL_VERSION "\n", version.strOut);
     EXPECT_EQ("", version.strErr);
     EXPECT_EQ(0, RunScript("\"$0\" --help").iStatus);
-    for (const char *cpLost : {"\"$0\" --version >/dev/full", "\"$0\" --help >/dev/full"}) {
-        const run_t run = RunScript(cpLost);
+    const std::pair<const char *, const char *> aLost[] = {
+        {"\"$0\" --version >/dev/full", "No space left on device"},
+        {"\"$0\" --help >/dev/full", "No space left on device"},
+        // The pipe has no reader any more when the program writes.
+        {"exec > >(:); wait $!; exec \"$0\" --version", "Broken pipe"},
+    };
+    for (const auto &[cpScript, cpReason] : aLost) {
+        const run_t run = RunScript(cpScript);
         EXPECT_EQ(1, run.iStatus);
-        EXPECT_EQ("vantrel-kit: standard output: No space left on device\n", run.strErr);
+        EXPECT_EQ(std::string("vantrel-kit: standard output: ") + cpReason + "\n", run.strErr);
     }
     EXPECT_EQ(0, RunScript("\"$0\" --version >&- 2>&-").iStatus);
-}
-
-TEST(vantrel_kit, WrongUsageSaysSoOnStandardError)
-{
-    for (const char *cpScript :
-         {"\"$0\"", "\"$0\" transcode", "\"$0\" --wrong", "\"$0\" '\n'", "\"$0\" ''"}) {
-        const run_t run = RunScript(cpScript);
-        EXPECT_EQ(2, run.iStatus) << cpScript;
-        EXPECT_EQ("", run.strOut);
-        EXPECT_TRUE(run.strErr.starts_with("vantrel-kit: ")) << run.strErr;
-        EXPECT_EQ(run.strErr.size() - 1, run.strErr.find('\n')) << "one line";
-    }
 }
