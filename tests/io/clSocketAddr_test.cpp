@@ -78,22 +78,3 @@ TEST(clSocketAddrDetect, ChoosesByTextOrSize)
                          "clSocketAddrDetect::GetAddr(): no match");
     }
 }
-
-TEST(clSocketAddr, CopiesHostNamesAndTheBase)
-{
-    clSocketAddrIPv6 addr;
-    addr.Set("::1", 80);
-    addr = clSocketAddrIPv6(addr);
-    EXPECT_STREQ("::1:80", addr.AsStringPort().c_str());
-    const std::string strPort = addr.AsHostNamePort().c_str();
-    EXPECT_EQ(std::string(addr.AsHostName().c_str()) + ":80", strPort);
-    EXPECT_NE(":80", strPort) << "a name or the numeric address";
-    struct : clSocketAddr {
-    } none;
-    none.Set(addr.GetSockAddr(), addr.GetSize());
-    EXPECT_STREQ("null", none.GetFamilyName());
-    EXPECT_EQ(0U, none.GetSize());
-    EXPECT_EQ(nullptr, none.GetSockAddr());
-    EXPECT_STREQ("", none.AsStringPort().c_str());
-    EXPECT_STREQ("", none.AsHostName().c_str());
-}

@@ -6,8 +6,6 @@
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/ScriptedServer.h"
 
-#include <cerrno>
-#include <optional>
 #include <string>
 #include <tuple>
 #include <typeinfo>
@@ -75,18 +73,6 @@ TEST(clStreamReaderHTTP, RequestsAreExact)
         strUsual + "\r\n", strUsual + "Range: bytes=4096-\r\n\r\n",
         strUsual + "Range: bytes=4294967296-\r\n\r\n", "GET /" + strHeaders + "\r\n"};
     EXPECT_EQ(expected, server.Requests());
-}
-
-TEST(clStreamReaderHTTP, DefaultPortIs80)
-{
-    std::optional<ScriptedServer> server;
-    try {
-        server.emplace(std::vector<ServerAnswer>{{Head("200 OK")}}, uint16_t{80});
-    } catch (const std::runtime_error &) {
-        GTEST_SKIP() << "port 80 is in use, or not permitted";
-    }
-    const clProbe reader("http://127.0.0.1");
-    EXPECT_EQ(0U, server->Requests().at(0).find("GET / HTTP/1.1\r\nHost: 127.0.0.1:80\r\n"));
 }
 
 TEST(clStreamReaderHTTP, HeadsArePrintedAndKept)
@@ -196,13 +182,6 @@ TEST(clStreamReaderHTTP, AnswersThatAreRefused)
         }
         EXPECT_EQ(row.strPrinted, testing::internal::GetCapturedStdout());
     }
-}
-
-TEST(clStreamReaderHTTP, RefusedConnectionsFailAtTheRequest)
-{
-    const DescriptorCheck check;
-    EXPECT_THROW_MSG(clProbe reader("http://127.0.0.1:1"), clXSocket,
-                     clXSocket("clSocket::Send(): send()", ECONNREFUSED).what());
 }
 
 TEST(clStreamReaderHTTP, ReadsAndSkipsAcrossSeeks)

@@ -29,10 +29,10 @@ struct DescriptorCheck {
     ~DescriptorCheck() { EXPECT_EQ(uBefore, CountDescriptors()); }
 };
 
-/** A socket that listens on 127.0.0.1. @param uPort 0 for a free one; receives the real one */
+/** A socket that listens on a free port of 127.0.0.1. @param uPort receives the port */
 inline int ListenLocally(uint16_t &uPort)
 {
-    sockaddr_in addr = {AF_INET, htons(uPort), {htonl(INADDR_LOOPBACK)}, {}};
+    sockaddr_in addr = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
     socklen_t size = sizeof(addr);
     auto *const spAddr = reinterpret_cast<sockaddr *>(&addr);
     const int iListenH = socket(AF_INET, SOCK_STREAM, 0);
@@ -70,8 +70,7 @@ struct ServerAnswer {
 class ScriptedServer
 {
 public:
-    /** @param uPort 0 for a free one. @throws std::runtime_error when the port is in use */
-    explicit ScriptedServer(std::vector<ServerAnswer> answers, uint16_t uPort = 0)
+    explicit ScriptedServer(std::vector<ServerAnswer> answers)
         : script(std::move(answers)),
           iListenH(ListenLocally(uPort)),
           iStopH(eventfd(0, 0)),
@@ -166,6 +165,7 @@ private:
     }
 
     const std::vector<ServerAnswer> script;
+    uint16_t uPort = 0;
     const int iListenH;
     const int iStopH;
     const std::string strHost;
