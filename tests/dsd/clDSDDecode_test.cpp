@@ -224,24 +224,6 @@ TEST(clDSDIFF, Read51PlacesChannelsBySpeaker)
                      "clDSDIFF::Read_5_1(): read size must be multiple of channels");
 }
 
-TEST(clDSF, Read51PlacesChannelsByType)
-{
-    clDSF reader;
-    samples_t four(4 * BLOCK);
-    samples_t out(6 * BLOCK, 7.0);
-    reader.Open(DSFBuilder().Channels(4, 4).Data(Pattern(size_t{4} * 4096), 4096 * 8).Stream());
-    ASSERT_EQ(four.size(), reader.Read(four.data(), four.size()));
-    reader.SeekSample(0);
-    ASSERT_EQ(out.size(), reader.Read_5_1(out.data(), out.size()));
-    for (size_t i = 0; i < BLOCK; ++i) {
-        EXPECT_EQ(
-            (samples_t{four[4 * i], four[4 * i + 1], 7.0, 7.0, four[4 * i + 2], four[4 * i + 3]}),
-            Part(out, 6 * i, 6));
-    }
-    EXPECT_THROW_MSG(reader.Read_5_1(out.data(), 6 * BLOCK - 6), clXDSF,
-                     "clDSF::Read(): read size must be multiple of blocksize");
-}
-
 TEST(clDSF, ReadGivesTheWholeSamplesOfABrokenGroup)
 {
     // Two groups of two blocks of eight bytes; the bytes present of the second, and its samples.

@@ -252,33 +252,3 @@ TEST(clDSDIFFPropChunk, RefusesUnknownValues)
     EXPECT_THROW_MSG(speakers.form.chunkProperty.GetChannelId(0), clXDSDIFF,
                      "clDSDIFFPropChunk::GetChannelId(): uChIdx >= sChannels.channels");
 }
-
-TEST(clDSDIFFPropChunk, PlacesChannelsByIdAndCount)
-{
-    const struct {
-        std::vector<std::string> ids;
-        std::vector<uint32_t> places, codes;
-        bool bConflict = false;
-    } aRows[] = {
-        {{"LFE "}, {0}, {3}},
-        {{"SRGT", "SLFT"}, {1, 0}, {1, 0}},
-        {{"MRGT", "MLFT"}, {0, 1}, {1, 0}}, // stereo files are matched on SLFT and SRGT only
-        {{"SLFT", "SLFT"}, {0, 1}, {0, 0}, true},
-        {{"MLFT", "C   ", "LFE "}, {0, 1, 2}, {0, 2, 3}, true},
-        {{"LS  ", "RS  ", "MLFT", "MRGT"}, {2, 3, 0, 1}, {4, 5, 0, 1}},
-        {{"MLFT", "MRGT", "LS  ", "RS  ", "C   ", "LFE "}, {0, 1, 4, 5, 2, 3}, {0, 1, 4, 5, 2, 3}},
-        {{"RS  ", "LS  ", "LFE ", "C   ", "MRGT", "MLFT", "C001"},
-         {0, 1, 2, 3, 4, 5, 6},
-         {5, 4, 3, 2, 1, 0, 6}},
-    };
-    for (const auto &row : aRows) {
-        const parsed_t parsed(B().Channels(row.ids).Build());
-        const clDSDIFFPropChunk &property = parsed.form.chunkProperty;
-        SCOPED_TRACE(testing::PrintToString(row.ids));
-        EXPECT_EQ(row.bConflict, property.HasChannelConflict());
-        for (uint32_t i = 0; i < row.ids.size(); ++i) {
-            EXPECT_EQ(row.places[i], property.GetChannelId(i));
-            EXPECT_EQ(row.codes[i], property.GetSpeakerCodes()[i]);
-        }
-    }
-}

@@ -138,27 +138,6 @@ TEST(clDSDIFFInspector, ReportsEachFault)
     }
 }
 
-TEST(clDSDIFFInspector, ParsesTagsOnlyWhenAsked)
-{
-    bytes_t bad = TAG;
-    bad[17] = 0xFF; // The frame is larger than the tag.
-    const bytes_t file = B().Before(B::Chunk("ID3 ", Pattern(20)))
-                             .Before(B::Chunk("ID3 ", Part(TAG, 0, 15)))
-                             .After(B::Chunk("ID3 ", bad))
-                             .Trailing(Part(TAG, 0, 16))
-                             .Build();
-    EXPECT_EQ("", Texts(Inspected<I>(file, false)));
-    const I inspector = Inspected<I>(file, true);
-    const std::string strStart = "C: chunk 'ID3 ' at byte 118 does not begin with 'ID3'|"
-                                 "C: the tag at byte 162 announces 26 bytes, 15 are there|"
-                                 "C: the tag at byte 218 does not parse: clID3";
-    EXPECT_EQ(strStart, Texts(inspector).substr(0, strStart.size()));
-    for (const finding_t &finding : inspector.GetFindings()) {
-        EXPECT_TRUE(finding.bTag);
-    }
-    ASSERT_EQ(4U, inspector.GetFindings().size());
-}
-
 TEST(clDSDIFFInspector, KeepsAFewOfManyFaults)
 {
     bytes_t many;
