@@ -78,43 +78,6 @@ TEST(clDSTEncoder, ChecksWithItsPolynomial)
     EXPECT_EQ(0x80000033, clDSTEncoder::CheckValue({2}));
 }
 
-TEST(clDSTEncoder, RefusesWhatNoDecoderTakes)
-{
-    // At this rate a channel has 256 bytes: two of the shortest segments of a filter.
-    const clDSTEncoder encoder(2, 256 * 600);
-    dst_frame good;
-    good.aHalf = {false, false};
-    good.filters.aLists = good.tables.aLists = {{{1, 2}, true, 1, 0}};
-    good.filters.aSegments = {{128}};
-    good.filters.aNumbers = {{0, 0}};
-    EXPECT_NO_THROW(encoder.Encode(good, Pattern(512)));
-    EXPECT_THROW(encoder.Encode(good, Pattern(511)), std::invalid_argument);
-    void (*const apFaults[])(dst_frame &) = {
-        [](dst_frame &frame) { frame.aHalf.pop_back(); },
-        [](dst_frame &frame) { frame.filters.aSegments = {{129}}; },
-        [](dst_frame &frame) { frame.filters.uResolution = 3; },
-        [](dst_frame &frame) { frame.filters.uResolution = 256; },
-        [](dst_frame &frame) { frame.bSameSegmentation = false; }, // a number per segment
-        [](dst_frame &frame) {
-            frame.filters.aNumbers = {{0, 1}};
-        }, // no such filter
-        [](dst_frame &frame) {
-            frame.filters.aNumbers = {{1, 0}};
-        },
-        [](dst_frame &frame) { frame.filters.bSameNumbers = false; },
-        [](dst_frame &frame) { frame.tables.aLists[0].aEntries = {1}; },
-        [](dst_frame &frame) { frame.tables.aLists[0].aEntries[0] = 129; },
-        [](dst_frame &frame) { frame.filters.aLists[0].aEntries.resize(129); },
-        [](dst_frame &frame) { frame.filters.aLists[0].uMethod = 2; },
-    };
-    for (const auto &pFault : apFaults) {
-        SCOPED_TRACE(&pFault - apFaults);
-        dst_frame bad = good;
-        pFault(bad);
-        EXPECT_THROW(encoder.Encode(bad, Pattern(512)), std::invalid_argument);
-    }
-}
-
 TEST_P(dst_judge, DecodesTheSameSound)
 {
     if (RunProgram({"ffmpeg", "-version"}).iStatus != 0) {
