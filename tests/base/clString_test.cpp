@@ -161,35 +161,6 @@ TEST(clString, EditsParts)
     ExpectText(str, "aababbab");
 }
 
-TEST(clString, Concatenates)
-{
-    const clString strA("a");
-    const clString strEmpty;
-    ExpectText(strA + strA + "bc" + strEmpty, "aabc");
-    ExpectText(strEmpty + "", "");
-    ExpectText(strA + nullptr, "a");
-    clString str("1234567");
-    str += '8';
-    str += strA;
-    str += "b";
-    str += str.c_str() + 8;
-    str += str;
-    ExpectText(str, "12345678abab12345678abab");
-}
-
-TEST(clString, CleanTrimsBothEnds)
-{
-    const std::pair<const char *, const char *> aRows[] = {
-        {"text", "text"}, {" \t a  b \r\n", "a  b"}, {"a ", "a"}, {" \n", ""}, {"", ""},
-    };
-    for (const auto &[cpText, cpTrimmed] : aRows) {
-        clString str(cpText);
-        str.Clean();
-        SCOPED_TRACE(testing::PrintToString(cpText));
-        ExpectText(str, cpTrimmed);
-    }
-}
-
 TEST(clString, PartsOutsideTheTextAreRefused)
 {
     const std::tuple<const char *, unsigned, unsigned, std::string> aRefused[] = {
