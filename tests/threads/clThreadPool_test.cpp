@@ -6,7 +6,6 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -91,24 +90,6 @@ TEST(clThreadPool, RefusesBadThreadCountsAndASecondCreate)
     EXPECT_THROW_MSG(pool.ThreadPoolCreate(2), clXThreadPool,
                      "clThreadPool::ThreadPoolCreate(): lThreadCntr != 0");
     pool.ExpectWorking();
-}
-
-TEST(clThreadPool, CreateSubmitDestroyRepeatedly)
-{
-    for (int i = 0; i < 200; ++i) {
-        clProbePool pool;
-        for (const long lThreads : {0L, 0L, 3L, 1L, 0L, 4L}) {
-            SCOPED_TRACE(testing::Message() << "round " << i << ", " << lThreads << " threads");
-            EXPECT_THROW(pool.ThreadPoolCreate(-1), std::bad_alloc);
-            pool.ThreadPoolCreate(lThreads);
-            if (lThreads > 0) {
-                pool.ExpectWorking();
-            }
-            if (lThreads == 3 || lThreads == 1) {
-                pool.ThreadPoolDestroy();
-            }
-        }
-    }
 }
 
 TEST(clThreadPool, DeadWorkerIsReportedAndTheOthersCanStillBeEnded)
