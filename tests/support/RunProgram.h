@@ -67,17 +67,15 @@ inline run_t RunProgram(
     return {StatusOf(iWait), usage.ru_maxrss, TakeText(iOutH), TakeText(iErrH)};
 }
 
-/** Runs a function in a child process, with its result as the status. iStdOut replaces strOut as
- * standard output unless it is -1; stays open. */
+/** Runs a function in a child process, with its result as the status. */
 inline run_t RunForked(
-    const std::function<int()> &fnBody, const meanwhile_t &fnMeanwhile = [](pid_t) {},
-    int iStdOut = -1)
+    const std::function<int()> &fnBody, const meanwhile_t &fnMeanwhile = [](pid_t) {})
 {
     const int iOutH = memfd_create("out", MFD_CLOEXEC);
     const int iErrH = memfd_create("err", MFD_CLOEXEC);
     const pid_t pid = fork();
     if (pid == 0) {
-        dup2(iStdOut == -1 ? iOutH : iStdOut, 1);
+        dup2(iOutH, 1);
         dup2(iErrH, 2);
         _exit(fnBody());
     }
