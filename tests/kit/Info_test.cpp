@@ -171,8 +171,8 @@ TEST_F(Info, DigestIsThatOfTheSoundInOrder)
                                     .Build()));
     // Bits after the last sample do not count, and there may be no samples at all.
     const bytes_t ones(4096, 0xFF);
-    EXPECT_EQ(Digest(Build().Channels({"C   "}).Sound({0xFF, 0xF0}).Build()),
-              Digest(DSFBuilder().Channels(1, 1).Data(ones, 12).Build()));
+    EXPECT_EQ(Digest(Build().Channels({"C   "}).Sound({0xFF, 0xF8}).Build()),
+              Digest(DSFBuilder().Channels(1, 1).Data(ones, 13).Build()));
     EXPECT_EQ("\"d41d8cd98f00b204e9800998ecf8427e\"", Digest(Build().Sound({}).Build()));
 
     const run_t none =

@@ -70,10 +70,15 @@ TEST(clReporter, MessagesHaveOneFormAndOneLine)
         reporter.Note("1 converted, 0 skipped, 1 failed");
         reporter.StartProgress(9, 9);
         reporter.EndFile();
+        // In order, although the second was never done.
+        reporter.PutResult(2, "third\n");
+        reporter.PutResult(0, "first\n");
         return reporter.Finish() ? 0 : 1;
     };
     const std::string strFailures = "vantrel-kit: a?b: is?bad\nvantrel-kit: no path\n";
-    EXPECT_EQ(strFailures, RunForked([&]() { return say(true); }).strErr);
+    const run_t quiet = RunForked([&]() { return say(true); });
+    EXPECT_EQ(strFailures, quiet.strErr);
+    EXPECT_EQ("first\nthird\n", quiet.strOut);
     EXPECT_EQ(strFailures + "vantrel-kit: c?: warning: odd\nvantrel-kit: d: hint: try e\n"
                             "1 converted, 0 skipped, 1 failed\n",
               RunForked([&]() { return say(false); }).strErr);
