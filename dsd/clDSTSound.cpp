@@ -127,24 +127,24 @@ bool clDSTSound::FillBatch()
     aReported.clear();
     const auto sizeMost =
         static_cast<size_t>(std::min<uint64_t>(pBatch->GetCount(), uFrames - uNextFrame));
-    clDSTFrames::frame_t frame;
-    while (aBatch.size() < sizeMost &&
-           NextFrame(frame, pBatch->GetFrame(aBatch.size()), pBatch->GetFrameRoom())) {
-        aBatch.push_back(frame);
-        auSizes.push_back(frame.uSize);
-        aReported.push_back(0);
-        aChecks.push_back(report && frame.bHasCheck ? 1 : 0);
-    }
-    if (aBatch.empty()) {
-        return false;
-    }
     try {
-        pBatch->Decode(aBatch.size(), auSizes.data(), aChecks.data());
+        clDSTFrames::frame_t frame;
+        while (aBatch.size() < sizeMost &&
+               NextFrame(frame, pBatch->GetFrame(aBatch.size()), pBatch->GetFrameRoom())) {
+            aBatch.push_back(frame);
+            auSizes.push_back(frame.uSize);
+            aReported.push_back(0);
+            aChecks.push_back(report && frame.bHasCheck ? 1 : 0);
+        }
+        if (!aBatch.empty()) {
+            pBatch->Decode(aBatch.size(), auSizes.data(), aChecks.data());
+        }
     } catch (...) {
+        // Frames that were read and not decoded must not be delivered.
         aBatch.clear();
         throw;
     }
-    return true;
+    return !aBatch.empty();
 }
 
 bool clDSTSound::NextFrame(clDSTFrames::frame_t &frame, void *pBuffer, uint64_t uRoom)
@@ -152,8 +152,15 @@ bool clDSTSound::NextFrame(clDSTFrames::frame_t &frame, void *pBuffer, uint64_t 
     if (uNextFrame == auPlaces.size() * PLACE_STEP) {
         auPlaces.push_back(frames.GetPosition());
     }
-    if (!frames.Next(frame, pBuffer, uRoom)) {
-        return false;
+    const uint64_t uStart = frames.GetPosition();
+    try {
+        if (!frames.Next(frame, pBuffer, uRoom)) {
+            return false;
+        }
+    } catch (...) {
+        // The frame is still the next one.
+        frames.GoTo(uStart);
+        throw;
     }
     ++uNextFrame;
     return true;

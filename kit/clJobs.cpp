@@ -15,7 +15,7 @@ namespace
 constexpr rlim_t FILES_PER_JOB = 8;
 constexpr rlim_t OTHER_FILES = 32;
 
-constexpr unsigned MOST_PER_JOB = 8;
+constexpr unsigned MOST_PER_JOB = 4;
 
 // Jobs of the run.
 std::atomic<unsigned> uRunning{1};

@@ -57,6 +57,7 @@ void clSoundReader::Open(clInputFile &input, bool bLenient)
     uFrames = uSamples / 8 + (uSamples % 8 != 0 ? 1 : 0);
     pInput = &input;
     ChoosePlaces();
+    frameReport = clFrameReport();
     if (input.IsDST()) {
         OpenDST(bLenient);
     }
@@ -142,7 +143,6 @@ void clSoundReader::OpenDST(bool bLenient)
     source.uSampleRate = found.uSampleRate;
     source.uWorkers = clJobs::GetProcessorsPerJob();
     source.uFrames = found.uFrames;
-    frameReport = clFrameReport();
     pDST = std::make_unique<clDSTSound>(pInput->GetStream(), source);
     pDST->SetReport([this, bLenient](const clDSTSound::frame_t &frame) {
         if (!bRewound) {

@@ -253,6 +253,22 @@ TEST(clDSTSound, ABadFrameEndsTheReadAtItsPlace)
     }
 }
 
+TEST(clDSTSound, AFailedReadDeliversNothing)
+{
+    const DSTFile file(50);
+    const bytes_t bytes = DSTFile::Build(file.Chunks());
+    for (unsigned uNth = 20; uNth < 110; uNth += 7) {
+        SCOPED_TRACE(uNth);
+        auto *const pStream = new MemoryStream(bytes);
+        pStream->FailAt<clXFileIO>(MemoryStream::CALL_READ, uNth, "failed");
+        const auto pReader = Opened(pStream, 2);
+        bytes_t sound(file.sound.size());
+        EXPECT_THROW_MSG(while (pReader->ReadRaw(sound.data(), 2) != 0){}, clXFileIO, "failed");
+        pReader->SeekSample(0);
+        EXPECT_TRUE(EqualBytes(file.sound, ReadAll(*pReader)));
+    }
+}
+
 TEST(clDSTSound, ReportsEveryFrameInOrder)
 {
     DSTFile file(40);

@@ -124,6 +124,11 @@ TEST_F(kit_dst, CheckValuesCountIfOneAgrees)
     EXPECT_TRUE(Has(one.strErr, "warning: DST frame 3 ") && Has(one.strErr, "DST frame 53 "))
         << one.strErr;
     EXPECT_EQ(1, Run("check", {folder.Path("one.dff")}).iStatus);
+    // A warning belongs to one file of a job.
+    folder.Write("plain.dff", Plain());
+    const run_t next = Run("convert", {"-nfj1", folder.Path("one.dff"), folder.Path("plain.dff")});
+    EXPECT_TRUE(Has(next.strErr, "one.dff: warning: ")) << next.strErr;
+    EXPECT_FALSE(Has(next.strErr, "plain.dff: warning: ")) << next.strErr;
     const run_t all = Run("convert", {folder.Path("all.dff")});
     EXPECT_EQ(0, all.iStatus);
     EXPECT_FALSE(Has(all.strErr, "warning")) << all.strErr;
