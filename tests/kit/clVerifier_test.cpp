@@ -72,4 +72,18 @@ TEST_F(clVerifier_, FindsEveryDifference)
     EXPECT_EQ("", Verify(good)) << "the same object after all that";
 }
 
+TEST_F(clVerifier_, ReadsNothingThatHasGone)
+{
+    const bytes_t frames = Pattern(2 * 24 * 4096);
+    bytes_t buffer(frames.size());
+    for (const bytes_t &file :
+         {DSDIFFBuilder().Sound(frames).Build(), ExpectedDSF(frames, 2, 2822400)}) {
+        sound.Close();
+        input.Open(folder.Write("in", file));
+        sound.Open(input);
+        std::filesystem::resize_file(folder.Path("in"), 92 + 12 * 8192); // whole groups
+        EXPECT_THROW(sound.Read(buffer.data(), buffer.size() / 2), clXInput);
+    }
+}
+
 } // namespace
