@@ -247,8 +247,6 @@ TEST(clDSDIFFPropChunk, RefusesUnknownValues)
     const parsed_t speakers(Sub("LSCO", B::Number(77, 2)));
     EXPECT_THROW_MSG(speakers.form.chunkProperty.GetSpeakerConfig(), clXDSDIFF,
                      "clDSDIFFPropChunk::GetSpeakerConfig(): unknown speaker config");
-    EXPECT_THROW_MSG(speakers.form.chunkProperty.GetCompression(), clXDSDIFF,
-                     "clDSDIFFPropChunk::GetCompression(): unknown compression");
     EXPECT_THROW_MSG(speakers.form.chunkProperty.GetChannelId(0), clXDSDIFF,
                      "clDSDIFFPropChunk::GetChannelId(): uChIdx >= sChannels.channels");
 }
