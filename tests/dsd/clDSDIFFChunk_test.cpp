@@ -242,11 +242,13 @@ TEST(clDSDIFFPropChunk, AcceptsBothWaysToPadTheCompressionName)
     }
 }
 
-TEST(clDSDIFFPropChunk, RefusesUnknownValues)
+TEST(clDSDIFFPropChunk, KnowsOnlyItsOwnValues)
 {
     const parsed_t speakers(Sub("LSCO", B::Number(77, 2)));
     EXPECT_THROW_MSG(speakers.form.chunkProperty.GetSpeakerConfig(), clXDSDIFF,
                      "clDSDIFFPropChunk::GetSpeakerConfig(): unknown speaker config");
     EXPECT_THROW_MSG(speakers.form.chunkProperty.GetChannelId(0), clXDSDIFF,
                      "clDSDIFFPropChunk::GetChannelId(): uChIdx >= sChannels.channels");
+    const parsed_t swapped(B().Channels({"SRGT", "SLFT"}).Build());
+    EXPECT_EQ(1U, swapped.form.chunkProperty.GetChannelId(0));
 }

@@ -101,7 +101,6 @@ TEST(clDSF, ReadRaw51PlacesChannelsByType)
     const std::pair<uint32_t, std::vector<size_t>> aRows[] = {
         {1, {0}},
         {2, {0, 1}},
-        {3, {0, 1, 2}},
         {4, {0, 1, 4, 5}},
         {5, {0, 1, 2, 3}},
         {6, {0, 1, 2, 4, 5}},
