@@ -159,3 +159,25 @@ TEST(clDSF, SeeksToGroups)
     }
     EXPECT_EQ(2U * 8192, reader.GetPosition());
 }
+
+TEST(clDSF, ConvertDataUnfoldsBitsInTime)
+{
+    const bytes_t blocks = {0x01, 0x00, 0xFF, 0xFF, 0x80, 0x00, 0xFF, 0xFF}; // two groups
+    double aLeft[32];
+    double aRight[32];
+    double *const apDest[] = {aLeft, aRight};
+    clDSF reader;
+    for (const uint32_t uBits : {1U, 8U}) {
+        SCOPED_TRACE(uBits);
+        reader.OpenMeta(Small(blocks, 32).BitsPerSample(uBits).Stream());
+        reader.ConvertData(apDest, blocks.data(), blocks.size());
+        for (size_t i = 0; i < 32; ++i) {
+            // One bit per sample: the lowest bit is the earliest; eight: the highest.
+            const bool bOne = uBits == 1 ? i == 0 || i == 16 + 7 : i == 7 || i == 16;
+            EXPECT_EQ(bOne ? 1.0 : -1.0, aLeft[i]) << i;
+            EXPECT_EQ(1.0, aRight[i]);
+        }
+    }
+    EXPECT_THROW_MSG(reader.ConvertData(apDest, blocks.data(), 3), clXDSF,
+                     "clDSF::ConvertData(): size must be multiple of blocksize");
+}

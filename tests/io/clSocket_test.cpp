@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -20,22 +21,26 @@ namespace
 {
 
 struct Socket : clSocket {
-    explicit Socket(int iFamily) { Create(iFamily, SOCK_STREAM, 0); }
+    explicit Socket(int iFamily, int iType = SOCK_STREAM) { Create(iFamily, iType, 0); }
 };
 
-// Listens on a free port of 127.0.0.1. The backlog has room for one connection.
-struct Listener : Socket {
+// A socket bound to a free port of 127.0.0.1.
+struct Bound : Socket {
     std::unique_ptr<clSocketAddr> pAddr;
 
-    Listener() : Socket(AF_INET)
+    explicit Bound(int iType) : Socket(AF_INET, iType)
     {
         clSocketAddrIPv4 addr;
         addr.Set("127.0.0.1", 0);
         SetReUse(true);
         Bind(addr);
         pAddr.reset(GetSockName());
-        Listen(0);
     }
+};
+
+struct Listener : Bound {
+    // The backlog has room for one connection.
+    Listener() : Bound(SOCK_STREAM) { Listen(0); }
 };
 
 // Two connected sockets.
@@ -64,14 +69,30 @@ TEST(clSocket, FailingCallsNameThemselves)
 {
     clSocket sock;
     clSocketAddrIPv4 addr;
+    char c = 0;
+    socklen_t size = 1;
+    msghdr message = {};
     ExpectFailures(
-        EBADF, {{"Bind(): bind()", [&] { sock.Bind(addr); }},
-                {"SetReUse(): clSocket::SetOption(): setsockopt()", [&] { sock.SetReUse(true); }}});
+        EBADF,
+        {
+            {"Bind(): bind()", [&] { sock.Bind(addr); }},
+            {"Listen(): listen()", [&] { sock.Listen(1); }},
+            {"Connect(): connect()", [&] { sock.Connect(addr); }},
+            {"Accept(): accept()", [&] { sock.Accept(); }},
+            {"Shutdown(): shutdown()", [&] { sock.Shutdown(SHUT_RD); }},
+            {"Read(): read()", [&] { sock.Read(&c, 1); }},
+            {"RecvFrom(): recvfrom()", [&] { sock.RecvFrom(&c, 1, 0, nullptr, nullptr); }},
+            {"RecvMsg(): recvmsg()", [&] { sock.RecvMsg(&message, 0); }},
+            {"SetNagle(): clSocket::SetOption(): setsockopt()", [&] { sock.SetNagle(true); }},
+            {"SetReUse(): clSocket::SetOption(): setsockopt()", [&] { sock.SetReUse(true); }},
+            {"GetOption(): getsockopt()", [&] { sock.GetOption(1, 1, &c, &size); }},
+            {"GetSockName(): getsockname()", [&] { sock.GetSockName(); }},
+            {"GetPeerName(): getpeername()", [&] { sock.GetPeerName(); }},
+        });
     EXPECT_THROW_MSG(sock.SetBlocking(true), clXSocket, "clSocket::SetBlocking(): fcntl(F_GETFL)");
     ExpectFailures(EAFNOSUPPORT, {{"Create(): socket()", [&] { sock.Create(-1, 1, 0); }}});
 
     // A closed peer raises no signal.
-    msghdr message = {};
     Pair pair;
     pair.far.Close();
     ExpectFailures(EPIPE,
@@ -252,4 +273,64 @@ TEST(clSocket, IsConnectedChecksErrorsFirst)
     pollfd reset = {near.iSockH, 0, 0};
     poll(&reset, 1, -1);
     EXPECT_FALSE(near.IsConnected());
+}
+
+TEST(clSocket, DatagramsKeepTheirSizeAndSender)
+{
+    Bound near(SOCK_DGRAM);
+    Bound far(SOCK_DGRAM);
+    near.SendTo("one", 3, 0, far.pAddr->GetSockAddr(), far.pAddr->GetSize());
+    char aText[8] = {};
+    sockaddr_in from = {};
+    socklen_t size = sizeof(from);
+    EXPECT_EQ(3, far.RecvFrom(aText, 8, 0, reinterpret_cast<sockaddr *>(&from), &size));
+    clSocketAddrIPv4 sender;
+    sender.Set(reinterpret_cast<const sockaddr *>(&from), size);
+    far.Connect(sender);
+    const std::unique_ptr<clSocketAddr> pPeer(far.GetPeerName());
+    EXPECT_STREQ(near.pAddr->AsStringPort().c_str(), pPeer->AsStringPort().c_str());
+
+    iovec part = {aText, sizeof(aText)};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    EXPECT_EQ(8, far.SendMsg(&message, 0));
+    EXPECT_EQ(8, near.RecvMsg(&message, 0));
+}
+
+TEST(clSocket, MulticastSettingsReachTheSystem)
+{
+    Socket sock(AF_INET, SOCK_DGRAM);
+    clSocketAddrIPv4 group;
+    clSocketAddrIPv4 near;
+    group.Set("239.1.2.3", 0);
+    near.Set("127.0.0.1", 0);
+    sock.SetMulticastTTL(group, 7);
+    sock.SetMulticastLoop(group, false);
+    sock.SetMulticastIf(near);
+    const std::tuple<int, socklen_t, uint32_t> aRows[] = {
+        {IP_MULTICAST_TTL, 1, 7},
+        {IP_MULTICAST_LOOP, 1, 0},
+        {IP_MULTICAST_IF, 4, htonl(INADDR_LOOPBACK)},
+    };
+    for (auto [iName, size, uExpected] : aRows) {
+        SCOPED_TRACE(iName);
+        uint32_t uValue = 0;
+        sock.GetOption(IPPROTO_IP, iName, &uValue, &size);
+        EXPECT_EQ(uExpected, uValue);
+    }
+    sock.JoinGroup(group, &near);
+    sock.LeaveGroup(group, &near);
+    const std::string strOption = "SetOption(): setsockopt()";
+    ExpectFailures(EADDRNOTAVAIL, {{strOption, [&] { sock.LeaveGroup(group, &near); }}});
+
+    // The group's family selects the level; a family without groups is ignored.
+    clSocketAddrIPv6 group6;
+    group6.Set("ff02::1", 0);
+    EXPECT_THROW_MSG(sock.JoinGroup(group6, &near), clXSocket,
+                     "clSocket::JoinGroup(): interface of another family");
+    ExpectFailures(ENOPROTOOPT, {{strOption, [&] { sock.SetMulticastIf(group6); }},
+                                 {strOption, [&] { sock.SetMulticastTTL(group6, 1); }}});
+    sock.JoinGroup(clSocketAddrLocal());
+    sock.SetMulticastTTL(clSocketAddrLocal(), 1);
 }
