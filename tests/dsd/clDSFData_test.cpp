@@ -99,12 +99,8 @@ TEST(clDSF, ReadRawCountsOnlySound)
 TEST(clDSF, ReadRaw51PlacesChannelsByType)
 {
     const std::pair<uint32_t, std::vector<size_t>> aRows[] = {
-        {1, {0}},
-        {2, {0, 1}},
-        {4, {0, 1, 4, 5}},
-        {5, {0, 1, 2, 3}},
-        {6, {0, 1, 2, 4, 5}},
-        {7, {0, 1, 2, 3, 4, 5}},
+        {1, {0}},          {2, {0, 1}},          {4, {0, 1, 4, 5}},
+        {5, {0, 1, 2, 3}}, {6, {0, 1, 2, 4, 5}}, {7, {0, 1, 2, 3, 4, 5}},
         {7, {0, 1}}, // fewer channels than the type has places
     };
     clDSF reader;
