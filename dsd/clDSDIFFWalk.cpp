@@ -102,7 +102,8 @@ void clDSDIFFWalk::ReadForm(uint64_t uFormSize)
             bFits = false;
         }
         const uint64_t uLeft = (uNext < uInside ? uInside : uFileSize) - uNext;
-        if (uLeft < HEADER_SIZE) {
+        // A form that ends inside the header of a chunk announces too little.
+        if (uLeft < HEADER_SIZE && (uNext >= uInside || !IsWholeChunk(uNext))) {
             if (uNext >= uFormEnd) {
                 break;
             }
@@ -135,6 +136,15 @@ void clDSDIFFWalk::ReadForm(uint64_t uFormSize)
                                      ", the file has " + std::to_string(uFileSize - HEADER_SIZE) +
                                      " after the form's header");
     }
+}
+
+bool clDSDIFFWalk::IsWholeChunk(uint64_t uOffset)
+{
+    if (to.uFileSize - uOffset < HEADER_SIZE) {
+        return false;
+    }
+    const chunk_t chunk = ReadHeader(uOffset);
+    return IsId(chunk.uId) && chunk.uSize <= to.uFileSize - chunk.GetData();
 }
 
 // What follows the tag belongs to nothing.

@@ -56,6 +56,7 @@ public:
 private:
     bool IsDSDIFF(uint64_t &uFormSize);
     void ReadForm(uint64_t uFormSize);
+    bool IsWholeChunk(uint64_t uOffset);
     bool FindAppendedTag(uint64_t uOffset);
     void ReadChunk(const chunk_t &chunk);
     void ReadProperties(const chunk_t &property);

@@ -63,6 +63,7 @@ TEST_F(Convert, RefusesWhatWouldBeLostUnlessLenient)
          Expected(Part(sound, 0, 9998), 2, 2)},
         {"no rate", Stereo(sound).Rate(0).Build(), "rate", Expected(sound, 2, 2)},
         {"form too small", WithFormSize(tagged, 100), "form", Expected(sound, 2, 2, &tag)},
+        {"form ends in a header", WithFormSize(tagged, 26), "form", Expected(sound, 2, 2, &tag)},
         {"chunk too large", Stereo(sound).After(DSDIFFBuilder::Chunk("ID3 ", tag, 5000)).Build(),
          "ID3 ", Expected(sound, 2, 2)},
         {"unnamed set", Stereo(sound).Channels({"LFE ", "MLFT"}).Build(), "channel",
