@@ -137,8 +137,8 @@ public:
      * @throws clXDSDIFF when the data ends past the range of file positions */
     uint64_t Attach(clStreamReader *pStreamReader);
 
-    /** Takes decompressed sound in the place of what the stream holds.
-     * @param pStreamReader from which the sound reads */
+    /** Takes decompressed sound instead; reads then throw clXDSDIFF at a bad frame, too.
+     * @param pStreamReader from which the sound reads; borrowed as above */
     void Attach(clStreamReader *pStreamReader, std::unique_ptr<clDSTSound> pDecompressed);
 
     void Detach() noexcept;

@@ -5,7 +5,6 @@
 #include "threads/clSignalBlock.h"
 
 #include <algorithm>
-#include <string>
 #include <thread>
 
 namespace
