@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -63,15 +64,25 @@ struct ServerAnswer {
     std::vector<pause_t> pauses = {}; ///< in the order of their offsets
 };
 
+/** Answers the request with this number, from 0 on, by its head. */
+using server_script_t = std::function<ServerAnswer(size_t uNumber, const std::string &strRequest)>;
+
 /**
- * A server on 127.0.0.1 that gives each answer of its script to one connection, in order, and then
- * accepts no more. The destructor ends it at any time.
+ * A server on 127.0.0.1 that treats one connection after the other. The destructor ends it at any
+ * time.
  */
 class ScriptedServer
 {
 public:
+    /** Gives each answer to one connection, in order, and then accepts no more. */
     explicit ScriptedServer(std::vector<ServerAnswer> answers)
+        : ScriptedServer([=](size_t uNumber, const std::string &) { return answers[uNumber]; },
+                         answers.size())
+    {
+    }
+    explicit ScriptedServer(server_script_t answers, size_t uMostConnections = SIZE_MAX)
         : script(std::move(answers)),
+          uMost(uMostConnections),
           iListenH(ListenLocally(uPort)),
           iStopH(eventfd(0, 0)),
           strHost("127.0.0.1:" + std::to_string(uPort))
@@ -114,17 +125,15 @@ private:
 
     void Run()
     {
-        for (const ServerAnswer &answer : script) {
-            if (!Wait(iListenH, POLLIN)) {
-                return;
-            }
+        while (requests.size() < uMost && Wait(iListenH, POLLIN)) {
             const int iSockH = accept(iListenH, nullptr, nullptr);
-            Serve(iSockH, answer);
+            ReadRequest(iSockH);
+            Serve(iSockH, script(requests.size() - 1, requests.back()));
             close(iSockH);
         }
     }
 
-    void Serve(int iSockH, const ServerAnswer &answer)
+    void ReadRequest(int iSockH)
     {
         std::string &strRequest = requests.emplace_back();
         char c = 0;
@@ -132,6 +141,10 @@ private:
                recv(iSockH, &c, 1, 0) == 1) {
             strRequest += c;
         }
+    }
+
+    void Serve(int iSockH, const ServerAnswer &answer)
+    {
         std::string_view left = answer.strBytes;
         for (const auto &[uOffset, iMilliseconds] : answer.pauses) {
             const size_t sizePiece = uOffset - (answer.strBytes.size() - left.size());
@@ -164,7 +177,8 @@ private:
         return true;
     }
 
-    const std::vector<ServerAnswer> script;
+    const server_script_t script;
+    const size_t uMost;
     uint16_t uPort = 0;
     const int iListenH;
     const int iStopH;

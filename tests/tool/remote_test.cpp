@@ -3,10 +3,9 @@
 
 #include "dsd/clDSDIFF.h"
 #include "io/CreateStreamReader.h"
+#include "tests/support/Nginx.h"
 #include "tests/support/ScriptedServer.h"
 #include "tests/support/VantrelTest.h"
-
-#include <csignal>
 
 namespace
 {
@@ -104,31 +103,12 @@ TEST_F(remote, ProgramWaitsForServersThatFetchTheFileFirst)
 
 TEST_F(remote, nginxServesWhatTheDiskHolds)
 {
-    if (RunProgram({"nginx", "-v"}).iStatus != 0) {
+    if (!HasNginx()) {
         GTEST_SKIP() << "nginx is not installed";
     }
     const bytes_t sound = Pattern(5000001 * 2);
     folder.Write("a.dff", DSDIFFBuilder().Sound(sound).Build());
-    uint16_t uPort = 0;
-    const int iListenH = ListenLocally(uPort);
-    const std::string strHost = "127.0.0.1:" + std::to_string(uPort);
-    const std::string strConfig =
-        "daemon off; user root; pid pid; events {}\n"
-        "http { access_log off; client_body_temp_path temp; proxy_temp_path temp;\n"
-        "fastcgi_temp_path temp; uwsgi_temp_path temp; scgi_temp_path temp;\n"
-        "server { root .; listen " +
-        strHost + "; } }\n";
-    folder.Write("conf", DSDIFFBuilder::Text(strConfig));
-    // It goes on with a socket that listens already, as when it replaces a server that runs: there
-    // is no moment at which it cannot be reached.
-    setenv("NGINX", (std::to_string(iListenH) + ";").c_str(), 1);
-    const auto Visit = [&](pid_t pid) {
-        close(iListenH);
+    WithNginx(folder, "", [&](const std::string &strHost) {
         EXPECT_NO_THROW(EXPECT_TRUE(sound == ReadSound("http://" + strHost + "/a.dff")));
-        kill(pid, SIGTERM);
-    };
-    const run_t run =
-        RunProgram({"nginx", "-e", "stderr", "-p", folder.Path(""), "-c", "conf"}, Visit);
-    unsetenv("NGINX");
-    EXPECT_EQ(0, run.iStatus) << run.strErr;
+    });
 }
