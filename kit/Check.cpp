@@ -4,10 +4,10 @@
 #include "kit/Printable.h"
 #include "kit/RunItems.h"
 #include "kit/clCommandLine.h"
+#include "kit/clFileProgress.h"
 #include "kit/clInputFile.h"
 #include "kit/clInputs.h"
 #include "kit/clReporter.h"
-#include "kit/clShare.h"
 #include "kit/clSoundReader.h"
 
 #include <string>
@@ -18,7 +18,7 @@ namespace
 {
 
 // Only when it is decoded does compressed sound show what is wrong with it.
-std::vector<std::string> CheckFrames(clInputFile &input, const sound_progress_t &progress)
+std::vector<std::string> CheckFrames(clInputFile &input, clFileProgress &progress)
 {
     clSoundReader sound;
     sound.Open(input, true);
@@ -27,15 +27,16 @@ std::vector<std::string> CheckFrames(clInputFile &input, const sound_progress_t 
     uint64_t uDone = 0;
     while (const size_t sizeRead = sound.ReadStored(frames.data(), sizeFrames)) {
         uDone += sizeRead * sound.GetChannels();
-        progress(uDone, sound.GetSize());
+        progress.Reach(uDone, sound.GetSize());
     }
     return sound.GetFrameReport().GetFaults("");
 }
 
-std::vector<std::string> Check(const input_t &file, const sound_progress_t &progress)
+std::vector<std::string> Check(const input_t &file, const options_t &options,
+                               clFileProgress &progress)
 {
     clInputFile input;
-    OpenInput(file, input);
+    OpenInput(file, options, progress, input);
     std::vector<std::string> aProblems = FindProblems(input);
     if (input.IsDST() && FindSoundFault(input, true).empty()) {
         for (std::string &strFault : CheckFrames(input, progress)) {
@@ -71,15 +72,13 @@ int RunCheck(const options_t &options, clReporter &reporter)
     items_t items;
     items.sizeCount = aFiles.size();
     items.uBytes = inputs.GetTotalSize();
+    items.uSizesToCome = inputs.CountURLs();
     items.answer = [&](size_t sizeIdx) {
         const input_t &file = aFiles[sizeIdx];
         reporter.BeginFile(file.strPath);
-        clShare share(file.uSize);
-        const auto aProblems = Check(file, [&](uint64_t uDone, uint64_t uAll) {
-            reporter.AddBytes(share.Reach(uDone, uAll));
-        });
-        reporter.AddBytes(share.Finish());
-        return Answer(file, aProblems);
+        clFileProgress progress(reporter);
+        progress.Add(file);
+        return Answer(file, Check(file, options, progress));
     };
     items.fail = [&](size_t sizeIdx, const char *cpReason) {
         const input_t &file = aFiles[sizeIdx];
@@ -87,7 +86,6 @@ int RunCheck(const options_t &options, clReporter &reporter)
         if (file.bFolder) {
             reporter.Fail(file.strPath, cpReason);
         }
-        reporter.AddBytes(file.uSize);
         return Answer(file, {cpReason});
     };
     const size_t sizeBad = RunItems(items, options, reporter);

@@ -3,9 +3,9 @@
 #include "kit/Printable.h"
 #include "kit/RunItems.h"
 #include "kit/clCommandLine.h"
+#include "kit/clFileProgress.h"
 #include "kit/clInputs.h"
 #include "kit/clReporter.h"
-#include "kit/clShare.h"
 #include "kit/clSoundComparison.h"
 #include "kit/clStopSignal.h"
 
@@ -64,7 +64,8 @@ public:
             // A name that leads to nothing is no wrong usage but a failure.
             if (aInputs[i]->HasFolder() && isSound(aInputs[1 - i]->GetFiles().front())) {
                 throw clXUsage("compare takes two files or two folders: " + Printable(aNames[i]) +
-                               " is a folder, " + Printable(aNames[1 - i]) + " is none");
+                               " is a folder, " +
+                               Printable(aInputs[1 - i]->GetFiles().front().strPath) + " is none");
             }
         }
         bFolders ? PairFolders() : PairNames();
@@ -77,6 +78,7 @@ public:
         for (const auto &pInputs : aInputs) {
             const uint64_t uSize = pInputs->GetTotalSize();
             items.uBytes += std::min(uSize, UINT64_MAX - items.uBytes);
+            items.uSizesToCome += pInputs->CountURLs();
         }
         items.answer = [this](size_t sizeIdx) { return Answer(aPairs[sizeIdx]); };
         items.fail = [this](size_t sizeIdx, const char *cpReason) {
@@ -151,31 +153,31 @@ private:
         const input_t &fileB = *pair.aSides[1].front();
         reporter.BeginFile(fileA.strPath);
         clSoundComparison comparison;
+        clFileProgress progress(reporter);
+        progress.Add(fileA);
+        progress.Add(fileB);
         failures_t failures;
-        Open(fileA, comparison.a, failures);
-        Open(fileB, comparison.b, failures);
+        Open(fileA, comparison.a, progress, failures);
+        Open(fileB, comparison.b, progress, failures);
         if (!failures.empty()) {
             return Fail(pair, failures);
         }
-        clShare share(fileA.uSize + fileB.uSize);
         try {
-            comparison.Compare([&](uint64_t uDone, uint64_t uAll) {
-                reporter.AddBytes(share.Reach(uDone, uAll));
-            });
+            comparison.Compare(progress);
         } catch (const clXStopped &) {
             throw;
         } catch (const std::exception &caught) {
             failures.emplace_back((comparison.bAtB ? fileB : fileA).strPath, caught.what());
             return Fail(pair, failures);
         }
-        reporter.AddBytes(share.Finish());
         return Put(pair, comparison);
     }
 
-    static void Open(const input_t &file, clSoundComparison::clSide &side, failures_t &failures)
+    void Open(const input_t &file, clSoundComparison::clSide &side, clFileProgress &progress,
+              failures_t &failures) const
     {
         try {
-            side.Open(file);
+            side.Open(file, options, progress);
         } catch (const clXStopped &) {
             throw;
         } catch (const std::exception &caught) {

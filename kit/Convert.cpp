@@ -8,7 +8,6 @@
 #include "kit/clOutputPlan.h"
 #include "kit/clReporter.h"
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cinttypes>
@@ -133,16 +132,14 @@ public:
           inputs(clInputs::ReadNames(runOptions), clInputs::DSDIFF_FILES),
           plan(inputs, runOptions, ".dsf")
     {
-        const std::vector<input_t> &aFiles = inputs.GetFiles();
-        if (options.bDeleteInput && std::any_of(aFiles.begin(), aFiles.end(),
-                                                [](const input_t &file) { return file.bURL; })) {
+        if (options.bDeleteInput && inputs.CountURLs() != 0) {
             throw clXUsage("--delete-input cannot remove what a URL leads to");
         }
     }
 
     int Run()
     {
-        reporter.StartProgress(inputs.GetFiles().size(), inputs.GetTotalSize());
+        reporter.StartProgress(inputs.GetFiles().size(), inputs.GetTotalSize(), inputs.CountURLs());
         clJobs::Run(
             inputs.GetFiles().size(), options.uJobs, [this](size_t sizeIdx) { Work(sizeIdx); },
             [this](size_t sizeIdx, const char *cpReason) {

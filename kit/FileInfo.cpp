@@ -5,7 +5,9 @@
 #include "dsd/TagRegion.h"
 #include "kit/OpenInput.h"
 #include "kit/TagFrames.h"
+#include "kit/clCommandLine.h"
 #include "kit/clDigest.h"
+#include "kit/clFileProgress.h"
 #include "kit/clInputFile.h"
 #include "kit/clSoundReader.h"
 #include "kit/clTagFields.h"
@@ -159,7 +161,7 @@ void TakeTag(const clInputFile &input, file_info_t &info)
         return;
     }
     std::vector<uint8_t> bytes(static_cast<size_t>(std::min(region.uSize, TagRegion::MAX_SIZE)));
-    clFileStream &stream = input.GetStream();
+    clInputStream &stream = input.GetStream();
     stream.Seek(static_cast<off_t>(region.uOffset));
     bytes.resize(stream.ReadFully(bytes.data(), bytes.size()));
     if (TagFrames::IsTag(bytes.data(), bytes.size())) {
@@ -167,7 +169,7 @@ void TakeTag(const clInputFile &input, file_info_t &info)
     }
 }
 
-std::string DigestOf(clInputFile &input, const info_request_t &request)
+std::string DigestOf(clInputFile &input, clFileProgress &progress)
 {
     const std::string strFault = FindSoundFault(input, true);
     if (!strFault.empty()) {
@@ -185,7 +187,7 @@ std::string DigestOf(clInputFile &input, const info_request_t &request)
         const size_t sizeBytes = sizeRead * sound.GetChannels();
         digest.Add(pFrames, sizeBytes);
         uDone += sizeBytes;
-        request.progress(uDone, sound.GetSize());
+        progress.Reach(uDone, sound.GetSize());
     }
     input.GetStream().ThrowIfChanged();
     return digest.Finish();
@@ -193,11 +195,12 @@ std::string DigestOf(clInputFile &input, const info_request_t &request)
 
 } // namespace
 
-void ReadFileInfo(const input_t &file, const info_request_t &request, file_info_t &info)
+void ReadFileInfo(const input_t &file, const options_t &options, clFileProgress &progress,
+                  file_info_t &info)
 {
     clInputFile input;
     try {
-        OpenInput(file, input);
+        OpenInput(file, options, progress, input);
     } catch (const clException &caught) {
         info.aProblems = {caught.what()};
         throw;
@@ -218,7 +221,7 @@ void ReadFileInfo(const input_t &file, const info_request_t &request, file_info_
         throw clXInput(FindSoundFault(input, false));
     }
     TakeTag(input, info);
-    if (request.bDigest) {
-        info.strDigest = DigestOf(input, request);
+    if (options.bDigest) {
+        info.strDigest = DigestOf(input, progress);
     }
 }

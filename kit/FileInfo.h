@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kit/OpenInput.h"
 #include "kit/clTagFields.h"
 
 #include <cstdint>
@@ -8,8 +7,9 @@
 #include <string>
 #include <vector>
 
-class clInputFile;
+class clFileProgress;
 struct input_t;
+struct options_t;
 
 /** What a file contains; empty texts and no value for what is not known. Texts are UTF-8. */
 struct file_info_t {
@@ -45,12 +45,7 @@ struct file_info_t {
     std::string strDigest; ///< only on demand
 };
 
-/** What to find out beyond the headers. */
-struct info_request_t {
-    bool bDigest = false;
-    sound_progress_t progress;
-};
-
 /** Finds out what a file contains. A new info keeps what is known also when an exception is thrown.
  * @throws clException when the file cannot be read, or the digest not be made; clXStopped */
-void ReadFileInfo(const input_t &file, const info_request_t &request, file_info_t &info);
+void ReadFileInfo(const input_t &file, const options_t &options, clFileProgress &progress,
+                  file_info_t &info);

@@ -4,9 +4,9 @@
 #include "kit/Printable.h"
 #include "kit/RunItems.h"
 #include "kit/clCommandLine.h"
+#include "kit/clFileProgress.h"
 #include "kit/clInputs.h"
 #include "kit/clReporter.h"
-#include "kit/clShare.h"
 #include "kit/clStopSignal.h"
 
 #include <algorithm>
@@ -243,6 +243,7 @@ public:
         items_t items;
         items.sizeCount = inputs.GetFiles().size();
         items.uBytes = inputs.GetTotalSize();
+        items.uSizesToCome = inputs.CountURLs();
         items.answer = [this](size_t sizeIdx) { return Answer(sizeIdx); };
         items.fail = [this](size_t sizeIdx, const char *cpReason) {
             return Fail(inputs.GetFiles()[sizeIdx], file_info_t(), cpReason);
@@ -255,14 +256,12 @@ private:
     {
         const input_t &file = inputs.GetFiles()[sizeIdx];
         reporter.BeginFile(file.strPath);
-        clShare share(file.uSize);
-        const info_request_t request = {options.bDigest, [&](uint64_t uDone, uint64_t uAll) {
-                                            reporter.AddBytes(share.Reach(uDone, uAll));
-                                        }};
+        clFileProgress progress(reporter);
+        progress.Add(file);
         file_info_t info;
         answer_t answer;
         try {
-            ReadFileInfo(file, request, info);
+            ReadFileInfo(file, options, progress, info);
             answer = Format(file, info);
             answer.bGood = true;
         } catch (const clXStopped &) {
@@ -270,7 +269,6 @@ private:
         } catch (const std::exception &caught) {
             answer = Fail(file, info, caught.what());
         }
-        reporter.AddBytes(share.Finish());
         if (sizeIdx != 0 && !answer.strText.empty()) {
             answer.strText.insert(0, "\n");
         }

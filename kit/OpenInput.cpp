@@ -1,22 +1,34 @@
 #include "kit/OpenInput.h"
 
 #include "kit/clCommandLine.h"
+#include "kit/clFileProgress.h"
+#include "kit/clFileStream.h"
 #include "kit/clInputFile.h"
 #include "kit/clInputs.h"
 #include "kit/clStopSignal.h"
+#include "kit/clStreamReaderURL.h"
 #include "kit/clTagChoice.h"
 #include "kit/clXInput.h"
 
-void OpenInput(const input_t &file, clInputFile &input)
+std::unique_ptr<clInputStream> OpenStream(const input_t &file, const options_t &options,
+                                          clFileProgress &progress)
 {
     clStopSignal::ThrowIfStopped();
     if (!file.strFault.empty()) {
         throw clXInput(file.strFault);
     }
-    if (file.bURL) {
-        throw clXInput("reading from the web is not supported by this version");
+    if (file.strURL.empty()) {
+        return std::make_unique<clFileStream>(file.strPath);
     }
-    input.Open(file.strPath);
+    auto pStream = std::make_unique<clStreamReaderURL>(clURL(file.strURL), options.uTimeoutSeconds);
+    progress.TakeSize(static_cast<uint64_t>(pStream->GetSize()));
+    return pStream;
+}
+
+void OpenInput(const input_t &file, const options_t &options, clFileProgress &progress,
+               clInputFile &input)
+{
+    input.Open(OpenStream(file, options, progress));
     if (input.GetKind() == clInputFile::kind_t::UNKNOWN) {
         throw clXInput("neither a DSDIFF nor a DSF file");
     }

@@ -1,19 +1,24 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+class clFileProgress;
 class clInputFile;
+class clInputStream;
 struct input_t;
+struct options_t;
 
-/** Is told how far the work on the sound of a file has come, in bytes of sound. */
-using sound_progress_t = std::function<void(uint64_t uDone, uint64_t uAll)>;
+/** Opens what an input names, a file or a URL, and tells the progress a size that was not known.
+ * @throws clException when it cannot be opened; clXStopped */
+std::unique_ptr<clInputStream> OpenStream(const input_t &file, const options_t &options,
+                                          clFileProgress &progress);
 
-/** Opens an input of any kind that the program reads.
- * @throws clException when it cannot be opened or read, or is neither DSDIFF nor DSF */
-void OpenInput(const input_t &file, clInputFile &input);
+/** Opens and inspects an input of any kind that the program reads.
+ * @throws clException when it cannot be opened or read, or is neither DSDIFF nor DSF; clXStopped */
+void OpenInput(const input_t &file, const options_t &options, clFileProgress &progress,
+               clInputFile &input);
 
 /** Why the sound of a file cannot be used; empty when it can. bLenient accepts what a conversion
  * would lose or guess. */

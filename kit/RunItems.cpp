@@ -19,7 +19,7 @@ size_t RunItems(const items_t &items, const options_t &options, clReporter &repo
         }
         reporter.EndFile();
     };
-    reporter.StartProgress(items.sizeCount, items.uBytes);
+    reporter.StartProgress(items.sizeCount, items.uBytes, items.uSizesToCome);
     clJobs::Run(
         items.sizeCount, options.uJobs,
         [&](size_t sizeIdx) { put(sizeIdx, items.answer(sizeIdx)); },

@@ -20,7 +20,9 @@ struct answer_t {
 /** The items of a run. Both functions run on any thread. */
 struct items_t {
     size_t sizeCount = 0;
-    uint64_t uBytes = 0; ///< of all items, for the progress
+    // For the progress.
+    uint64_t uBytes = 0;       ///< of all items
+    uint64_t uSizesToCome = 0; ///< files that uBytes does not contain
     std::function<answer_t(size_t sizeIdx)> answer;
     /** The answer for an item whose own function has thrown. */
     std::function<answer_t(size_t sizeIdx, const char *cpReason)> fail;

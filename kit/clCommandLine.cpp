@@ -1,6 +1,7 @@
 #include "kit/clCommandLine.h"
 
 #include "kit/clJobs.h"
+#include "kit/clURL.h"
 
 #include <algorithm>
 #include <charconv>
@@ -151,6 +152,9 @@ private:
         if (strValue.empty()) {
             throw clXUsage("option " + strName + " needs a value that is not empty");
         }
+        if (clURL::IsURL(strValue)) {
+            throw clXUsage("option " + strName + " takes no URL");
+        }
         aOptions.push_back("--" + option.get_lnames().front() + "=" + strValue);
     }
 
@@ -236,7 +240,8 @@ const command_t &FindCommand(const std::vector<command_t> &aCommands, const std:
         std::find_if(aCommands.begin(), aCommands.end(),
                      [&](const command_t &command) { return command.cpName == strName; });
     if (found == aCommands.end()) {
-        throw clXUsage((strName[0] == '-' ? "unknown option " : "unknown command ") + strName +
+        throw clXUsage((strName[0] == '-' ? "unknown option " : "unknown command ") +
+                       (clURL::IsURL(strName) ? clURL(strName).strShown : strName) +
                        GetSeeAlso(nullptr));
     }
     return *found;
@@ -270,7 +275,7 @@ clCommandLine::clCommandLine(const std::vector<command_t> &aCommands, int argc,
     // For the help alone: CLI11 sees no input.
     std::vector<std::string> aNone;
     app.add_option((command.uAccepts & command_t::TWO) != 0 ? "A B" : "INPUT", aNone,
-                   "files, or folders for all files below them");
+                   "files, folders for all files below them, or URLs");
     try {
         clWords words(app, argc - 2, argv + 2);
         if (!words.TakeApart()) {

@@ -1,6 +1,7 @@
 #include "kit/clConversion.h"
 
 #include "decode/Signal.h"
+#include "kit/OpenInput.h"
 #include "kit/clCommandLine.h"
 #include "kit/clInputs.h"
 #include "kit/clOutputFile.h"
@@ -44,7 +45,7 @@ std::string FindFolderFault(const std::string &strOutput)
 clConversion::result_t clConversion::Convert(const input_t &file, const std::string &strOutput)
 {
     result_t result;
-    share = clShare(file.uSize);
+    progress.emplace(reporter).Add(file);
     uSoundDone = 0;
     try {
         Run(file, strOutput, result);
@@ -58,7 +59,8 @@ clConversion::result_t clConversion::Convert(const input_t &file, const std::str
     // Neither this input nor the file that failed stays open until the next input.
     sound.Close();
     writer.Close();
-    reporter.AddBytes(share.Finish());
+    input.Close();
+    progress.reset();
     return result;
 }
 
@@ -66,9 +68,6 @@ void clConversion::Run(const input_t &file, const std::string &strOutput, result
 {
     if (!file.strFault.empty()) {
         throw clXInput(file.strFault);
-    }
-    if (file.bURL) {
-        throw clXInput("reading from the web is not supported by this version");
     }
     if (options.bSkipExisting && clOutputFile::IsTaken(strOutput)) {
         result.status = status_t::SKIPPED;
@@ -88,13 +87,16 @@ void clConversion::Run(const input_t &file, const std::string &strOutput, result
     clOutputFile output(strOutput, options.bForce);
     WriteOutput(output.GetTemporaryPath(), strOutput, result);
     WarnOfFrames(file, result);
-    clFileStream &stream = input.GetStream();
-    output.SetTime(stream.GetStatus().st_mtim);
+    const clInputStream &stream = input.GetStream();
+    if (const auto timeModified = stream.GetTime()) {
+        output.SetTime(*timeModified);
+    }
     output.Sync();
     if (options.bVerify) {
-        verifier.Verify(output.GetTemporaryPath(), sound,
-                        {*result.uSampleRate, sound.GetType(), tag.GetBytes()},
-                        [this](uint64_t uBytes) { AddProgress(uBytes); });
+        verifier.Verify(
+            output.GetTemporaryPath(), sound,
+            {*result.uSampleRate, sound.GetType(), tag.GetBytes(), digest ? digest->Finish() : ""},
+            [this](uint64_t uBytes) { AddProgress(uBytes); });
         result.bVerified = true;
     }
     stream.ThrowIfChanged();
@@ -107,7 +109,7 @@ void clConversion::Run(const input_t &file, const std::string &strOutput, result
 
 void clConversion::Judge(const input_t &file, result_t &result)
 {
-    input.Open(file.strPath);
+    input.Open(OpenStream(file, options, *progress));
     if (input.GetKind() != clInputFile::kind_t::DSDIFF) {
         throw clXInput("not a DSDIFF file");
     }
@@ -134,6 +136,11 @@ void clConversion::Judge(const input_t &file, result_t &result)
         result.uSampleRate = Signal::DEFAULT_RATE;
     }
     sound.Open(input, options.bLenient);
+    digest.reset();
+    if (!file.strURL.empty() && options.bVerify && !options.bDryRun) {
+        digest.emplace(clDigest::CHECKSUM);
+        sound.SetDigest(&*digest);
+    }
     tag.Choose(input, options, !options.bDryRun);
     result.cpTag = tag.GetName();
     result.uTagBytes = tag.GetSize();
@@ -243,5 +250,5 @@ void clConversion::AddProgress(uint64_t uBytes)
 {
     uSoundDone += uBytes;
     const uint64_t uReads = !options.bDryRun && options.bVerify ? 2 : 1;
-    reporter.AddBytes(share.Reach(uSoundDone, uReads * sound.GetSize()));
+    progress->Reach(uSoundDone, uReads * sound.GetSize());
 }

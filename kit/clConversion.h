@@ -2,8 +2,9 @@
 
 #include "base/clAlignedAlloc.h"
 #include "dsd/clDSF.h"
+#include "kit/clDigest.h"
+#include "kit/clFileProgress.h"
 #include "kit/clInputFile.h"
-#include "kit/clShare.h"
 #include "kit/clSoundReader.h"
 #include "kit/clTagChoice.h"
 #include "kit/clVerifier.h"
@@ -71,7 +72,9 @@ private:
     clDSF writer;
     clVerifier verifier;
     clAlignedAlloc allocFrames;
-    // Of the current input, for the progress.
-    clShare share;
-    uint64_t uSoundDone = 0; ///< bytes read, twice if they are verified
+
+    // Of the current input.
+    std::optional<clFileProgress> progress;
+    uint64_t uSoundDone = 0;        ///< bytes read, twice if they are verified
+    std::optional<clDigest> digest; ///< of sound that is read only once
 };

@@ -8,7 +8,10 @@
 class clDigest
 {
 public:
-    enum algorithm_t { MD5, SHA256 };
+    enum algorithm_t {
+        MD5,
+        CHECKSUM ///< fast; only for comparisons within this process: its key is random
+    };
 
     /** @throws std::runtime_error when the system's policy forbids the algorithm */
     explicit clDigest(algorithm_t algorithm);

@@ -26,7 +26,7 @@ bool IsSame(const struct stat &a, const struct stat &b)
 } // namespace
 
 clFileStream::clFileStream(const std::string &strFile)
-    : clStreamReader(clString(strFile.c_str())),
+    : clInputStream(clString(strFile.c_str())),
       aBuffer(std::make_unique_for_overwrite<uint8_t[]>(BUFFER_SIZE))
 {
     iFileH = OpenRegularFile(strFile, status);

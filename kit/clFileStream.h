@@ -1,10 +1,11 @@
 #pragma once
 
-#include "io/clStreamReader.h"
+#include "kit/clInputStream.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <sys/stat.h>
@@ -14,7 +15,7 @@
  * go to the system, and a position is only a number. Notices whether the file has changed since it
  * was opened.
  */
-class clFileStream : public clStreamReader
+class clFileStream : public clInputStream
 {
 public:
     /** Opens a file by its path as it is; "file:" has no meaning here.
@@ -30,17 +31,12 @@ public:
     off_t Tell() override { return lPosition; }
     int64_t GetSize() override { return status.st_size; }
     bool IsEOF() override { return lPosition >= status.st_size; }
-    bool IsRemote() override { return false; }
-    bool IsSeekable() override { return true; }
 
-    /** The result of fstat() at the time of opening. */
-    const struct stat &GetStatus() const noexcept { return status; }
-
-    /** @throws clXInput when the size or the time of change differ from GetStatus */
-    void ThrowIfChanged() const;
-
-    /** Whether the path still leads to this file, unchanged. */
-    bool IsAt(const std::string &strFile) const noexcept;
+    /** At the time of opening. */
+    std::optional<timespec> GetTime() const noexcept override { return status.st_mtim; }
+    /** By size and time of modification. @throws clXInput */
+    void ThrowIfChanged() const override;
+    bool IsAt(const std::string &strFile) const noexcept override;
 
     /** Drops the file from the system's cache, as far as possible, and from the buffer, so that
      * reads come from the disk. */

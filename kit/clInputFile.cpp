@@ -2,6 +2,8 @@
 
 #include "dsd/Bytes.h"
 
+#include <utility>
+
 namespace
 {
 
@@ -13,16 +15,13 @@ void AddFault(std::string &strFault, const std::string &strText)
 
 } // namespace
 
-void clInputFile::Open(const std::string &strFile, bool bFromDisk)
+void clInputFile::Open(std::unique_ptr<clInputStream> pNewStream)
 {
     kind = kind_t::UNKNOWN;
     // A new object, so that nothing of the last file stays.
     inspectorDSDIFF = clDSDIFFInspector();
     inspectorDSF = clDSFInspector();
-    pStream = std::make_unique<clFileStream>(strFile);
-    if (bFromDisk) {
-        pStream->DropCache();
-    }
+    pStream = std::move(pNewStream);
     uint8_t aId[4] = {};
     pStream->ReadFully(aId, sizeof(aId));
     pStream->Seek(0);

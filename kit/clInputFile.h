@@ -2,7 +2,7 @@
 
 #include "dsd/clDSDIFFInspector.h"
 #include "dsd/clDSFInspector.h"
-#include "kit/clFileStream.h"
+#include "kit/clInputStream.h"
 
 #include <cstdint>
 #include <memory>
@@ -25,10 +25,12 @@ public:
         std::vector<std::string> aHints;
     };
 
-    /** Opens and inspects a file instead of an earlier one. Its faults are left to Judge.
-     * bFromDisk first drops it from the system's cache.
-     * @throws clException when it cannot be opened or read */
-    void Open(const std::string &strFile, bool bFromDisk = false);
+    /** Inspects a file instead of an earlier one, which is closed. Its faults are left to Judge.
+     * @throws clException when it cannot be read */
+    void Open(std::unique_ptr<clInputStream> pNewStream);
+
+    /** Closes the stream; what was found stays. */
+    void Close() { pStream.reset(); }
 
     /** @param bLenient what would be lost or guessed is a warning
      * @param bTag whether findings about the own tag count */
@@ -37,8 +39,8 @@ public:
     kind_t GetKind() const noexcept { return kind; }
     /** Whether it is a DSDIFF file whose sound is compressed. */
     bool IsDST() const noexcept;
-    /** Valid until the next Open. */
-    clFileStream &GetStream() const noexcept { return *pStream; }
+    /** Valid until the next Open or Close. */
+    clInputStream &GetStream() const noexcept { return *pStream; }
     const clDSDIFFInspector &GetDSDIFF() const noexcept { return inspectorDSDIFF; }
     const clDSFInspector &GetDSF() const noexcept { return inspectorDSF; }
 
@@ -57,7 +59,7 @@ private:
     bool IsDSF() const noexcept { return kind == kind_t::DSF; }
 
     kind_t kind = kind_t::UNKNOWN;
-    std::unique_ptr<clFileStream> pStream;
+    std::unique_ptr<clInputStream> pStream;
     clDSDIFFInspector inspectorDSDIFF;
     clDSFInspector inspectorDSF;
 };

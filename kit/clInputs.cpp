@@ -4,6 +4,7 @@
 #include "kit/Printable.h"
 #include "kit/clCommandLine.h"
 #include "kit/clStopSignal.h"
+#include "kit/clURL.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -283,8 +284,9 @@ clInputs::clInputs(const std::vector<std::string> &aNames, extensions_t eExtensi
         input_t input;
         input.strPath = strName;
         struct stat statFile = {};
-        if (IsURL(strName)) {
-            input.bURL = true;
+        if (clURL::IsURL(strName)) {
+            input.strURL = strName;
+            input.strPath = clURL(strName).strShown;
         } else if (StatInput(input, statFile) && S_ISDIR(statFile.st_mode)) {
             AddFolder(strName, eExtensions);
             continue;
@@ -319,8 +321,8 @@ uint64_t clInputs::GetTotalSize() const noexcept
     return uTotal;
 }
 
-bool clInputs::IsURL(const std::string &strName)
+uint64_t clInputs::CountURLs() const noexcept
 {
-    return strncasecmp(strName.c_str(), "http://", 7) == 0 ||
-           strncasecmp(strName.c_str(), "https://", 8) == 0;
+    return static_cast<uint64_t>(std::count_if(
+        aFiles.begin(), aFiles.end(), [](const input_t &input) { return !input.strURL.empty(); }));
 }

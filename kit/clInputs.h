@@ -10,7 +10,8 @@ struct options_t;
 
 /** One file to process. */
 struct input_t {
-    /** As it was named; below a folder, the name of the folder with the rest appended. */
+    /** As it was named; below a folder, the name of the folder with the rest appended. A URL
+     * without what is secret in it. */
     std::string strPath;
 
     /** The part of strPath below the named folder; empty when the file itself was named. */
@@ -19,7 +20,7 @@ struct input_t {
     /** Why it cannot be processed; empty when no fault is known. */
     std::string strFault;
 
-    bool bURL = false;
+    std::string strURL; ///< as it was named, so never shown; empty for a file
 
     bool bFolder = false; ///< a named folder, or one below it; always with a fault
 
@@ -57,12 +58,11 @@ public:
     /** Sum of the sizes of all files, for the progress; saturates at the limit of its type. */
     uint64_t GetTotalSize() const noexcept;
 
+    uint64_t CountURLs() const noexcept; ///< their sizes are not known
+
     size_t GetNames() const noexcept { return sizeNames; } ///< as named
 
     bool HasFolder() const noexcept { return bAnyFolder; }
-
-    /** Whether a name begins with http:// or https://, in any case of letters. */
-    static bool IsURL(const std::string &strName);
 
 private:
     void AddFolder(const std::string &strFolder, extensions_t eExtensions);

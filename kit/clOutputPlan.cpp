@@ -3,6 +3,7 @@
 #include "kit/clCommandLine.h"
 #include "kit/clInputs.h"
 #include "kit/clStopSignal.h"
+#include "kit/clURL.h"
 
 #include <algorithm>
 #include <map>
@@ -16,7 +17,6 @@ namespace
 {
 
 constexpr size_t EXTENSION_SIZE = 4;
-constexpr char NAME_OF_NAMELESS_URL[] = "download";
 
 using identity_t = std::pair<dev_t, ino_t>;
 
@@ -29,15 +29,6 @@ bool IsFolder(const std::string &strPath)
 std::string GetNameOf(const std::string &strPath)
 {
     return strPath.substr(strPath.rfind('/') + 1);
-}
-
-int GetHexDigit(char c)
-{
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    const char cLower = static_cast<char>(c | 0x20);
-    return cLower >= 'a' && cLower <= 'f' ? cLower - 'a' + 10 : -1;
 }
 
 /** Gives all paths of one file that may not exist yet the same text. */
@@ -111,8 +102,8 @@ std::vector<std::string> MakeOutputs(const clInputs &inputs, const options_t &op
             aOutputs.push_back(strPath);
         } else {
             std::string strName = input.strPath;
-            if (input.bURL) {
-                strName = clOutputPlan::GetNameOfURL(input.strPath);
+            if (!input.strURL.empty()) {
+                strName = clURL(input.strURL).GetFileName();
             } else if (!input.strBelow.empty() && !bBeside) {
                 strName = input.strBelow;
             } else if (!bBeside) {
@@ -193,28 +184,4 @@ std::string clOutputPlan::ReplaceExtension(const std::string &strPath, const cha
         }
     }
     return strPath + cpExtension;
-}
-
-std::string clOutputPlan::GetNameOfURL(const std::string &strURL)
-{
-    const size_t sizeHost = strURL.find("//") + 2;
-    const std::string strAddress = strURL.substr(0, strURL.find_first_of("?#", sizeHost));
-    const size_t sizeSlash = strAddress.rfind('/');
-    const std::string strSegment =
-        sizeSlash < sizeHost || sizeSlash == std::string::npos ? "" : GetNameOf(strAddress);
-    std::string strName;
-    for (size_t i = 0; i < strSegment.size(); ++i) {
-        char c = strSegment[i];
-        if (c == '%' && i + 2 < strSegment.size()) {
-            const int iHigh = GetHexDigit(strSegment[i + 1]);
-            const int iLow = GetHexDigit(strSegment[i + 2]);
-            if (iHigh >= 0 && iLow >= 0) {
-                c = static_cast<char>(iHigh * 16 + iLow);
-                i += 2;
-            }
-        }
-        const uint8_t uByte = static_cast<uint8_t>(c);
-        strName += c == '/' || uByte < 0x20 || uByte == 0x7F ? '_' : c;
-    }
-    return strName.empty() ? NAME_OF_NAMELESS_URL : strName;
 }

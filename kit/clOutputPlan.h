@@ -23,9 +23,6 @@ public:
     /** Replaces ".dff" at the end of a path, in any case of letters, or appends the extension. */
     static std::string ReplaceExtension(const std::string &strPath, const char *cpExtension);
 
-    /** The file name for a URL: its last segment, decoded, without slashes. */
-    static std::string GetNameOfURL(const std::string &strURL);
-
 private:
     std::vector<std::string> aOutputs;
 };

@@ -112,17 +112,27 @@ void clReporter::PutText(const std::string &strText)
     WriteResult(strText);
 }
 
-void clReporter::StartProgress(uint64_t uFiles, uint64_t uBytes)
+void clReporter::StartProgress(uint64_t uFiles, uint64_t uBytes, uint64_t uFilesOfNoSize)
 {
     if (bQuiet || !line.IsShown()) {
         return;
     }
     const clLock lock(mtx);
     progress.uFilesTotal = uFiles;
-    progress.uBytesTotal = uBytes;
+    uBytesKnown = uBytes;
+    uSizesToCome = uFilesOfNoSize;
     timeStart = clock_t::now();
     bProgress = true;
     DrawIfDue();
+}
+
+void clReporter::TakeSize(uint64_t uBytes)
+{
+    if (bProgress) {
+        const clLock lock(mtx);
+        uBytesKnown += uBytes;
+        --uSizesToCome;
+    }
 }
 
 void clReporter::BeginFile(const std::string &strPath)
@@ -212,6 +222,7 @@ void clReporter::DrawIfDue()
     }
     lNextDraw = (timeNow + INTERVAL).time_since_epoch().count();
     progress.uBytesDone = uBytesDone;
+    progress.uBytesTotal = uSizesToCome == 0 ? uBytesKnown : 0;
     progress.dSeconds = std::chrono::duration<double>(timeNow - timeStart).count();
     line.Draw(progress);
 }

@@ -54,8 +54,11 @@ public:
 
     // ---- progress ----
 
-    /** Shows the progress line from now on. uBytes is for all files, 0 when unknown. */
-    void StartProgress(uint64_t uFiles, uint64_t uBytes);
+    /** Shows the progress line from now on. uBytes is for all files, 0 when unknown.
+     * @param uSizesToCome how often TakeSize will be called; until then the bytes are unknown */
+    void StartProgress(uint64_t uFiles, uint64_t uBytes, uint64_t uSizesToCome = 0);
+    /** Adds the size of a file that uBytes did not contain. */
+    void TakeSize(uint64_t uBytes);
     void BeginFile(const std::string &strPath);
     void AddBytes(uint64_t uBytes);
     void EndFile();
@@ -80,6 +83,8 @@ private:
     clProgressLine line;
     progress_t progress;
     clock_t::time_point timeStart;
+    uint64_t uBytesKnown = 0;
+    uint64_t uSizesToCome = 0; // of files that uBytesKnown does not contain
     std::atomic<bool> bProgress{false};
     std::atomic<uint64_t> uBytesDone{0};
     /** When the line is due again, in ticks of the clock; a hint only, so no order is needed. */

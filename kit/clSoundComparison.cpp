@@ -1,6 +1,7 @@
 #include "kit/clSoundComparison.h"
 
 #include "kit/OpenInput.h"
+#include "kit/clFileProgress.h"
 #include "kit/clXInput.h"
 
 #include <algorithm>
@@ -34,9 +35,10 @@ uint32_t FirstSample(uint8_t uDifference)
 
 } // namespace
 
-void clSoundComparison::clSide::Open(const input_t &file)
+void clSoundComparison::clSide::Open(const input_t &file, const options_t &options,
+                                     clFileProgress &progress)
 {
-    OpenInput(file, input);
+    OpenInput(file, options, progress, input);
     const std::string strFault = FindSoundFault(input, false);
     if (!strFault.empty()) {
         throw clXInput(strFault);
@@ -59,7 +61,7 @@ std::vector<ChannelPlaces::role_t> clSoundComparison::clSide::GetRoles() const
     return aRoles;
 }
 
-void clSoundComparison::Compare(const sound_progress_t &progress)
+void clSoundComparison::Compare(clFileProgress &progress)
 {
     if (CompareHeaders()) {
         CompareSamples(progress);
@@ -87,7 +89,7 @@ bool clSoundComparison::CompareHeaders()
                    std::to_string(b.sound.GetSamples()), " samples per channel");
 }
 
-void clSoundComparison::CompareSamples(const sound_progress_t &progress)
+void clSoundComparison::CompareSamples(clFileProgress &progress)
 {
     const size_t sizeFrames = a.sound.GetReadFrames();
     const uint32_t uChannels = a.sound.GetChannels();
@@ -113,7 +115,7 @@ void clSoundComparison::CompareSamples(const sound_progress_t &progress)
             return;
         }
         uDone += sizeA;
-        progress(uDone, a.sound.GetSize() / uChannels);
+        progress.Reach(uDone, a.sound.GetSize() / uChannels);
     }
 }
 

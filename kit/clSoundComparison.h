@@ -2,7 +2,6 @@
 
 #include "base/clAlignedAlloc.h"
 #include "dsd/ChannelPlaces.h"
-#include "kit/OpenInput.h"
 #include "kit/clInputFile.h"
 #include "kit/clSoundReader.h"
 
@@ -12,7 +11,9 @@
 #include <string>
 #include <vector>
 
+class clFileProgress;
 struct input_t;
+struct options_t;
 
 /** Compares the sound of two files. One thread at a time. */
 class clSoundComparison
@@ -23,7 +24,7 @@ public:
     {
     public:
         /** @throws clException when the file cannot be read, or converted as it is */
-        void Open(const input_t &file);
+        void Open(const input_t &file, const options_t &options, clFileProgress &progress);
 
     private:
         friend class clSoundComparison;
@@ -39,7 +40,7 @@ public:
 
     /** Finds the first difference; both sides are open.
      * @throws clException when a file cannot be read to its end or changes; clXStopped */
-    void Compare(const sound_progress_t &progress);
+    void Compare(clFileProgress &progress);
 
     clSide a;
     clSide b;
@@ -62,6 +63,6 @@ public:
 
 private:
     bool CompareHeaders();
-    void CompareSamples(const sound_progress_t &progress);
+    void CompareSamples(clFileProgress &progress);
     void TakePlace(const uint8_t *cpA, const uint8_t *cpB, uint64_t uFrame);
 };

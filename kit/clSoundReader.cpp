@@ -1,6 +1,7 @@
 #include "kit/clSoundReader.h"
 
 #include "kernels/Kernels.h"
+#include "kit/clDigest.h"
 #include "kit/clInputFile.h"
 #include "kit/clJobs.h"
 #include "kit/clStopSignal.h"
@@ -70,6 +71,7 @@ void clSoundReader::Close()
     dsf.Close();
     pDST.reset();
     pInput = nullptr;
+    pDigest = nullptr;
 }
 
 void clSoundReader::Rewind()
@@ -112,8 +114,13 @@ size_t clSoundReader::ReadStored(uint8_t *pBuffer, size_t sizeFrames)
     if (sizeNow == 0) {
         return 0;
     }
-    return pInput->GetKind() == clInputFile::kind_t::DSF ? ReadDSF(pBuffer, sizeNow)
-                                                         : ReadDSDIFF(pBuffer, sizeNow);
+    const size_t sizeRead = pInput->GetKind() == clInputFile::kind_t::DSF
+                                ? ReadDSF(pBuffer, sizeNow)
+                                : ReadDSDIFF(pBuffer, sizeNow);
+    if (pDigest != nullptr) {
+        AddToDigest(pBuffer, sizeRead);
+    }
+    return sizeRead;
 }
 
 size_t clSoundReader::GetReadFrames() const noexcept
@@ -162,7 +169,7 @@ size_t clSoundReader::ReadDSDIFF(uint8_t *pBuffer, size_t sizeFrames)
     if (pDST) {
         uRead = pDST->Read(pBuffer, sizeBytes);
     } else {
-        clFileStream &stream = pInput->GetStream();
+        clInputStream &stream = pInput->GetStream();
         stream.Seek(static_cast<off_t>(pInput->GetDSDIFF().sound.uOffset + uDone * uChannels));
         uRead = stream.ReadFully(pBuffer, sizeBytes);
     }
@@ -191,4 +198,17 @@ size_t clSoundReader::ReadDSF(uint8_t *pBuffer, size_t sizeFrames)
                       [=](uint8_t &uByte) { uByte = static_cast<uint8_t>(uByte & uUsed); });
     }
     return sizeFrames;
+}
+
+void clSoundReader::AddToDigest(const uint8_t *pStored, size_t sizeFrames)
+{
+    const size_t sizeBytes = sizeFrames * uChannels;
+    if (!bInOrder) {
+        auto *const pPlaced =
+            static_cast<uint8_t *>(allocPlaced.SetSize(static_cast<int64_t>(sizeBytes)));
+        Kernels::PlaceChannels(pPlaced, pStored, sizeFrames, auPlaces.data(), uChannels, uChannels,
+                               0);
+        pStored = pPlaced;
+    }
+    pDigest->Add(pStored, sizeBytes);
 }

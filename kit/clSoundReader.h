@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+class clDigest;
 class clInputFile;
 
 /**
@@ -46,6 +47,10 @@ public:
     /** As Read, with the channels in the order of the file. */
     size_t ReadStored(uint8_t *pBuffer, size_t sizeFrames);
 
+    /** Adds all frames that are read from now on, in the order of Read, to a digest. It is borrowed
+     * until the next Open or Close. */
+    void SetDigest(clDigest *pNewDigest) noexcept { pDigest = pNewDigest; }
+
     /** The place of each channel of the file in the order of Read; all different. */
     const std::vector<uint32_t> &GetPlaces() const noexcept { return auPlaces; }
     /** The channel type for a DSF file of this sound. */
@@ -65,6 +70,7 @@ private:
     void OpenDST(bool bLenient);
     size_t ReadDSDIFF(uint8_t *pBuffer, size_t sizeFrames);
     size_t ReadDSF(uint8_t *pBuffer, size_t sizeFrames);
+    void AddToDigest(const uint8_t *pStored, size_t sizeFrames);
 
     clInputFile *pInput = nullptr;
     std::vector<uint32_t> auPlaces;
@@ -79,5 +85,7 @@ private:
     std::unique_ptr<clDSTSound> pDST; ///< null for sound that is not compressed
     clFrameReport frameReport;
     bool bRewound = false;
+    clDigest *pDigest = nullptr;
     clAlignedAlloc allocStored;
+    clAlignedAlloc allocPlaced;
 };

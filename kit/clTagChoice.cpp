@@ -3,6 +3,7 @@
 #include "dsd/TagRegion.h"
 #include "kit/TagFrames.h"
 #include "kit/clCommandLine.h"
+#include "kit/clFileStream.h"
 #include "kit/clInputFile.h"
 #include "kit/clStopSignal.h"
 #include "kit/clTagFields.h"
@@ -66,7 +67,7 @@ const char *clTagChoice::GetName() const noexcept
     }
 }
 
-void clTagChoice::Take(source_t from, clFileStream &stream, uint64_t uOffset, uint64_t uBytes,
+void clTagChoice::Take(source_t from, clInputStream &stream, uint64_t uOffset, uint64_t uBytes,
                        bool bBytes, const std::string &strName)
 {
     uint8_t aStart[3] = {};

@@ -27,7 +27,7 @@ public:
     const std::string &GetWarning() const noexcept { return strWarning; }
 
 private:
-    void Take(source_t from, class clFileStream &stream, uint64_t uOffset, uint64_t uBytes,
+    void Take(source_t from, class clInputStream &stream, uint64_t uOffset, uint64_t uBytes,
               bool bBytes, const std::string &strName);
     void Make(const std::string &strArtist, const std::string &strTitle);
 

@@ -2,10 +2,14 @@
 
 #include "dsd/Bytes.h"
 #include "dsd/DSFLayout.h"
+#include "kit/clDigest.h"
+#include "kit/clFileStream.h"
 #include "kit/clXInput.h"
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 using namespace DSFLayout;
 
@@ -31,7 +35,9 @@ void clVerifier::Verify(const std::string &strOutput, clSoundReader &sound,
                         const expected_t &expected, const progress_t &progress)
 {
     try {
-        output.Open(strOutput, true);
+        auto pStream = std::make_unique<clFileStream>(strOutput);
+        pStream->DropCache(); // so that it comes from the disk
+        output.Open(std::move(pStream));
     } catch (const clXInput &caught) {
         WrapException<clXInput>("verification failed: the output ", caught);
     }
@@ -41,7 +47,11 @@ void clVerifier::Verify(const std::string &strOutput, clSoundReader &sound,
     }
     CompareHeaders(sound, expected);
     CompareTag(expected.tag);
-    CompareSound(sound, progress);
+    if (expected.strDigest.empty()) {
+        CompareSound(sound, progress);
+    } else {
+        CompareDigest(sound, expected.strDigest, progress);
+    }
 }
 
 // Every byte in front of the sound, and the size of the file.
@@ -73,7 +83,7 @@ void clVerifier::CompareHeaders(const clSoundReader &sound, const expected_t &ex
     PutLE<uint64_t>(aHeaders + DATA_AT + OFFSET_CHUNK_SIZE, HEADERS_SIZE - DATA_AT + uData);
 
     uint8_t aFound[HEADERS_SIZE] = {};
-    clFileStream &stream = output.GetStream();
+    clInputStream &stream = output.GetStream();
     stream.Seek(0);
     stream.ReadFully(aFound, sizeof(aFound));
     const auto at = std::mismatch(aHeaders, aHeaders + HEADERS_SIZE, aFound).first - aHeaders;
@@ -105,10 +115,27 @@ void clVerifier::CompareSound(clSoundReader &sound, const progress_t &progress)
     soundOutput.Close();
 }
 
+void clVerifier::CompareDigest(const clSoundReader &sound, const std::string &strDigest,
+                               const progress_t &progress)
+{
+    clDigest digest(clDigest::CHECKSUM);
+    soundOutput.Open(output);
+    soundOutput.SetDigest(&digest);
+    const size_t sizeFrames = sound.GetReadFrames();
+    const uint32_t uChannels = sound.GetChannels();
+    auto *const pWritten =
+        static_cast<uint8_t *>(allocWritten.SetSize(static_cast<int64_t>(sizeFrames * uChannels)));
+    while (const size_t sizeRead = soundOutput.Read(pWritten, sizeFrames)) {
+        progress(sizeRead * uChannels);
+    }
+    soundOutput.Close();
+    Require(digest.Finish() == strDigest, "the sound differs");
+}
+
 void clVerifier::CompareTag(const std::vector<uint8_t> &tag)
 {
     uint8_t aPiece[TAG_PIECE];
-    clFileStream &stream = output.GetStream();
+    clInputStream &stream = output.GetStream();
     stream.Seek(stream.GetSize() - static_cast<off_t>(tag.size()));
     for (size_t sizeDone = 0; sizeDone < tag.size();) {
         const size_t sizeNow = std::min(TAG_PIECE, tag.size() - sizeDone);

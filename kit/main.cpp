@@ -6,6 +6,7 @@
 #include "kit/clCommandLine.h"
 #include "kit/clReporter.h"
 #include "kit/clStopSignal.h"
+#include "kit/clURL.h"
 
 #include <algorithm>
 #include <csignal>
@@ -39,6 +40,8 @@ int RunGuarded(int argc, char **argv)
 {
     try {
         const clCommandLine commandLine(aCommands, argc, argv);
+        // They are copied, and all users of the machine can see the arguments.
+        std::for_each(argv + 1, argv + argc, clURL::Hide);
         clReporter reporter(commandLine.GetOptions().bQuiet);
         int iStatus;
         try {

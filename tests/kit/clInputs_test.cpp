@@ -121,11 +121,14 @@ TEST_F(clInputsTest, WhatCannotBeProcessedKeepsItsPlace)
                       folder.Path(strLong), folder.Path("a.dff")},
                      clInputs::DSDIFF_FILES));
 
-    const clInputs urls({"HTTP://a/b.dff", "https://a", "http:/a", "ftp://a"},
+    const clInputs urls({"HTTP://a/b.dff", "https://u:p@a", "http:/a", "ftp://a"},
                         clInputs::DSDIFF_FILES);
-    EXPECT_TRUE(urls.GetFiles()[0].bURL && urls.GetFiles()[1].bURL);
-    EXPECT_EQ("", urls.GetFiles()[0].strFault);
-    EXPECT_FALSE(urls.GetFiles()[2].bURL || urls.GetFiles()[3].bURL);
+    const std::vector<input_t> &aFiles = urls.GetFiles();
+    EXPECT_EQ("HTTP://a/b.dff", aFiles[0].strURL);
+    EXPECT_EQ("https://u:p@a", aFiles[1].strURL);
+    EXPECT_EQ("https://a", aFiles[1].strPath);
+    EXPECT_EQ("", aFiles[0].strFault);
+    EXPECT_EQ("", aFiles[2].strURL + aFiles[3].strURL);
 }
 
 TEST_F(clInputsTest, OneUnreadableFolderDoesNotHideTheOthers)

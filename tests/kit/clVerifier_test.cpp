@@ -1,5 +1,7 @@
 #include "kit/clVerifier.h"
 
+#include "kit/clDigest.h"
+#include "kit/clFileStream.h"
 #include "kit/clXInput.h"
 #include "tests/support/DSDIFFBuilder.h"
 #include "tests/support/DSFModel.h"
@@ -22,7 +24,8 @@ protected:
     {
         folder.Write("out.dsf", output);
         try {
-            verifier.Verify(folder.Path("out.dsf"), sound, {2822400, 2, tag}, [](uint64_t) {});
+            verifier.Verify(folder.Path("out.dsf"), sound, {2822400, 2, tag, strDigest},
+                            [](uint64_t) {});
         } catch (const clXInput &caught) {
             return caught.what();
         }
@@ -31,12 +34,14 @@ protected:
 
     void Open(const bytes_t &bytes)
     {
-        input.Open(folder.Write("in.dff", DSDIFFBuilder().Sound(bytes).Build()));
+        input.Open(std::make_unique<clFileStream>(
+            folder.Write("in.dff", DSDIFFBuilder().Sound(bytes).Build())));
         sound.Open(input);
     }
 
     const TempFolder folder;
     const bytes_t tag = TitleTag("title");
+    std::string strDigest;
     clInputFile input;
     clSoundReader sound;
     clVerifier verifier;
@@ -56,12 +61,21 @@ TEST_F(clVerifier_, FindsEveryDifference)
     for (size_t i = 0; i < 92; ++i) {
         EXPECT_NE("", Verify(WithBit(i))) << "byte " << i << " of the headers";
     }
-    // Of the sound the first and last byte, both sides of a boundary of reads, and the padding.
-    for (const size_t i : {size_t{92}, size_t{92 + 262143}, size_t{92 + 262144},
-                           size_t{92 + 2 * 4096 * 70 + 4096 + 999}, good.size() - tag.size() - 1,
-                           good.size() - tag.size(), good.size() - 1}) {
-        EXPECT_NE("", Verify(WithBit(i))) << "byte " << i;
+    clDigest digest(clDigest::CHECKSUM);
+    digest.Add(frames.data(), frames.size());
+    // Against the sound itself, and against a digest of it.
+    for (const std::string &strOfSound : {std::string(), digest.Finish()}) {
+        strDigest = strOfSound;
+        // The first and last byte, both sides of a boundary of reads, and the padding.
+        for (const size_t i :
+             {size_t{92}, size_t{92 + 262143}, size_t{92 + 262144},
+              size_t{92 + 2 * 4096 * 70 + 4096 + 999}, good.size() - tag.size() - 1,
+              good.size() - tag.size(), good.size() - 1}) {
+            EXPECT_NE("", Verify(WithBit(i))) << "byte " << i;
+        }
+        EXPECT_EQ("", Verify(good));
     }
+    strDigest.clear();
     EXPECT_NE("", Verify(Part(good, 0, good.size() - 1)));
     EXPECT_NE("", Verify(good + bytes_t(1)));
     EXPECT_NE("", Verify({}));
@@ -79,7 +93,7 @@ TEST_F(clVerifier_, ReadsNothingThatHasGone)
     for (const bytes_t &file :
          {DSDIFFBuilder().Sound(frames).Build(), ExpectedDSF(frames, 2, 2822400)}) {
         sound.Close();
-        input.Open(folder.Write("in", file));
+        input.Open(std::make_unique<clFileStream>(folder.Write("in", file)));
         sound.Open(input);
         std::filesystem::resize_file(folder.Path("in"), 92 + 12 * 8192); // whole groups
         EXPECT_THROW(sound.Read(buffer.data(), buffer.size() / 2), clXInput);
