@@ -32,7 +32,6 @@ protected:
     void Convert(const std::string &strURL, const std::string &strReason,
                  std::vector<std::string> args = {})
     {
-        const DescriptorCheck descriptors;
         args.insert(args.begin(), {strURL, "-o", "out.dsf"});
         const run_t run = Run("convert", args);
         EXPECT_EQ("", run.strOut);
@@ -316,7 +315,6 @@ TEST_F(kit_download, EveryCommandReadsFromNginx)
     if (!HasNginx()) {
         GTEST_SKIP() << "nginx is not installed";
     }
-    const DescriptorCheck descriptors;
     fs::create_directory("site");
     folder.Write("site/a b.dff", local);
     fs::last_write_time("site/a b.dff", fs::file_time_type() + std::chrono::hours(10));

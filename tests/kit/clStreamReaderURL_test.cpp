@@ -142,4 +142,20 @@ TEST_F(clStreamReaderURL_, StaysWithTheServerThatARedirectLedTo)
     EXPECT_TRUE(server.Requests()[4].starts_with("GET /a "));
 }
 
+TEST_F(clStreamReaderURL_, LeavesNothingOpenWhenItFails)
+{
+    for (const char *cpHead : {"404 No\r\n\r\n", "200 OK\r\nContent-Encoding: br\r\n\r\n",
+                               "302 Found\r\nLocation: file:///\r\n\r\n"}) {
+        ScriptedServer server({{std::string("HTTP/1.1 ") + cpHead}});
+        EXPECT_THROW(clStreamReaderURL(clURL(server.Url("/a")), 1), clXInput);
+    }
+    file.bParts = false;
+    WebFile other = {Noise(4000000).replace(5, 1, "?"), "", false};
+    ScriptedServer server([&](size_t uNumber, const std::string &strRequest) {
+        return uNumber == 0 ? file.Answer(strRequest, 3000000) : other.Answer(strRequest);
+    });
+    clStreamReaderURL stream(clURL(server.Url("/a")), 1);
+    EXPECT_THROW(ReadAll(stream), clXInput);
+}
+
 } // namespace
