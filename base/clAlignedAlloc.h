@@ -12,7 +12,7 @@ class clAlignedAlloc
 public:
     clAlignedAlloc() noexcept = default;
 
-    clAlignedAlloc(const clAlignedAlloc &source);
+    clAlignedAlloc(const clAlignedAlloc &source); ///< a deep copy
     virtual ~clAlignedAlloc();
 
     /** Replaces the content by a deep copy; copying onto itself changes nothing. */
@@ -21,7 +21,7 @@ public:
     /** As Copy, but releases nothing: for storage that is not initialised yet. */
     virtual void Construct(const clAlignedAlloc &source);
 
-    virtual clAlignedAlloc &operator=(const clAlignedAlloc &source);
+    virtual clAlignedAlloc &operator=(const clAlignedAlloc &source); ///< as Copy
 
     /** Makes the block exactly lSize bytes. An unchanged size keeps block and content; any other
      * makes a new, uninitialised block. @return the block, null for size 0
@@ -31,20 +31,20 @@ public:
     /** Unlocks a block that a subclass has locked in memory. */
     void Unlock() noexcept;
 
-    void Free() noexcept;
+    void Free() noexcept; ///< releases the block; the size is then 0
 
     /** Valid until the size changes. */
     void *GetPtr() const noexcept { return pData; }
 
-    int64_t GetSize() const noexcept { return lAllocSize; }
+    int64_t GetSize() const noexcept { return lAllocSize; } ///< in bytes
 
 protected:
+    /** Gets a new block without releasing the old one. @throws std::runtime_error as SetSize */
     void Allocate(int64_t lSize);
 
-    // Only subclasses that lock the block set this.
-    bool bLocked = false;
-    int64_t lAllocSize = 0;
-    void *pData = nullptr;
+    bool bLocked = false;   ///< set only by subclasses that lock the block
+    int64_t lAllocSize = 0; ///< bytes of the block
+    void *pData = nullptr;  ///< the block
 };
 
 /** The name of clAlignedAlloc in signal processing code. */
@@ -52,10 +52,11 @@ class clDSPAlloc : public clAlignedAlloc
 {
 public:
     clDSPAlloc() noexcept = default;
-    clDSPAlloc(const clDSPAlloc &) = default;
+    clDSPAlloc(const clDSPAlloc &) = default; ///< a deep copy
     ~clDSPAlloc() override;
 
     using clAlignedAlloc::operator=;
+    /** As Copy. */
     clDSPAlloc &operator=(const clDSPAlloc &source)
     {
         Copy(source);

@@ -12,18 +12,18 @@ class clAlloc
 public:
     clAlloc() noexcept = default;
 
-    clAlloc(const clAlloc &source);
+    clAlloc(const clAlloc &source); ///< a deep copy
     virtual ~clAlloc() noexcept(false);
 
     /** Replaces the content by a deep copy; copying onto itself changes nothing. */
     virtual void Copy(const clAlloc &source);
 
-    virtual void CopyTo(clAlloc &target) const;
+    virtual void CopyTo(clAlloc &target) const; ///< Copy in the other direction
 
     /** As Copy, but releases nothing: for storage that is not initialised yet. */
     virtual void Construct(const clAlloc &source);
 
-    virtual clAlloc &operator=(const clAlloc &source);
+    virtual clAlloc &operator=(const clAlloc &source); ///< as Copy
 
     /** Makes the block exactly lSize bytes. An unchanged size keeps block and content; any other
      * makes a new, uninitialised block. @return the block, null for size 0
@@ -38,20 +38,20 @@ public:
     /** Unlocks a block that a subclass has locked in memory. */
     void Unlock() noexcept;
 
-    void Free() noexcept;
+    void Free() noexcept; ///< releases the block; the size is then 0
 
     /** Valid until the size changes. */
     void *GetPtr() const noexcept { return pData; }
 
-    int64_t GetSize() const noexcept { return lAllocSize; }
+    int64_t GetSize() const noexcept { return lAllocSize; } ///< in bytes
 
 protected:
+    /** Gets a new block without releasing the old one. @throws std::runtime_error as SetSize */
     void Allocate(int64_t lSize);
 
-    // Only subclasses that lock the block set this.
-    bool bLocked = false;
-    int64_t lAllocSize = 0;
-    void *pData = nullptr;
+    bool bLocked = false;   ///< set only by subclasses that lock the block
+    int64_t lAllocSize = 0; ///< bytes of the block
+    void *pData = nullptr;  ///< the block
 };
 
 /** A clAlloc as an array of T, which must be trivially copyable. */
@@ -60,23 +60,25 @@ class clAllocT : public clAlloc
 {
 public:
     clAllocT() noexcept = default;
-    clAllocT(const clAllocT &) = default;
+    clAllocT(const clAllocT &) = default; ///< a deep copy
     ~clAllocT() noexcept(false) override = default;
 
     using clAlloc::operator=;
+    /** As Copy. */
     clAllocT &operator=(const clAllocT &source)
     {
         Copy(source);
         return *this;
     }
 
+    /** In elements, otherwise as in clAlloc. */
     virtual T *SetSize(int64_t lCount) { return static_cast<T *>(clAlloc::SetSize(Bytes(lCount))); }
-
     /** In elements, otherwise as in clAlloc. */
     virtual T *Resize(int64_t lCount) { return static_cast<T *>(clAlloc::Resize(Bytes(lCount))); }
 
+    /** As GetPtr. */
     virtual T *GetData() const { return static_cast<T *>(pData); }
-
+    /** In elements. */
     virtual int64_t GetCount() const { return lAllocSize / static_cast<int64_t>(sizeof(T)); }
 
 private:
@@ -107,10 +109,10 @@ public:
     /** Sets the count to 1 and copies as Copy does. */
     virtual void CopyShared(const clAlloc &source);
 
-    clWeakAlloc &operator=(const clAlloc &source) override;
+    clWeakAlloc &operator=(const clAlloc &source) override; ///< as CopyShared
 
     /** Copies the content but not the count, which becomes 1. */
     clWeakAlloc &operator=(const clWeakAlloc &source);
 
-    int64_t lRefCount = 1;
+    int64_t lRefCount = 1; ///< the number of owners
 };

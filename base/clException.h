@@ -17,19 +17,19 @@ public:
     /** Appends ": " and the system's text for the error number, also for number 0. */
     clException(const char *cpMessage, int iErrorNumber) noexcept;
 
-    clException(const clException &) noexcept = default;
-    clException &operator=(const clException &) = default;
+    clException(const clException &) noexcept = default;   ///< copies text and error number
+    clException &operator=(const clException &) = default; ///< copies text and error number
     ~clException() noexcept override;
 
     /** Valid until this object changes or ends. */
     const char *what() const noexcept override;
 
-    virtual void AppendErrorText();
+    virtual void AppendErrorText(); ///< appends ": " and the system's text for iErrno
 
-    int iErrno;
+    int iErrno; ///< the error number; 0 without one
 
 protected:
-    std::string strMessage;
+    std::string strMessage; ///< what() returns this
 };
 
 // Each subclass adds only its type, so that callers can catch by module.
@@ -41,12 +41,14 @@ public:
     using clException::clException;
 };
 
+/** A DSDIFF file or its sound that cannot be read. */
 class clXDSDIFF : public clXDSD
 {
 public:
     using clXDSD::clXDSD;
 };
 
+/** A DSF file that cannot be read or written. */
 class clXDSF : public clXDSD
 {
 public:
@@ -60,24 +62,28 @@ public:
     using clException::clException;
 };
 
+/** An ID3v2 tag that cannot be parsed. */
 class clXID3tag : public clException
 {
 public:
     using clException::clException;
 };
 
+/** A stream that cannot be opened, read or moved. */
 class clXStreamReader : public clException
 {
 public:
     using clException::clException;
 };
 
+/** A failed operation on a local file. */
 class clXFileIO : public clException
 {
 public:
     using clException::clException;
 };
 
+/** An address that is invalid or cannot be resolved. */
 class clXSocketAddr : public clException
 {
 public:
@@ -98,24 +104,28 @@ public:
     using clXSocket::clXSocket;
 };
 
+/** Misuse of a clString, text that cannot be converted, or short memory. */
 class clXString : public clException
 {
 public:
     using clException::clException;
 };
 
+/** A failed operation of a clThread. */
 class clXThread : public clException
 {
 public:
     using clException::clException;
 };
 
+/** A failed operation of a clThreadsBase. */
 class clXThreads : public clException
 {
 public:
     using clException::clException;
 };
 
+/** A failed operation of a clThreadPool. */
 class clXThreadPool : public clException
 {
 public:

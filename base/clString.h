@@ -24,12 +24,13 @@
 class clString
 {
 public:
+    /** The result of a search without a match. */
     static constexpr size_t NOT_FOUND = static_cast<size_t>(-1);
 
-    /** @throws clXString when memory is short */
+    /** The empty text. @throws clXString when memory is short */
     clString();
 
-    clString(const clString &source) noexcept;
+    clString(const clString &source) noexcept; ///< shares the buffer
 
     /** Null makes the text empty. */
     explicit clString(const char *cpText);
@@ -38,15 +39,15 @@ public:
      * here does a length include the terminator. */
     clString(const char *cpText, size_t sizeBuf, int iTextEncoding);
 
-    explicit clString(const uint16_t *upText);
-    explicit clString(const wchar_t *wcpText);
+    explicit clString(const uint16_t *upText); ///< as the assignment of UTF-16
+    explicit clString(const wchar_t *wcpText); ///< as the assignment of wide characters
 
     /** @throws clXString when the shared buffer cannot be released */
     virtual ~clString() noexcept(false);
 
     // ---- assignment ----
 
-    clString &operator=(const clString &source);
+    clString &operator=(const clString &source); ///< shares the buffer; keeps the tokens of Tok
 
     /** Null makes the text empty. A shared buffer resets the encoding to 0, else it stays. */
     clString &operator=(const char *cpText);
@@ -65,53 +66,58 @@ public:
      * @throws clXString without a converter; std::runtime_error when memory is short */
     clString &operator=(const uint16_t *upText);
 
-    /** @throws clXString for characters that the current locale cannot represent */
+    /** Multibyte text in the current locale; null makes the text empty. @throws clXString for
+     * characters that the locale cannot represent; std::runtime_error when memory is short */
     clString &operator=(const wchar_t *wcpText);
 
-    void Clear();
+    void Clear(); ///< makes the text empty
 
     // ---- appending ----
 
-    clString &operator+=(const char *cpText);
-    clString &operator+=(const clString &str);
-    clString &operator+=(char c);
-    clString operator+(const clString &str) const;
+    clString &operator+=(const char *cpText);      ///< appends a text; null appends nothing
+    clString &operator+=(const clString &str);     ///< appends a text
+    clString &operator+=(char c);                  ///< appends one byte
+    clString operator+(const clString &str) const; ///< both texts, with encoding 0
+    /** Both texts, with encoding 0; a copy of this one for null. */
     clString operator+(const char *cpText) const;
 
-    // ---- comparison: results as of strcmp(), strcasecmp(), strcoll() ----
+    // ---- comparison ----
 
-    int Compare(const char *cpText) const;
-    int CaseCompare(const char *cpText) const;
-    int Collate(const char *cpText) const;
+    int Compare(const char *cpText) const;     ///< strcmp(3)
+    int CaseCompare(const char *cpText) const; ///< strcasecmp(3): ignores case
+    int Collate(const char *cpText) const;     ///< strcoll(3): by the current locale
 
-    /** @throws clXString when the 32-bit sum uiIdx + uiLen is above the length */
+    /** Compares at most uiLen bytes from uiIdx on with a text, as strncmp(3).
+     * @throws clXString when the 32-bit sum uiIdx + uiLen is above the length */
     int CompareRange(const char *cpText, unsigned uiIdx, unsigned uiLen) const;
+    /** CompareRange that ignores case. */
     int CaseCompareRange(const char *cpText, unsigned uiIdx, unsigned uiLen) const;
 
-    bool operator<(const clString &str) const;
+    bool operator<(const clString &str) const; ///< the order of Compare
 
-    bool BeginsWith(const clString &str) const;
-    bool BeginsWith(const char *cpText) const;
-    bool CaseBeginsWith(const clString &str) const;
-    bool CaseBeginsWith(const char *cpText) const;
+    bool BeginsWith(const clString &str) const;     ///< true for an empty prefix
+    bool BeginsWith(const char *cpText) const;      ///< true for an empty prefix
+    bool CaseBeginsWith(const clString &str) const; ///< ignores case
+    bool CaseBeginsWith(const char *cpText) const;  ///< ignores case
 
-    /** The clString overloads place the compared range by the suffix's characters, not its bytes,
-     * so they never find a suffix with multibyte characters. Compatibility: callers rely on it. */
+    /** Whether the text ends with another. The clString overloads place the compared range by the
+     * suffix's characters, not its bytes, so they never find a suffix with multibyte characters.
+     * Compatibility: callers rely on it. */
     bool EndsWith(const clString &str) const;
-    bool EndsWith(const char *cpText) const;
-    bool CaseEndsWith(const clString &str) const;
-    bool CaseEndsWith(const char *cpText) const;
+    bool EndsWith(const char *cpText) const;      ///< true for an empty suffix
+    bool CaseEndsWith(const clString &str) const; ///< EndsWith that ignores case
+    bool CaseEndsWith(const char *cpText) const;  ///< EndsWith that ignores case
 
     // ---- searching: byte offsets or NOT_FOUND ----
 
-    size_t Find(char c) const;
-    size_t FindLast(char c) const;
-    const char *Find(const char *cpText) const; ///< valid until an edit; null when not found
-    bool Contains(const char *cpText) const;
-    size_t FindAny(const char *cpSet) const;
-    size_t Span(const char *cpSet) const;  ///< counts the leading bytes that are in the set
-    size_t CSpan(const char *cpSet) const; ///< counts the leading bytes that are not in the set
-    clString TailFrom(const char *cpText) const; ///< empty when not found
+    size_t Find(char c) const;                  ///< offset of the first one, or NOT_FOUND
+    size_t FindLast(char c) const;              ///< as Find, but the last one
+    const char *Find(const char *cpText) const; ///< null when not found; valid until an edit
+    bool Contains(const char *cpText) const;    ///< true for an empty text
+    size_t FindAny(const char *cpSet) const;    ///< as Find, the first byte that is in the set
+    size_t Span(const char *cpSet) const;       ///< the number of leading bytes that are in the set
+    size_t CSpan(const char *cpSet) const;      ///< the number of leading bytes not in the set
+    clString TailFrom(const char *cpText) const; ///< from the first match; empty without one
 
     // ---- access ----
 
@@ -121,7 +127,7 @@ public:
     /** Valid until an edit. */
     const char *c_str() const noexcept { return cpStr; }
 
-    /** @throws clXString for an index at or above the length */
+    /** A byte of the text. @throws clXString for an index at or above the length */
     const char &at(size_t sizeIdx) const;
 
     /** As at(), but copies a shared buffer first, even if the index is then refused. */
@@ -129,39 +135,45 @@ public:
 
     // ---- substrings and editing ----
 
-    /** @throws clXString unless uIdx is below the length and the 32-bit uIdx + uCount not above */
+    /** A part of the text, with its encoding.
+     * @throws clXString unless uIdx is below the length and the 32-bit uIdx + uCount not above */
     clString SubString(unsigned uIdx, unsigned uCount) const;
-    clString SubString(unsigned uIdx) const;
+    clString SubString(unsigned uIdx) const; ///< to the end of the text
 
     /** Inserts before uIdx. @throws clXString for an index above the length */
     void Insert(const clString &str, unsigned uIdx);
 
-    /** @throws clXString as SubString does */
+    /** Removes a part of the text. @throws clXString as SubString does */
     void Delete(unsigned uIdx, unsigned uCount);
 
-    /** Trims white space at both ends. @throws std::runtime_error if sizeStr does not match it */
+    /** Removes white space at both ends.
+     * @throws std::runtime_error if sizeStr does not match the text */
     void Clean();
 
-    /** Byte by byte with encoding 1, else by wide characters of the current locale. */
+    /** Maps byte by byte with encoding 1, else by wide characters of the current locale.
+     * @throws clXString and std::runtime_error as wc_str */
     void ToLower();
-    void ToUpper();
+    void ToUpper(); ///< as ToLower
 
-    // ---- text to number: clXString unless the whole text is a number ----
+    // ---- text to number ----
 
-    int32_t ToInt() const; ///< the low 32 bits of strtol(text, end, 0)
-    /** The value of strtoul(text, end, 0), which also accepts a minus sign. */
+    /** The low 32 bits of strtol(text, end, 0). @throws clXString for any other text */
+    int32_t ToInt() const;
+    /** As ToInt, but the value of strtoul(text, end, 0), which also accepts a minus sign. */
     uint64_t ToUInt() const;
-    /** In the current locale, else the leading number in the "C" locale. */
+    /** A number in the current locale, else the leading number in the "C" locale.
+     * @throws clXString without one */
     float ToFloat() const;
-    double ToDouble() const;
-    long double ToLongDouble() const;
+    double ToDouble() const;          ///< as ToFloat
+    long double ToLongDouble() const; ///< as ToFloat
 
     // ---- conversions ----
 
-    void FloatC(double dValue);
-    static clString FromFloat(double dValue);
+    void FloatC(double dValue); ///< becomes the value in the "C" locale, with up to 16 digits
+    static clString FromFloat(double dValue); ///< the text of FloatC
 
-    /** Converts ISO 8859-1 to UTF-8. @throws clXString without a converter */
+    /** Converts ISO 8859-1 to UTF-8.
+     * @throws clXString without a converter; std::runtime_error when memory is short */
     static clString FromLatin1(const char *cpText);
 
     /** The text in wide characters; owned by this string, valid until the next call.
@@ -176,11 +188,11 @@ public:
      * @return false without a further token; strToken is then empty
      * @throws clXString when memory is short */
     bool Tok(clString &strToken, const char *cpDelims, bool bFirst);
-    clString Tok(const char *cpDelims, bool bFirst);
+    clString Tok(const char *cpDelims, bool bFirst); ///< as above; empty without a further token
 
-    void TokEnd() noexcept;
+    void TokEnd() noexcept; ///< releases the copy of Tok
 
-    std::vector<clString> Split(const char *cpDelims);
+    std::vector<clString> Split(const char *cpDelims); ///< all non-empty tokens; calls TokEnd
 
     /** Returns the trimmed, non-empty lines of a text, without a UTF-8 mark at its start. Modifies
      * the buffer. Omits text after the last line end. Compatibility: callers rely on it. */
