@@ -9,7 +9,7 @@
 class clMutex
 {
 public:
-    clMutex();
+    clMutex(); ///< not held
     clMutex(const clMutex &) = delete;
     clMutex &operator=(const clMutex &) = delete;
 
@@ -24,5 +24,5 @@ public:
     void Release(); ///< unlocks; only for the thread that holds the mutex
 
 protected:
-    pthread_mutex_t mtx;
+    pthread_mutex_t mtx; ///< the mutex of the system
 };

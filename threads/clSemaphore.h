@@ -30,5 +30,5 @@ public:
     void Post();
 
 protected:
-    sem_t sem;
+    sem_t sem; ///< the semaphore of the system
 };

@@ -43,24 +43,25 @@ public:
 
     /** Sets whether the calling thread defers cancellations (bDisable), and whether one ends it at
      * any instruction (bAsync) instead of at cancellation points, which is safe only for code
-     * without C++ objects and handlers. */
+     * without C++ objects and handlers. @throws clXThread when the system refuses */
     static void SetCancel(bool bDisable, bool bAsync);
 
 protected:
-    /** If it throws, the thread ends without the other two. */
+    /** Called first, on the new thread. If it throws, the thread ends without the other two. */
     virtual void ThreadInit();
 
-    /** Called also after an Execute that threw. */
+    /** Called last, also after an Execute that threw. */
     virtual void ThreadClean();
 
     /** The work of the thread; Wait returns its result. */
     virtual void *Execute(void *pArg) = 0;
 
-    bool bJoinable = false;
+    bool bJoinable = false; ///< whether tidThread can be joined
 
-    // Written by both threads. Sequentially consistent because its order against bEnding matters.
+    /** From the end of ThreadInit until the thread ends or is cancelled. Written by both threads;
+     * sequentially consistent because its order against bEnding matters. */
     std::atomic<bool> bRunning{false};
-    pthread_t tidThread{};
+    pthread_t tidThread{}; ///< the thread last created
 
 private:
     static void *ThreadEntry(void *pStart);

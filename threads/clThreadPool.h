@@ -63,19 +63,19 @@ protected:
     /** One job. @param lThreadIdx index of the worker and of the job in its batch */
     virtual void ThreadPoolJob(long lThreadIdx, void *pArg);
 
-    // Live workers, and unfinished jobs of the batch. Each change is one atomic step whose result
-    // decides; these steps and the semaphores also publish what the jobs wrote.
-    std::atomic<int64_t> lThreadCntr{0};
-    std::atomic<int64_t> lPending{0};
+    // Each change of a count is one atomic step whose result decides; these steps and the
+    // semaphores also publish what the jobs wrote.
+    std::atomic<int64_t> lThreadCntr{0}; ///< live workers
+    std::atomic<int64_t> lPending{0};    ///< unfinished jobs of the batch
 
-    // Command to each worker: 1 runs a job, 0 ends the worker. Atomic because ThreadPoolDestroy may
-    // write it while workers still read the command of an abandoned batch.
+    /** Command to each worker: 1 runs a job, 0 ends the worker. Atomic because ThreadPoolDestroy
+     * may write it while workers still read the command of an abandoned batch. */
     std::unique_ptr<std::atomic<int32_t>[]> piRun;
-    std::unique_ptr<void *[]> ppArg;
+    std::unique_ptr<void *[]> ppArg; ///< the argument of each worker's job
 
-    // Posted by each worker that has started, by the last job of a batch and by the last worker.
+    /** Posted by each worker that starts, by the last job of a batch and by the last worker. */
     clSemaphore semDone;
-    std::unique_ptr<clSemaphore[]> psemWorker;
+    std::unique_ptr<clSemaphore[]> psemWorker; ///< posted for each command
 
 private:
     void DrainStalePost();

@@ -57,10 +57,10 @@ protected:
     /** The work of one thread; Wait returns its result. */
     virtual void *ThreadBody(void *pArg) = 0;
 
-    int32_t iNextId = 0; ///< the number to try next
-    std::map<int32_t, pthread_t> mapThreads;
+    int32_t iNextId = 0;                     ///< the number to try next
+    std::map<int32_t, pthread_t> mapThreads; ///< the recorded threads by number
 
-    // Guards iNextId and mapThreads; only the destructor holds it while it waits for a thread.
+    /** Guards iNextId and mapThreads; only the destructor holds it while it waits for a thread. */
     clMutex mtxThreads;
 
 private:
