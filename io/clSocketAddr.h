@@ -16,17 +16,17 @@ class clSocketAddr
 {
 public:
     clSocketAddr() = default;
-    clSocketAddr(const clSocketAddr &) = default;
-    clSocketAddr &operator=(const clSocketAddr &) = default;
+    clSocketAddr(const clSocketAddr &) = default;            ///< copies nothing
+    clSocketAddr &operator=(const clSocketAddr &) = default; ///< copies nothing
     virtual ~clSocketAddr();
 
     virtual const char *GetFamilyName() const; ///< "null", "local", "ipv4" or "ipv6"
-    virtual int GetFamily() const;
+    virtual int GetFamily() const;             ///< AF_LOCAL, AF_INET or AF_INET6; 0 in this base
 
     /** Owned by this object, valid as long as it; null in this base. */
     virtual const sockaddr *GetSockAddr() const;
 
-    virtual socklen_t GetSize() const;
+    virtual socklen_t GetSize() const; ///< bytes of the structure; 0 in this base
 
     /** Copies a raw structure; this base ignores it.
      * @throws clXSocketAddr for null and for any size but GetSize() */
@@ -52,7 +52,7 @@ public:
     void Set(const sockaddr *spNewAddr, socklen_t size) override;
     clString AsString() const override;
 
-    virtual void Copy(const clSocketAddrLocal &source);
+    virtual void Copy(const clSocketAddrLocal &source); ///< as the assignment
 
     /** Cuts the path after 107 bytes; null makes it empty. */
     void Set(const char *cpPath);
@@ -74,9 +74,9 @@ public:
     clString AsStringPort() const override;
     clString AsHostName() const override;
 
-    virtual clString AsHostNamePort() const;
-    virtual uint16_t GetPort() const; ///< in host byte order
-    virtual void Copy(const clSocketAddrIPv4 &source);
+    virtual clString AsHostNamePort() const;           ///< AsHostName(), ":" and the port
+    virtual uint16_t GetPort() const;                  ///< in host byte order
+    virtual void Copy(const clSocketAddrIPv4 &source); ///< as the assignment
 
     /** Sets a numeric address or the first answer of the resolver; uPort is in host byte order.
      * @param cpHost null is the wildcard address; pass static_cast<const char *>(nullptr), because
@@ -101,9 +101,9 @@ public:
     clString AsStringPort() const override;
     clString AsHostName() const override;
 
-    virtual clString AsHostNamePort() const;
-    virtual uint16_t GetPort() const; ///< in host byte order
-    virtual void Copy(const clSocketAddrIPv6 &source);
+    virtual clString AsHostNamePort() const;           ///< AsHostName(), ":" and the port
+    virtual uint16_t GetPort() const;                  ///< in host byte order
+    virtual void Copy(const clSocketAddrIPv6 &source); ///< as the assignment
 
     /** As clSocketAddrIPv4::Set. */
     void Set(const char *cpHost, uint16_t uPort);

@@ -16,33 +16,33 @@ class clAlloc;
 class clStreamReader
 {
 public:
-    explicit clStreamReader(const clString &strStreamName);
+    explicit clStreamReader(const clString &strStreamName); ///< sets strName
     clStreamReader(const clStreamReader &) = delete;
     clStreamReader &operator=(const clStreamReader &) = delete;
     virtual ~clStreamReader() noexcept(false);
 
-    virtual void Close() = 0;
+    virtual void Close() = 0; ///< ends the use of the source
 
-    /** @return the bytes read, which may be fewer than sizeBuffer; 0 at the end */
+    /** Reads once. @return the bytes read, which may be fewer than sizeBuffer; 0 at the end */
     virtual ssize_t Read(void *pBuffer, size_t sizeBuffer) = 0;
 
-    /** @return the new position, from the start of the stream */
+    /** Moves the position. @return the new one, from the start of the stream */
     virtual off_t Seek(off_t lPosition);
 
-    virtual off_t Skip(off_t lCount);
+    virtual off_t Skip(off_t lCount); ///< moves forward; returns the new position
 
-    virtual off_t Tell();
+    virtual off_t Tell(); ///< the position, from the start of the stream
 
     /** The size of the whole stream; 0 when unknown. */
     virtual int64_t GetSize();
 
-    virtual bool IsEOF();
+    virtual bool IsEOF(); ///< whether the position is at the end
 
     /** Whether the source is on a network, so that each Seek costs a request. */
     virtual bool IsRemote() = 0;
-    virtual bool IsSeekable() = 0;
+    virtual bool IsSeekable() = 0; ///< whether Seek works
 
-    /** Owned by the reader, valid until the next operation. */
+    /** The type of the content; owned by the reader, valid until the next operation. */
     virtual const char *GetMimeType();
 
     /** Reads until the buffer is full or the stream ends.
@@ -54,5 +54,5 @@ public:
      * limit only the wait before each read. @return the bytes read; the buffer may be larger */
     size_t ReadFully(clAlloc &buffer, uint64_t uSize);
 
-    const clString strName;
+    const clString strName; ///< the name from the constructor
 };

@@ -7,7 +7,7 @@
 class clStreamReaderFile : public clStreamReader
 {
 public:
-    /** @param strFile a path, also after "file:" or "file://"
+    /** Opens a file. @param strFile a path, also after "file:" or "file://"
      * @throws clXStreamReader when the file cannot be opened */
     explicit clStreamReaderFile(const clString &strFile);
     ~clStreamReaderFile() noexcept(false) override;
@@ -15,10 +15,10 @@ public:
     void Close() override;
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override;
     off_t Seek(off_t lPosition) override;
-    off_t Skip(off_t lCount) override;
+    off_t Skip(off_t lCount) override; ///< backward, too
     off_t Tell() override;
     int64_t GetSize() override;
-    /** Also true after the end, where Seek and Skip may go. */
+    /** True also after the end, where Seek and Skip may go. */
     bool IsEOF() override;
     bool IsRemote() override;
     bool IsSeekable() override;
@@ -28,5 +28,5 @@ public:
     static clString PathOf(const clString &strFile);
 
 protected:
-    clFileIO fileInput;
+    clFileIO fileInput; ///< the file
 };

@@ -25,8 +25,9 @@ class clSocketAddr;
 class clStreamReaderHTTP : public clStreamReader
 {
 public:
-    /** @param strUrl "http://host/path" or "http://host:port/path"; the path is sent unchanged
-     * @throws clXStreamReader for any other form, and as GetHead */
+    /** Requests the resource. @param strUrl "http://host/path" or "http://host:port/path"; the path
+     * is sent unchanged
+     * @throws clXStreamReader for any other form, and as GetHead; clXString as GetHead */
     explicit clStreamReaderHTTP(const clString &strUrl);
 
     ~clStreamReaderHTTP() noexcept(false) override;
@@ -38,7 +39,7 @@ public:
      * @throws clXStreamReader after the time-out, and without a connection */
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override;
 
-    off_t Seek(off_t lPosition) override;
+    off_t Seek(off_t lPosition) override; ///< as MakeRequest
 
     /** Reads and discards lCount bytes. A short read is an error, even if more would follow later;
      * the stream is then usable only after a Seek. Compatibility: callers rely on it.
@@ -49,7 +50,7 @@ public:
 
     /** The announced length of the whole resource; 0 without a valid one. */
     int64_t GetSize() override;
-    bool IsEOF() override;
+    bool IsEOF() override; ///< true also without a known size
     bool IsRemote() override;
     bool IsSeekable() override;
 
@@ -73,14 +74,14 @@ public:
     static const char *cpUserAgent;
 
 protected:
-    int64_t iPosition = 0;
-    int64_t iSize = 0;
-    clString strHost; ///< host:port
-    clString strPath;
-    clString strContentType;
-    std::unique_ptr<clSocketAddr> pAddr;
-    clSocket sockConn;
-    // For subclasses: the headers of the last answer, of a repeated one the last value.
+    int64_t iPosition = 0;               ///< of the next byte
+    int64_t iSize = 0;                   ///< of the whole resource; 0 when unknown
+    clString strHost;                    ///< host:port
+    clString strPath;                    ///< begins with "/"
+    clString strContentType;             ///< of the last answer that named one
+    std::unique_ptr<clSocketAddr> pAddr; ///< of the server
+    clSocket sockConn;                   ///< the connection
+    /** The headers of the last answer, of a repeated one the last value. */
     std::map<clString, clString> mapHeaders;
 
 private:
