@@ -24,19 +24,19 @@ public:
     static uint32_t SS2Int32(const uint8_t *cpBytes, uint64_t uCount);
 
 protected:
-    // Only for subclasses that add nothing; protected, so that frames and tags are not sliced.
-    clID3base(const clID3base &) = default;
-    clID3base &operator=(const clID3base &) = default;
+    // Protected, so that frames and tags are not sliced.
+    clID3base(const clID3base &) = default;            ///< only for subclasses that add nothing
+    clID3base &operator=(const clID3base &) = default; ///< likewise
 
-    uint8_t ReadByte();
-    uint16_t ReadWord();
-    uint32_t ReadWord24();
-    uint32_t ReadDWord();
+    uint8_t ReadByte();    ///< reads 1 byte
+    uint16_t ReadWord();   ///< reads 2 bytes
+    uint32_t ReadWord24(); ///< reads 3 bytes
+    uint32_t ReadDWord();  ///< reads 4 bytes
 
-    /** Synchsafe integers of 3, 4 and 5 bytes. @throws clXID3tag also as SS2Int32 */
+    /** Reads a synchsafe integer of 3 bytes. @throws clXID3tag also as SS2Int32 */
     uint32_t ReadSS3();
-    uint32_t ReadSS4();
-    uint32_t ReadSS5();
+    uint32_t ReadSS4(); ///< as ReadSS3, of 4 bytes
+    uint32_t ReadSS5(); ///< of 5 bytes; the low 32 bits of the value
 
     /** Copies bytes. @param pTarget may be null for a count of 0 */
     void ReadBytes(void *pTarget, uint64_t uCount);
@@ -49,8 +49,8 @@ protected:
      * @throws clXID3tag when no bytes remain; std::runtime_error when memory is short */
     uint64_t ReadString(clString &strTarget, uint8_t uEncoding);
 
-    uint64_t uRemaining = 0;
-    const uint8_t *cpCursor = nullptr;
+    uint64_t uRemaining = 0;           ///< bytes left at cpCursor
+    const uint8_t *cpCursor = nullptr; ///< the next byte; borrowed
 
 private:
     void Require(uint64_t uCount, const char *cpFailure) const;

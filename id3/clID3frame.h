@@ -31,10 +31,10 @@ public:
     ~clID3frame() noexcept(false) override;
 
 protected:
-    virtual void ReadHeader();
+    virtual void ReadHeader(); ///< reads id, size and flags in the layout of the version
 
 public:
-    virtual clString GetId() const;
+    virtual clString GetId() const; ///< four characters; of ID3v2.2 three
 
     /** The picture of a picture frame, else the body; of a text without the encoding byte, but with
      * two added zero bytes, of a URL with one. */
@@ -49,30 +49,33 @@ public:
 
 protected:
     // For subclasses, whose constructors call these steps around their own ReadHeader.
-    clID3frame();
-    void SetCursor(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexcept;
-    void RequireBody(const char *cpFailure) const;
+    clID3frame();                                                                ///< an empty frame
+    void SetCursor(const uint8_t *cpTagCursor, uint64_t uTagRemaining) noexcept; ///< starts reading
+    void RequireBody(const char *cpFailure) const; ///< throws clXID3tag unless uSize bytes are left
+    /** Ends reading: passes the position on to the tag. */
     void ReturnCursor(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining) const noexcept;
 
-    // The meaning of an encoding above 2 in a text frame.
+    /** The meaning of an encoding above 2 in a text frame. */
     enum highencoding_t : int { HIGH_IS_UTF8 = 0, HIGH_IS_UTF16 = 1 };
 
+    /** Reads and decodes the body by its id. @throws clXID3tag, with cpMismatch for a picture frame
+     * whose texts are longer than the frame; std::runtime_error when memory is short */
     void DecodeBody(highencoding_t high, const char *cpMismatch);
-    void DecodeText(highencoding_t high);
-    void DecodeRaw();
-    // Reads the rest of a picture frame's body after its header.
+    void DecodeText(highencoding_t high); ///< reads the body of a text frame
+    void DecodeRaw();                     ///< reads the body into allocData
+    /** Reads the rest of a picture frame's body after sizeHeader bytes. Throws as DecodeBody. */
     void DecodePictureData(uint64_t sizeHeader, const char *cpMismatch);
 
-    bool IsId(const char *cpId) const noexcept;
+    bool IsId(const char *cpId) const noexcept; ///< whether aId is cpId
 
-    uint8_t aId[4] = {}; // of ID3v2.2: three characters and a zero byte
-    uint32_t uSize = 0;  // of the body
-    uint16_t uFlags = 0; // read for callers only
-    uint8_t uTextEncoding = 0;
-    uint8_t uPictureType = 0;
-    clAlloc allocData;
-    clString strText;
-    clString strMimeType;
+    uint8_t aId[4] = {};       ///< of ID3v2.2: three characters and a zero byte
+    uint32_t uSize = 0;        ///< of the body
+    uint16_t uFlags = 0;       ///< as in the header; not used
+    uint8_t uTextEncoding = 0; ///< 0: ISO 8859-1, 1 and 2: UTF-16, 3: UTF-8
+    uint8_t uPictureType = 0;  ///< as GetPictureType
+    clAlloc allocData;         ///< as GetData
+    clString strText;          ///< as GetText
+    clString strMimeType;      ///< as GetMimeType
 
 private:
     void DecodeUrl();
@@ -83,6 +86,7 @@ private:
 class clID3frame3 : public clID3frame
 {
 public:
+    /** As the constructor of clID3frame. */
     clID3frame3(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
 
 protected:
@@ -97,13 +101,14 @@ protected:
 class clID3frame2 : public clID3frame
 {
 public:
+    /** As the constructor of clID3frame. */
     clID3frame2(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining);
 
 protected:
     void ReadHeader() override;
 
 public:
-    virtual clString GetShortId() const;
+    virtual clString GetShortId() const; ///< three characters
 
 private:
     void DecodeShortBody();

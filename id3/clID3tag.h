@@ -33,41 +33,40 @@ public:
      * short */
     void Parse(const void *pTag, uint64_t uLength);
 
-    // The text of the first frame with the field; empty without one.
-
+    /** The title. As the other texts: of the first frame with the field; empty without one. */
     clString GetTitle() const;
     clString GetComposer() const; ///< the composer, else the lead performer
     /** The lead performer, unless GetComposer returns it; else band or conductor. */
     clString GetPerformer() const;
-    clString GetAlbum() const;
+    clString GetAlbum() const; ///< the album
 
-    int GetTrack() const; ///< the number before a "/"; 0 without a track number
+    int GetTrack() const; ///< the number before a "/", as clString::ToInt reads it; else 0
 
-    // The first picture that is a front cover or unspecified; null or 0 without one. The pointers
-    // are valid until the next Parse or Reset.
-
-    const char *GetPictureMimeType() const; ///< empty if the picture has no type
-    uint64_t GetPictureSize() const;
-    const void *GetPicture() const; ///< null also for a picture of 0 bytes
+    /** The type of the picture; empty if it has none. The picture is the first that is a front
+     * cover or unspecified; without one, this and the next two are null or 0. Pointers are valid
+     * until the next Parse or Reset. */
+    const char *GetPictureMimeType() const;
+    uint64_t GetPictureSize() const; ///< in bytes
+    const void *GetPicture() const;  ///< its bytes; null also for a picture of 0 bytes
 
 protected:
-    uint8_t aId[3] = {};
-    uint16_t uVersion = 0; // major version in the high byte, revision in the low byte
-    uint8_t uFlags = 0;
-    uint32_t uSize = 0; // of everything between header and footer, as in the header
+    uint8_t aId[3] = {};   ///< "ID3"
+    uint16_t uVersion = 0; ///< major version in the high byte, revision in the low byte
+    uint8_t uFlags = 0;    ///< of the header
+    uint32_t uSize = 0;    ///< of everything between header and footer, as in the header
 
     // Of the extended header and the footer. Kept for callers; only Parse reads some of them.
-    uint32_t uExtSize = 0;
-    uint8_t uExtFlagBytes = 0;
-    uint8_t uExtFlags = 0;
-    uint32_t uCRC = 0;
-    uint8_t uRestrictions = 0;
-    uint8_t aFooterId[3] = {};
-    uint16_t uFooterVersion = 0;
-    uint8_t uFooterFlags = 0;
-    uint32_t uFooterSize = 0;
+    uint32_t uExtSize = 0;       ///< of the extended header
+    uint8_t uExtFlagBytes = 0;   ///< bytes of its flags
+    uint8_t uExtFlags = 0;       ///< its flags
+    uint32_t uCRC = 0;           ///< its check value; not checked
+    uint8_t uRestrictions = 0;   ///< its restrictions; not applied
+    uint8_t aFooterId[3] = {};   ///< "3DI"
+    uint16_t uFooterVersion = 0; ///< as uVersion
+    uint8_t uFooterFlags = 0;    ///< as uFlags
+    uint32_t uFooterSize = 0;    ///< as uSize
 
-    // By id; frames with the same id are in reading order.
+    /** By id; frames with the same id are in reading order. */
     std::multimap<clString, std::unique_ptr<clID3frame>> mapFrames;
 
 private:
