@@ -13,11 +13,11 @@ public:
         uint64_t uPosition = 0;
         /** Bytes per channel from there to the end, as announced; there may be fewer. */
         uint64_t uLeft = 0;
-        uint64_t uRun = 1;
-        bool bLsbFirst = false;
+        uint64_t uRun = 1;      ///< bytes; 1 for interleaved channels
+        bool bLsbFirst = false; ///< the earliest sample is in the lowest bit of a byte
     };
 
-    virtual next_t GetNext() const = 0;
+    virtual next_t GetNext() const = 0; ///< describes what Fetch delivers next
 
     /** Fetches the next bytes and advances the position. uBytes is per channel: whole runs, or all
      * that is left; pDest has room for them.

@@ -26,7 +26,8 @@ uint32_t GetTypeOfCount(uint32_t uChannels) noexcept;
  * Null for an unknown type, and for more channels than the type has. */
 const uint32_t *GetSpeakersOfType(uint32_t uType, uint32_t uChannels) noexcept;
 
-/** What a channel is, in the order of the file formats. */
+/** What a channel is, in the order of the file formats: left, right, centre, low frequencies, left
+ * and right surround. */
 enum class role_t { L, R, C, LFE, LS, RS, UNKNOWN };
 
 /** "L", "LFE" and so on; "?" for UNKNOWN. */
@@ -38,8 +39,8 @@ struct layout_t {
     /** Index of each channel when sorted by role: a permutation. Equal and unknown roles keep their
      * order. */
     std::vector<uint32_t> auPlaces;
-    std::vector<role_t> aRoles;
-    bool bConflict = false; ///< two channels have the same role; uType is 0 then
+    std::vector<role_t> aRoles; ///< what each channel is
+    bool bConflict = false;     ///< two channels have the same role; uType is 0 then
 };
 
 /** The layout of a DSDIFF file by the roles of its channels, in any order. A single channel with

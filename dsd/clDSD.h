@@ -93,10 +93,10 @@ public:
 
     /** Samples per channel of one block, at the output rate. */
     virtual uint32_t GetBlockSamples() const = 0;
-    virtual uint32_t GetBlockSize() const = 0;  ///< bytes per channel of one block
-    virtual uint32_t GetSampleRate() const = 0; ///< one-bit samples a second
-    virtual uint32_t GetOutputRate() const = 0; ///< decoded samples a second
-    virtual uint32_t GetChannels() const = 0;
+    virtual uint32_t GetBlockSize() const = 0;    ///< bytes per channel of one block
+    virtual uint32_t GetSampleRate() const = 0;   ///< one-bit samples a second
+    virtual uint32_t GetOutputRate() const = 0;   ///< decoded samples a second
+    virtual uint32_t GetChannels() const = 0;     ///< of the file
     virtual uint64_t GetOutputSize() const = 0;   ///< decoded samples over all channels
     virtual uint64_t GetOutputLength() const = 0; ///< decoded samples per channel
 
@@ -106,7 +106,7 @@ public:
     /** As SeekSample, in decoded samples per channel; in a DSF file a multiple of
      * GetBlockSamples(). */
     virtual uint64_t SeekFrame(uint64_t uFrame) = 0;
-    virtual uint64_t GetPosition() const = 0;
+    virtual uint64_t GetPosition() const = 0; ///< in a unit that depends on the format
 
     virtual uint64_t GetDataSize() const = 0; ///< bytes of sound over all channels
     virtual uint64_t GetLength() const = 0;   ///< one-bit samples per channel
@@ -144,13 +144,14 @@ protected:
     /** The next decoded read starts from silence, as after a seek. */
     void RestartDecoding() noexcept;
 
+    /** Whether the amplitude is doubled, by Open or by bAmplitudeDoubled. */
     bool IsDoubled() const noexcept { return bAmplitudeDoubled || bDoubledByOpen; }
 
     /** One-bit samples for each decoded one. */
     uint32_t GetDivisor() const noexcept { return bDecimate ? Signal::DECIMATION : 1; }
 
-    void ReverseBits(void *pBuffer, size_t sizeBuffer) const noexcept;
-    /** The source must not overlap the destination. */
+    void ReverseBits(void *pBuffer, size_t sizeBuffer) const noexcept; ///< of each byte, in place
+    /** As ReverseBits, into a destination that does not overlap the source. */
     void ReverseBitsCopy(void *pDest, const void *pSrc, size_t sizeCount) const noexcept;
 
     /** Doubles the amplitude, independent of bDoubleAmplitude of Open. */
@@ -161,6 +162,7 @@ protected:
     // Callers rely on the following and on ReservedHook. Only dGain is used here; its place is
     // fixed as well.
 
+    /** Reverses the bits of each byte. */
     static void BuildBitReverse(uint8_t *pArray, size_t sizeArray) noexcept;
 
     /** Copies samples or bytes of interleaved channels: source channel c goes to place upTable[c]
@@ -169,16 +171,17 @@ protected:
     static void MapChannels(double *pDest, const double *pSrc, uint64_t uFrames,
                             const uint32_t *upTable, uint32_t uDestChannels,
                             uint32_t uSrcChannels) noexcept;
+    /** As above. */
     static void MapChannels(uint8_t *pDest, const uint8_t *pSrc, uint64_t uFrames,
                             const uint32_t *upTable, uint32_t uDestChannels,
                             uint32_t uSrcChannels) noexcept;
 
-    bool bSettingB = false;
-    bool bSettingC = false;
-    uint64_t uSettingD = 0;
-    uint64_t uSettingE = 32;
-    int32_t iSettingF = 5;
-    int32_t iSettingG = 0;
+    bool bSettingB = false;               ///< not used
+    bool bSettingC = false;               ///< not used
+    uint64_t uSettingD = 0;               ///< not used
+    uint64_t uSettingE = 32;              ///< not used
+    int32_t iSettingF = 5;                ///< not used
+    int32_t iSettingG = 0;                ///< not used
     double dGain = 0.03125;               ///< scale of decoded samples; 1/32 makes full scale 1.0
     std::array<uint8_t, 256> aBitReverse; ///< entry i is i with its bits reversed
 

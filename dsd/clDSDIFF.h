@@ -63,7 +63,7 @@ public:
     uint32_t GetBlockSize() const override;
     uint32_t GetSampleRate() const override;
     uint32_t GetOutputRate() const override;
-    uint32_t GetChannels() const override;
+    uint32_t GetChannels() const override; ///< 0 without "CHNL"
     uint64_t GetOutputSize() const override;
     uint64_t GetOutputLength() const override;
 
@@ -71,7 +71,7 @@ public:
      * later reads then confuse the channels
      * @return the new position in one-bit samples per channel */
     uint64_t SeekSample(uint64_t uSamples) override;
-    uint64_t SeekFrame(uint64_t uFrame) override;
+    uint64_t SeekFrame(uint64_t uFrame) override; ///< returns what SeekSample does
 
     /** One-bit samples per channel, set by seeks only; 0 after opening. */
     uint64_t GetPosition() const override;

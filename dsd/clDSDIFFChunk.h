@@ -26,7 +26,7 @@ public:
     clDSDIFFChunk &operator=(const clDSDIFFChunk &) = delete;
     virtual ~clDSDIFFChunk() noexcept(false);
 
-    void SetHeader(const uint8_t *cpHeader) noexcept;
+    void SetHeader(const uint8_t *cpHeader) noexcept; ///< takes HEADER_SIZE bytes of a file
 
     char aId[4] = {};   ///< padded with blanks
     uint64_t uSize = 0; ///< bytes of data, without header and pad byte
@@ -42,7 +42,7 @@ public:
      * @throws clXDSDIFF */
     uint64_t Read(clStreamReader *pStream);
 
-    uint32_t uVersion = 0;
+    uint32_t uVersion = 0; ///< one byte for each of its four numbers
 };
 
 /** "PROP": properties of the sound data, in sub-chunks of any order. */
@@ -51,34 +51,34 @@ class clDSDIFFPropChunk : public clDSDIFFChunk
 public:
     /** "CHNL": the channels in the order of the sound data. */
     struct channels_t {
-        uint16_t channels = 0;
+        uint16_t channels = 0;       ///< the number of channels
         std::vector<uint32_t> auIds; ///< one per channel
     };
 
     /** "ABSS": where the sound starts. */
     struct start_t {
-        uint16_t uHours = 0;
-        uint8_t uMinutes = 0;
-        uint8_t uSeconds = 0;
-        uint32_t uSamples = 0;
+        uint16_t uHours = 0;   ///< 0 to 23
+        uint8_t uMinutes = 0;  ///< 0 to 59
+        uint8_t uSeconds = 0;  ///< 0 to 59
+        uint32_t uSamples = 0; ///< one-bit samples of one channel
     };
 
     /** "LSCO": an unknown set-up; also without the sub-chunk. */
     static constexpr uint16_t SPEAKERS_UNDEFINED = 65535;
 
-    // The compressions.
-    static constexpr uint32_t UNCOMPRESSED = 0;
-    static constexpr uint32_t DST = 1;
+    // What GetCompression returns.
+    static constexpr uint32_t UNCOMPRESSED = 0; ///< plain sound
+    static constexpr uint32_t DST = 1;          ///< compressed sound
 
     /** As clDSDIFFVersChunk::Read; first forgets what was read before. */
     uint64_t Read(clStreamReader *pStream);
 
     void Clear(); ///< forgets all fields but the header
 
-    /** UNCOMPRESSED, or 1 for DST. @throws clXDSDIFF for anything else, and without "CMPR" */
+    /** UNCOMPRESSED or DST. @throws clXDSDIFF for anything else, and without "CMPR" */
     uint32_t GetCompression() const;
 
-    /** Whether the sound can be read. @throws as GetCompression */
+    /** Whether the sound can be read without decompression. @throws clXDSDIFF as GetCompression */
     bool IsReadable() const;
 
     /** The loudspeaker set-up of "LSCO". @throws clXDSDIFF for a value without a name */
@@ -102,14 +102,14 @@ public:
      * Clear. */
     const uint32_t *GetSpeakerCodes() const noexcept { return auSpeakerCodes.data(); }
 
-    char aType[4] = {};       ///< "SND "
-    uint32_t uSampleRate = 0; ///< in Hz; 0 without "FS  "
-    channels_t sChannels;
-    char aCompression[4] = {}; ///< "DSD " or "DST "; zeros without "CMPR"
-    uint8_t uNameLength = 0;
-    std::string strCompressionName;
-    start_t sStart;
-    uint16_t uSpeakers = SPEAKERS_UNDEFINED;
+    char aType[4] = {};                      ///< "SND "
+    uint32_t uSampleRate = 0;                ///< in Hz; 0 without "FS  "
+    channels_t sChannels;                    ///< "CHNL"
+    char aCompression[4] = {};               ///< "DSD " or "DST "; zeros without "CMPR"
+    uint8_t uNameLength = 0;                 ///< characters of strCompressionName in the file
+    std::string strCompressionName;          ///< "CMPR": a text for people, up to a zero byte
+    start_t sStart;                          ///< "ABSS"
+    uint16_t uSpeakers = SPEAKERS_UNDEFINED; ///< "LSCO"
 
 private:
     uint64_t ReadSubChunk(clStreamReader &stream, const clDSDIFFChunk &header);
@@ -141,16 +141,17 @@ public:
      * @param pStreamReader from which the sound reads; borrowed as above */
     void Attach(clStreamReader *pStreamReader, std::unique_ptr<clDSTSound> pDecompressed);
 
-    void Detach() noexcept;
+    void Detach() noexcept; ///< forgets the stream and the sound
 
     /** One read from the stream, never past the end of the data. @return bytes read, which may be
      * short; 0 at the end @throws clXDSDIFF without a stream */
     uint64_t ReadRaw(void *pBuffer, uint64_t uBytes);
 
-    /** Reads until the buffer is full or the data ends. @return bytes read @throws as ReadRaw */
+    /** Reads until the buffer is full or the data ends. @return bytes read
+     * @throws clXDSDIFF as ReadRaw */
     uint64_t ReadFully(void *pBuffer, uint64_t uBytes);
 
-    /** @throws clXDSDIFF without a stream */
+    /** Checks for ReadRaw. @throws clXDSDIFF without a stream */
     void CheckReadRaw() const;
 
     /** Whether the stream had uBytes more bytes of data when attached; false when unknown. */
@@ -159,13 +160,15 @@ public:
         return uReadPos <= uPresent && uBytes <= uPresent - uReadPos;
     }
 
-    /** @throws clXDSDIFF when uBits one-bit samples over all channels cannot be decoded */
+    /** Checks for a decoded read. @throws clXDSDIFF when uBits one-bit samples over all channels
+     * cannot be decoded */
     void CheckRead(uint64_t uBits, uint32_t uChannels) const;
 
     /** Seeks to a position in one-bit samples over all channels; does nothing without a stream.
      * @throws clXDSDIFF for a position inside a byte or past the end of the data */
     void Seek(uint64_t uBits);
 
+    /** In bytes, from the start of the data. */
     uint64_t GetReadPos() const noexcept { return uReadPos; }
 
 private:
@@ -186,13 +189,13 @@ public:
      * @throws clXDSDIFF, also for what the stream throws */
     void Read(clStreamReader *pStream, bool bStopAtDST = false);
 
-    char aType[4] = {}; ///< "DSD "
-    clDSDIFFVersChunk chunkVersion;
-    clDSDIFFPropChunk chunkProperty;
-    clDSDIFFDataChunk chunkData;
-    clID3tag tag;
-    region_t dataDST;   ///< data of the last "DST " chunk, as far as the file has them
-    region_t dataIndex; ///< data of the last "DSTI" chunk, likewise
+    char aType[4] = {};              ///< "DSD "
+    clDSDIFFVersChunk chunkVersion;  ///< the last "FVER"
+    clDSDIFFPropChunk chunkProperty; ///< the last "PROP"
+    clDSDIFFDataChunk chunkData;     ///< the last "DSD ", or decompressed sound
+    clID3tag tag;                    ///< the last tag, in a chunk or after the form
+    region_t dataDST;                ///< data of the last "DST " chunk, as far as the file has them
+    region_t dataIndex;              ///< data of the last "DSTI" chunk, likewise
 
 private:
     void Walk(clStreamReader *pStream, bool bStopAtDST);

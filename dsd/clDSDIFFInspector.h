@@ -21,11 +21,12 @@ class clStreamReader;
 class clDSDIFFInspector
 {
 public:
+    /** How the sound is stored; MISSING without "CMPR". */
     enum class compression_t { NONE, DST, UNKNOWN, MISSING };
 
     /** The sound data: of "DSD ", or of "DST " when the compression is DST. */
     struct sound_t {
-        bool bFound = false;
+        bool bFound = false;     ///< the chunk is there
         uint64_t uOffset = 0;    ///< of the first byte of data
         uint64_t uAnnounced = 0; ///< bytes, by the chunk
         uint64_t uPresent = 0;   ///< bytes of them in the file
@@ -38,10 +39,11 @@ public:
     void Inspect(clStreamReader &stream);
 
     /** Parses the tags of the same file, one at a time, and adds their faults to the findings.
-     * @throws what the stream throws; std::runtime_error when memory is short */
+     * @throws std::runtime_error when memory is short; what the stream throws */
     void CheckTags(clStreamReader &stream);
 
-    /** In file order. Of many of one kind only the first few, and the number of the others. */
+    /** Those of chunks in file order, then those of the file. Of many of one kind only the first
+     * few, and the number of the others. */
     const findings_t &GetFindings() const noexcept { return findings; }
 
     /** One-bit samples per channel: whole frames present. */
@@ -49,19 +51,19 @@ public:
 
     // What was found; zeros for missing parts.
 
-    uint64_t uFileSize = 0;
-    uint32_t uVersion = 0; ///< "FVER": one byte for each of its four numbers
-    compression_t eCompression = compression_t::MISSING;
-    uint32_t uSampleRate = 0;       ///< in Hz
+    uint64_t uFileSize = 0; ///< in bytes
+    uint32_t uVersion = 0;  ///< "FVER": one byte for each of its four numbers
+    compression_t eCompression = compression_t::MISSING; ///< by "CMPR"
+    uint32_t uSampleRate = 0;                            ///< in Hz
     std::vector<uint32_t> auIds;    ///< one per channel, the first character in the highest byte
     ChannelPlaces::layout_t layout; ///< by GetLayout; empty for no channels and for more than six
     clDSDIFFMaster::time_code_t start; ///< "ABSS": the time of the first sample
-    sound_t sound;
-    uint64_t uFrames = 0; ///< compressed frames present, 1/75 s each; 0 unless DST
+    sound_t sound;                     ///< of the chunk that the compression calls for
+    uint64_t uFrames = 0;              ///< compressed frames present, 1/75 s each; 0 unless DST
     /** The data of the last MAX_TAGS "ID3 " chunks, in file order; a size may be 0. */
     std::vector<region_t> aTagChunks;
-    region_t appendedTag; ///< an ID3v2 tag after the form
-    clDSDIFFMaster master;
+    region_t appendedTag;  ///< an ID3v2 tag after the form
+    clDSDIFFMaster master; ///< texts, markers and comments
 
 private:
     void Judge(clDSDIFFWalk &walk);

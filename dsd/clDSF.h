@@ -69,7 +69,7 @@ public:
      * @return the new position in bytes per channel */
     uint64_t SeekFrame(uint64_t uFrame) override;
 
-    /** Bytes of sound data read or written so far, all channels. */
+    /** Position in the sound data, in bytes over all channels. */
     uint64_t GetPosition() const override;
     /** Bytes of sound, without the padding of the last group. */
     uint64_t GetDataSize() const override;
@@ -95,7 +95,8 @@ public:
     /** Appends uFrames interleaved bytes per channel, the earliest sample in the highest bit. The
      * last group is padded with zeros, so only the last call may end in an incomplete group.
      * @param upPlaces one channel of this file per channel of pSrc, all different
-     * @return bytes written @throws as WriteRaw, and clXDSF for more than six channels */
+     * @return bytes written
+     * @throws clXDSF for more than six channels; otherwise as WriteRaw */
     uint64_t WriteFrames(const void *pSrc, uint64_t uFrames, const uint32_t *upPlaces);
 
     /** Appends an ID3v2 tag unchanged and notes its position; between the last WriteRaw and
@@ -103,8 +104,8 @@ public:
     virtual uint64_t WriteMeta(const void *pBytes, uint64_t uSize);
 
     // Fields of the headers, for the next WriteHeaders; Create sets the first two.
-    virtual void SetSampleRate(uint32_t uSampleRate);
-    virtual void SetChannels(uint32_t uChannels);
+    virtual void SetSampleRate(uint32_t uSampleRate); ///< in Hz; 0 counts as 2822400
+    virtual void SetChannels(uint32_t uChannels);     ///< 0 counts as 2
     /** The channel type of the DSF format; 0 chooses it by the channel count. */
     virtual void SetChannelType(uint32_t uChannelType);
 

@@ -22,9 +22,10 @@ public:
     void Inspect(clStreamReader &stream);
 
     /** Parses the tag of the same file and adds its fault to the findings.
-     * @throws what the stream throws; std::runtime_error when memory is short */
+     * @throws std::runtime_error when memory is short; what the stream throws */
     void CheckTags(clStreamReader &stream);
 
+    /** Empty when nothing is wrong. */
     const findings_t &GetFindings() const noexcept { return findings; }
 
     /** One-bit samples per channel in the file: uSamples, or fewer where the sound data ends
@@ -33,10 +34,10 @@ public:
 
     // What was found; zeros for missing parts.
 
-    uint64_t uFileSize = 0;
-    uint32_t uVersion = 0;
-    uint32_t uType = 0; ///< the channel type of the format
-    uint32_t uChannels = 0;
+    uint64_t uFileSize = 0;         ///< in bytes
+    uint32_t uVersion = 0;          ///< of the format
+    uint32_t uType = 0;             ///< the channel type of the format
+    uint32_t uChannels = 0;         ///< by the header
     ChannelPlaces::layout_t layout; ///< by GetLayoutOfType for uType and uChannels
     uint32_t uSampleRate = 0;       ///< in Hz
     /** 1: the earliest sample is in the lowest bit of a byte; 8: in the highest. */
