@@ -26,9 +26,16 @@ uint32_t GetTypeOfCount(uint32_t uChannels) noexcept;
  * Null for an unknown type, and for more channels than the type has. */
 const uint32_t *GetSpeakersOfType(uint32_t uType, uint32_t uChannels) noexcept;
 
-/** What a channel is, in the order of the file formats: left, right, centre, low frequencies, left
- * and right surround. */
-enum class role_t { L, R, C, LFE, LS, RS, UNKNOWN };
+/** What a channel is, in the order of the file formats. */
+enum class role_t {
+    L,      ///< left
+    R,      ///< right
+    C,      ///< centre
+    LFE,    ///< low frequencies
+    LS,     ///< left surround
+    RS,     ///< right surround
+    UNKNOWN ///< an id without a role
+};
 
 /** "L", "LFE" and so on; "?" for UNKNOWN. */
 const char *GetName(role_t eRole) noexcept;

@@ -24,7 +24,7 @@ public:
      * @param uWorkers threads that decompress, the calling one included; 0: one per processor */
     void SetDecompression(bool bOn, uint32_t uWorkers = 0);
 
-    /** @throws clXDSDIFF also for compressed sound, unless it is decompressed */
+    /** As clDSD::Open. @throws clXDSDIFF also for compressed sound, unless it is decompressed */
     void Open(clStreamReader *pStreamReader, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
               bool bDoubleAmplitude = false, bool bWithoutDelay = false,
               bool bScalarKernels = false) override;
@@ -67,7 +67,8 @@ public:
     uint64_t GetOutputSize() const override;
     uint64_t GetOutputLength() const override;
 
-    /** @param uSamples a multiple of GetChannels(). Others are accepted, but may be inside a frame:
+    /** As clDSD::SeekSample.
+     * @param uSamples a multiple of GetChannels(). Others are accepted, but may be inside a frame:
      * later reads then confuse the channels
      * @return the new position in one-bit samples per channel */
     uint64_t SeekSample(uint64_t uSamples) override;
@@ -80,7 +81,7 @@ public:
     uint64_t GetDataSize() const override;
     uint64_t GetLength() const override;
 
-    /** @throws clXDSDIFF when the file names no compression, or an unknown one */
+    /** As clDSD. @throws clXDSDIFF when the file names no compression, or an unknown one */
     bool IsCompressed() const override;
     const clID3tag *GetTag() const override;
 

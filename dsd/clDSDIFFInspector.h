@@ -21,8 +21,13 @@ class clStreamReader;
 class clDSDIFFInspector
 {
 public:
-    /** How the sound is stored; MISSING without "CMPR". */
-    enum class compression_t { NONE, DST, UNKNOWN, MISSING };
+    /** How the sound is stored, by "CMPR". */
+    enum class compression_t {
+        NONE,    ///< plain
+        DST,     ///< compressed
+        UNKNOWN, ///< with another compression
+        MISSING  ///< not known, without the chunk
+    };
 
     /** The sound data: of "DSD ", or of "DST " when the compression is DST. */
     struct sound_t {
@@ -53,7 +58,7 @@ public:
 
     uint64_t uFileSize = 0; ///< in bytes
     uint32_t uVersion = 0;  ///< "FVER": one byte for each of its four numbers
-    compression_t eCompression = compression_t::MISSING; ///< by "CMPR"
+    compression_t eCompression = compression_t::MISSING; ///< of the sound
     uint32_t uSampleRate = 0;                            ///< in Hz
     std::vector<uint32_t> auIds;    ///< one per channel, the first character in the highest byte
     ChannelPlaces::layout_t layout; ///< by GetLayout; empty for no channels and for more than six

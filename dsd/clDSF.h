@@ -24,12 +24,14 @@ public:
     clDSF();
     ~clDSF() noexcept(false) override;
 
-    /** @throws clXDSF also for a tag that does not parse; OpenMeta refuses it too */
+    /** As clDSD::Open. @throws clXDSF also for a tag that does not parse; OpenMeta refuses it too
+     */
     void Open(clStreamReader *pStreamReader, uint64_t uLargestRead = 0, uint32_t uWorkers = 0,
               bool bDoubleAmplitude = false, bool bWithoutDelay = false,
               bool bScalarKernels = false) override;
     void OpenMeta(clStreamReader *pStreamReader) override;
-    /** @throws clXDSF when the system reports a failed write; the file is closed all the same */
+    /** As clDSD::Close. @throws clXDSF when the system reports a failed write; the file is closed
+     * all the same */
     void Close() override;
 
     /** Reads decoded samples. If the stream ends inside a group, the whole samples before the end.
@@ -61,15 +63,17 @@ public:
     uint64_t GetOutputSize() const override;
     uint64_t GetOutputLength() const override;
 
-    /** @param uSamples a multiple of GetBlockSamples() * GetChannels(): the start of a block group
+    /** As clDSD::SeekSample.
+     * @param uSamples a multiple of GetBlockSamples() * GetChannels(): the start of a block group
      * @return the new position in one-bit samples per channel */
     uint64_t SeekSample(uint64_t uSamples) override;
-    /** @param uFrame a multiple of GetBlockSamples(). Multiples of a sixteenth of that are
+    /** As clDSD::SeekFrame.
+     * @param uFrame a multiple of GetBlockSamples(). Multiples of a sixteenth of that are
      * accepted, but are inside a group: later reads then confuse the channels
      * @return the new position in bytes per channel */
     uint64_t SeekFrame(uint64_t uFrame) override;
 
-    /** Position in the sound data, in bytes over all channels. */
+    /** Position in the sound data and its padding, in bytes over all channels. */
     uint64_t GetPosition() const override;
     /** Bytes of sound, without the padding of the last group. */
     uint64_t GetDataSize() const override;

@@ -16,10 +16,12 @@ class clDSTDecoder
 {
 public:
     /**
+     * Makes a decoder for frames of one kind.
+     *
      * @param uChannels   1 to 6
      * @param uSampleRate one-bit samples per second of each channel: a multiple of 600, at most
      *                    512 * 48000
-     * @throws clXDST
+     * @throws clXDST for any other channels or rate
      */
     clDSTDecoder(uint32_t uChannels, uint32_t uSampleRate);
 

@@ -56,7 +56,10 @@ protected:
     void ReturnCursor(const uint8_t *&cpTagCursor, uint64_t &uTagRemaining) const noexcept;
 
     /** The meaning of an encoding above 2 in a text frame. */
-    enum highencoding_t : int { HIGH_IS_UTF8 = 0, HIGH_IS_UTF16 = 1 };
+    enum highencoding_t : int {
+        HIGH_IS_UTF8 = 0, ///< ID3v2.4
+        HIGH_IS_UTF16 = 1 ///< older versions
+    };
 
     /** Reads and decodes the body by its id. @throws clXID3tag, with cpMismatch for a picture frame
      * whose texts are longer than the frame; std::runtime_error when memory is short */

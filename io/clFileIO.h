@@ -16,10 +16,18 @@ class clFileIO
 {
 public:
     /** What Open and Map allow. */
-    enum access_t : int { ACCESS_READ = 0, ACCESS_WRITE = 1, ACCESS_READWRITE = 2 };
+    enum access_t : int {
+        ACCESS_READ = 0,     ///< only reads
+        ACCESS_WRITE = 1,    ///< only writes
+        ACCESS_READWRITE = 2 ///< both
+    };
 
     /** Where Seek counts from. */
-    enum seekpoint_t : int { SEEK_POINT_START = 0, SEEK_POINT_CURRENT = 1, SEEK_POINT_END = 2 };
+    enum seekpoint_t : int {
+        SEEK_POINT_START = 0,   ///< the start of the file
+        SEEK_POINT_CURRENT = 1, ///< the present position
+        SEEK_POINT_END = 2      ///< the end of the file
+    };
 
     // Bits of Open.
     static constexpr int OPEN_EXCLUSIVE = 1; ///< with OPEN_CREATE: fails if the file exists
