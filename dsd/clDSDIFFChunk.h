@@ -186,7 +186,7 @@ public:
     /** Forgets what was read before and walks through the file to its end, or to the sound data on
      * a remote stream. A tag that does not parse is left out. pStream is borrowed by chunkData.
      * @param bStopAtDST takes compressed sound on a remote stream for the sound data, too
-     * @throws clXDSDIFF, also for what the stream throws */
+     * @throws clXDSDIFF also for what the stream throws */
     void Read(clStreamReader *pStream, bool bStopAtDST = false);
 
     char aType[4] = {};              ///< "DSD "

@@ -61,7 +61,7 @@ protected:
         HIGH_IS_UTF16 = 1 ///< older versions
     };
 
-    /** Reads and decodes the body by its id. @throws clXID3tag, with cpMismatch for a picture frame
+    /** Reads and decodes the body by its id. @throws clXID3tag with cpMismatch for a picture frame
      * whose texts are longer than the frame; std::runtime_error when memory is short */
     void DecodeBody(highencoding_t high, const char *cpMismatch);
     void DecodeText(highencoding_t high); ///< reads the body of a text frame

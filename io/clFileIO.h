@@ -56,7 +56,7 @@ public:
     virtual ~clFileIO() noexcept(false);
 
     /** Closes the current file and opens the path; ignores other bits than OPEN_ ones.
-     * @throws clXFileIO; when only posix_fadvise(2) fails, the file is open, but without a name */
+     * @throws clXFileIO also if only posix_fadvise(2) fails; the file is open then, but unnamed */
     virtual void Open(const char *cpPath, access_t access, int iOptions);
 
     /** Ends all mappings and closes the file, if there are any.

@@ -58,7 +58,7 @@ public:
      * @param ppPeer receives the peer's address, which the caller deletes, or null after a time-out
      * or failure; may be null
      * @return the connection's descriptor, owned by the caller; -1 after the time-out
-     * @throws clXSocketAddr, after closing the connection, for a requested address without a class,
+     * @throws clXSocketAddr after closing the connection, for a requested address without a class,
      * such as that of most local peers */
     int Accept(clSocketAddr **ppPeer = nullptr, unsigned uTimeoutMs = 0);
     int Accept(std::nullptr_t, unsigned uTimeoutMs = 0); ///< as above

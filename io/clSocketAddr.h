@@ -125,7 +125,7 @@ public:
      * @throws clXSocketAddr without a host, or when the resolver finds nothing */
     static clSocketAddr *GetAddr(const clString &strText);
 
-    /** Returns the resolver's first answer. @throws clXSocketAddr, with the resolver's code in
+    /** Returns the resolver's first answer. @throws clXSocketAddr with the resolver's code in
      * iErrno, when it finds nothing; for a family without a class here */
     static clSocketAddr *GetAddr(const char *cpNode, const char *cpService);
 };
