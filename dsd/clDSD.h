@@ -73,7 +73,7 @@ public:
     /** As Open, but only for properties, tag and raw data: decoded reads throw. */
     virtual void OpenMeta(clStreamReader *pStream) = 0;
 
-    /** Does nothing on a closed object. */
+    /** Closes file and stream; does nothing on a closed object. */
     virtual void Close() = 0;
 
     /** Reads decoded samples at the output rate, interleaved. Only for a file opened with Open.

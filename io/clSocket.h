@@ -112,7 +112,7 @@ public:
     /** Waits for ever; a signal may end the wait early. */
     void WaitRead();
     bool WaitWrite(unsigned uTimeoutMs);     ///< as WaitRead, until it can send
-    bool WaitReadWrite(unsigned uTimeoutMs); ///< as WaitRead, until either
+    bool WaitReadWrite(unsigned uTimeoutMs); ///< as WaitRead, until it can be read or can send
 
     /** Whether the peer can still send; receives nothing. False if a call fails. */
     bool IsConnected();
