@@ -76,10 +76,10 @@ int main(int argc, char **argv)
     //! [catch]
     try {
         DecodeFile(argv[1]);
-        return 0;
     } catch (const std::exception &caught) {
         std::cerr << "first_steps: " << caught.what() << '\n';
         return 1;
     }
     //! [catch]
+    return 0;
 }
