@@ -273,6 +273,18 @@ TEST_F(kit_download, AnswersThatAreNotTheFile)
         << run.strOut;
 }
 
+TEST_F(kit_download, ASignalEndsTheWait)
+{
+    ScriptedServer server({{file.Answer("").strBytes.substr(0, 100000), ServerAnswer::SILENCE}});
+    const run_t run = Run("convert", {server.Url("/a.dff"), "-o", "out.dsf"}, [](pid_t pid) {
+        usleep(500000);
+        kill(pid, SIGTERM);
+    });
+    EXPECT_EQ(128 + SIGTERM, run.iStatus);
+    EXPECT_EQ("vantrel-kit: stopped by a signal\n", run.strErr);
+    EXPECT_EQ(std::set<std::string>{"in.dff"}, Files());
+}
+
 TEST_F(kit_download, SecretsAreNotShown)
 {
     std::string strCommandLine;
