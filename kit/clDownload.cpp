@@ -204,11 +204,10 @@ void clDownload::connection_t::Start(uint64_t uFrom, const std::string &strIfRan
 
     // A compressed body would have other offsets.
     pHeaders.reset(curl_slist_append(nullptr, "Accept-Encoding: identity"));
-    if (!strIfRange.empty() && pHeaders) {
-        curl_slist *pMore = curl_slist_append(pHeaders.get(), ("If-Range: " + strIfRange).c_str());
-        if (pMore == nullptr) {
-            throw std::bad_alloc();
-        }
+    if (!pHeaders ||
+        (!strIfRange.empty() &&
+         curl_slist_append(pHeaders.get(), ("If-Range: " + strIfRange).c_str()) == nullptr)) {
+        throw std::bad_alloc();
     }
     Set(CURLOPT_HTTPHEADER, pHeaders.get());
     Set(CURLOPT_URL, strTarget.c_str());

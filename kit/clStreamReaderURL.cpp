@@ -1,5 +1,6 @@
 #include "kit/clStreamReaderURL.h"
 
+#include "base/clException.h"
 #include "kit/clStopSignal.h"
 
 #include <algorithm>
@@ -78,6 +79,9 @@ void clStreamReaderURL::Close()
 
 ssize_t clStreamReaderURL::Read(void *pBuffer, size_t sizeBuffer)
 {
+    if (!pDownload) {
+        throw clXStreamReader("clStreamReaderURL::Read(): the stream is closed");
+    }
     auto *const pBytes = static_cast<uint8_t *>(pBuffer);
     const size_t sizeRead = pSpool ? ReadSpooled(pBytes, sizeBuffer) : ReadPart(pBytes, sizeBuffer);
     lPosition += static_cast<off_t>(sizeRead);
@@ -87,7 +91,7 @@ ssize_t clStreamReaderURL::Read(void *pBuffer, size_t sizeBuffer)
 off_t clStreamReaderURL::Seek(off_t lTo)
 {
     if (lTo < 0) {
-        throw clXInput("clStreamReaderURL::Seek(): position out of range");
+        throw clXStreamReader("clStreamReaderURL::Seek(): position out of range");
     }
     lPosition = lTo;
     return lPosition;

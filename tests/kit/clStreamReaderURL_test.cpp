@@ -156,6 +156,9 @@ TEST_F(clStreamReaderURL_, LeavesNothingOpenWhenItFails)
     });
     clStreamReaderURL stream(clURL(server.Url("/a")), 1);
     EXPECT_THROW(ReadAll(stream), clXInput);
+    EXPECT_THROW(stream.Seek(-1), clXStreamReader);
+    stream.Close();
+    EXPECT_THROW(ReadAll(stream), clXStreamReader);
 }
 
 } // namespace
