@@ -70,21 +70,6 @@ ssize_t clFileStream::Read(void *pBuffer, size_t sizeBuffer)
     return static_cast<ssize_t>(sizeRead);
 }
 
-off_t clFileStream::Seek(off_t lTo)
-{
-    if (lTo < 0) {
-        throw clXFileIO("clFileStream::Seek(): position out of range");
-    }
-    lPosition = lTo;
-    return lPosition;
-}
-
-off_t clFileStream::Skip(off_t lCount)
-{
-    off_t lTo = 0;
-    return Seek(__builtin_add_overflow(lPosition, lCount, &lTo) ? -1 : lTo);
-}
-
 void clFileStream::ThrowIfChanged() const
 {
     struct stat now = {};

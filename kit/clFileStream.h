@@ -12,8 +12,7 @@
 
 /**
  * A regular file as a stream for many small reads: short reads are served from a buffer, long ones
- * go to the system, and a position is only a number. Notices whether the file has changed since it
- * was opened.
+ * go to the system. Notices whether the file has changed since it was opened.
  */
 class clFileStream : public clInputStream
 {
@@ -26,11 +25,7 @@ public:
     void Close() override;
     /** @throws clXFileIO */
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override;
-    off_t Seek(off_t lTo) override;
-    off_t Skip(off_t lCount) override;
-    off_t Tell() override { return lPosition; }
     int64_t GetSize() override { return status.st_size; }
-    bool IsEOF() override { return lPosition >= status.st_size; }
 
     /** At the time of opening. */
     std::optional<timespec> GetTime() const noexcept override { return status.st_mtim; }
@@ -47,7 +42,6 @@ private:
 
     int iFileH = -1;
     struct stat status = {};
-    off_t lPosition = 0;
 
     std::unique_ptr<uint8_t[]> aBuffer;
     off_t lBufferStart = 0;

@@ -7,12 +7,17 @@
 
 #include <time.h> // for timespec
 
-/** The bytes of an input: seekable, and every Read starts at the position, wherever it is. */
+/** The bytes of an input: seekable, and a position is only a number until the next Read. */
 class clInputStream : public clStreamReader
 {
 public:
     using clStreamReader::clStreamReader;
 
+    /** Accepts any position from 0 on. @throws clXStreamReader for others */
+    off_t Seek(off_t lTo) override;
+    off_t Skip(off_t lCount) override;
+    off_t Tell() override { return lPosition; }
+    bool IsEOF() override { return lPosition >= GetSize(); }
     bool IsRemote() override { return false; }
     bool IsSeekable() override { return true; }
 
@@ -24,4 +29,7 @@ public:
 
     /** Whether a path leads to this source, unchanged. */
     virtual bool IsAt(const std::string &strFile) const noexcept = 0;
+
+protected:
+    off_t lPosition = 0; ///< of the next Read
 };

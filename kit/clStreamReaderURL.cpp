@@ -88,21 +88,6 @@ ssize_t clStreamReaderURL::Read(void *pBuffer, size_t sizeBuffer)
     return static_cast<ssize_t>(sizeRead);
 }
 
-off_t clStreamReaderURL::Seek(off_t lTo)
-{
-    if (lTo < 0) {
-        throw clXStreamReader("clStreamReaderURL::Seek(): position out of range");
-    }
-    lPosition = lTo;
-    return lPosition;
-}
-
-off_t clStreamReaderURL::Skip(off_t lCount)
-{
-    off_t lTo = 0;
-    return Seek(__builtin_add_overflow(lPosition, lCount, &lTo) ? -1 : lTo);
-}
-
 int64_t clStreamReaderURL::GetSize()
 {
     while (!uSize && Spool()) {

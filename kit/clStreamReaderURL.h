@@ -32,12 +32,8 @@ public:
     void Close() override;
     /** @throws clXInput when the file cannot be received or has changed; clXStopped */
     ssize_t Read(void *pBuffer, size_t sizeBuffer) override;
-    off_t Seek(off_t lTo) override;
-    off_t Skip(off_t lCount) override;
-    off_t Tell() override { return lPosition; }
     /** Receives the whole file if the server does not announce its size. @throws as Read */
     int64_t GetSize() override;
-    bool IsEOF() override { return lPosition >= GetSize(); }
 
     /** What the server said when the file was opened. */
     std::optional<timespec> GetTime() const noexcept override;
@@ -57,7 +53,6 @@ private:
     bool Spool();
 
     std::unique_ptr<clDownload> pDownload;
-    off_t lPosition = 0;
 
     // The version of the file, by the first answer.
     bool bKnown = false;
