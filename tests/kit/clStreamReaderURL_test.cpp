@@ -29,7 +29,7 @@ std::string ReadAll(clStreamReaderURL &stream)
 class clStreamReaderURL_ : public testing::Test
 {
 protected:
-    const DescriptorCheck descriptors;
+    DescriptorCheck descriptors;
     WebFile file = {Noise((5 << 20) + 123)};
 };
 
