@@ -15,6 +15,9 @@ namespace
 
 class kit_download : public kit_test
 {
+public:
+    ~kit_download() override { EXPECT_EQ(0, chdir("/")); }
+
 protected:
     kit_download()
     {
@@ -26,7 +29,6 @@ protected:
         const std::string strFolder = folder.Path("");
         EXPECT_EQ(0, chdir(strFolder.c_str()));
     }
-    ~kit_download() override { EXPECT_EQ(0, chdir("/")); }
 
     /** Converts a URL and expects the output of the local file, or one line that tells why not. */
     void Convert(const std::string &strURL, const std::string &strReason,
@@ -98,7 +100,7 @@ TEST_F(kit_download, WhateverTheServerMakesOfTheFile)
         const char *cpWhat;
         answer_t fnAnswer;
     } aRows[] = {
-        {"parts", [](WebFile of, const std::string &r) { return of.Answer(r); }},
+        {"parts", [](const WebFile &of, const std::string &r) { return of.Answer(r); }},
         {"no parts",
          [](WebFile of, const std::string &r) {
              of.bParts = false;
@@ -115,19 +117,19 @@ TEST_F(kit_download, WhateverTheServerMakesOfTheFile)
              return of.Answer(r);
          }},
         {"to the end of the connection",
-         [](WebFile of, const std::string &) {
+         [](const WebFile &of, const std::string &) {
              return ServerAnswer{"HTTP/1.0 200 OK\r\n\r\n" + of.strBytes};
          }},
         {"chunked",
-         [](WebFile of, const std::string &) { return ServerAnswer{Chunked(of.strBytes)}; }},
+         [](const WebFile &of, const std::string &) { return ServerAnswer{Chunked(of.strBytes)}; }},
         {"pauses",
-         [](WebFile of, const std::string &r) {
+         [](const WebFile &of, const std::string &r) {
              ServerAnswer answer = of.Answer(r);
              answer.pauses = {{5, 600}, {answer.strBytes.size() / 2, 600}};
              return answer;
          }},
         {"interim answers and ten redirects",
-         [](WebFile of, const std::string &r) {
+         [](const WebFile &of, const std::string &r) {
              const int iStep = std::stoi("0" + r.substr(6, 2));
              return iStep < 10 ? ServerAnswer{"HTTP/1.1 103 Early Hints\r\nETag: \"0\"\r\n\r\n" +
                                               Redirect("/0" + std::to_string(iStep + 1))}
