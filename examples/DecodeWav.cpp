@@ -23,11 +23,16 @@ void DecodeFile(const char *cpInput, const char *cpOutput)
     std::unique_ptr<clStreamReader> spStream(CreateStreamReader(cpInput));
     const std::unique_ptr<clDSD> spFile = MakeReader(*spStream);
 
+    // If a server announces the size, Open walks through the file and stays at its end.
+    const bool bAtEnd = spStream->IsRemote() && spStream->GetSize() != 0;
     // One thread per channel decodes: this one in Read, and workers that Open starts and Close or
     // the destructor ends. Open takes ownership of the stream.
     constexpr bool DOUBLE_AMPLITUDE = false;
     constexpr bool WITHOUT_DELAY = true;
     spFile->Open(spStream.release(), 0, 0, DOUBLE_AMPLITUDE, WITHOUT_DELAY);
+    if (bAtEnd) {
+        spFile->SeekSample(0);
+    }
     const uint32_t uChannels = spFile->GetChannels();
     if (uChannels == 0 || spFile->GetOutputRate() == 0) {
         throw std::runtime_error("the file does not say how to play it");
