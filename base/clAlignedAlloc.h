@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <cstdint>
 
 /**
@@ -7,7 +9,7 @@
  * pointer is null only when the size is 0. One thread at a time. Failures are std::runtime_error,
  * as in clAlloc.
  */
-class clAlignedAlloc
+class VANTREL_API clAlignedAlloc
 {
 public:
     clAlignedAlloc() noexcept = default;
@@ -48,7 +50,7 @@ protected:
 };
 
 /** The name of clAlignedAlloc in signal processing code. */
-class clDSPAlloc : public clAlignedAlloc
+class VANTREL_API clDSPAlloc : public clAlignedAlloc
 {
 public:
     clDSPAlloc() noexcept = default;

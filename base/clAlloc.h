@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <cstdint>
 
 /**
@@ -7,7 +9,7 @@
  * is 0. One thread at a time. Failures are std::runtime_error, not clException. The destructor may
  * throw because clWeakAlloc's does.
  */
-class clAlloc
+class VANTREL_API clAlloc
 {
 public:
     clAlloc() noexcept = default;
@@ -56,7 +58,7 @@ protected:
 
 /** A clAlloc as an array of T, which must be trivially copyable. */
 template <class T>
-class clAllocT : public clAlloc
+class VANTREL_API clAllocT : public clAlloc
 {
 public:
     clAllocT() noexcept = default;
@@ -93,7 +95,7 @@ private:
  * A clAlloc with several owners, which increment and decrement lRefCount themselves, atomically if
  * they are on different threads; the one that makes it 0 deletes the object.
  */
-class clWeakAlloc : public clAlloc
+class VANTREL_API clWeakAlloc : public clAlloc
 {
 public:
     clWeakAlloc() noexcept = default;

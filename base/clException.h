@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <exception>
 #include <string>
 
@@ -8,7 +10,7 @@
  * passes an exception on prepends its own prefix (see WrapException). Constructors, destructor and
  * what() do not throw: a shortage of memory while a message is copied ends the process.
  */
-class clException : public std::exception
+class VANTREL_API clException : public std::exception
 {
 public:
     /** Copies the text; the error number is 0. */
@@ -35,98 +37,98 @@ protected:
 // Each subclass adds only its type, so that callers can catch by module.
 
 /** Base of the failures of both DSD formats. */
-class clXDSD : public clException
+class VANTREL_API clXDSD : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A DSDIFF file or its sound that cannot be read. */
-class clXDSDIFF : public clXDSD
+class VANTREL_API clXDSDIFF : public clXDSD
 {
 public:
     using clXDSD::clXDSD;
 };
 
 /** A DSF file that cannot be read or written. */
-class clXDSF : public clXDSD
+class VANTREL_API clXDSF : public clXDSD
 {
 public:
     using clXDSD::clXDSD;
 };
 
 /** A compressed frame of one-bit audio that cannot be decoded. */
-class clXDST : public clException
+class VANTREL_API clXDST : public clException
 {
 public:
     using clException::clException;
 };
 
 /** An ID3v2 tag that cannot be parsed. */
-class clXID3tag : public clException
+class VANTREL_API clXID3tag : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A stream that cannot be opened, read or moved. */
-class clXStreamReader : public clException
+class VANTREL_API clXStreamReader : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A failed operation on a local file. */
-class clXFileIO : public clException
+class VANTREL_API clXFileIO : public clException
 {
 public:
     using clException::clException;
 };
 
 /** An address that is invalid or cannot be resolved. */
-class clXSocketAddr : public clException
+class VANTREL_API clXSocketAddr : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A socket call that failed. */
-class clXSocket : public clException
+class VANTREL_API clXSocket : public clException
 {
 public:
     using clException::clException;
 };
 
 /** An exceptional condition of a socket during a wait. */
-class clXSocketError : public clXSocket
+class VANTREL_API clXSocketError : public clXSocket
 {
 public:
     using clXSocket::clXSocket;
 };
 
 /** Misuse of a clString, text that cannot be converted, or short memory. */
-class clXString : public clException
+class VANTREL_API clXString : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A failed operation of a clThread. */
-class clXThread : public clException
+class VANTREL_API clXThread : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A failed operation of a clThreadsBase. */
-class clXThreads : public clException
+class VANTREL_API clXThreads : public clException
 {
 public:
     using clException::clException;
 };
 
 /** A failed operation of a clThreadPool. */
-class clXThreadPool : public clException
+class VANTREL_API clXThreadPool : public clException
 {
 public:
     using clException::clException;

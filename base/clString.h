@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clAlloc.h"
 
 #include <cstddef>
@@ -21,7 +22,7 @@
  * The destructor may throw because clWeakAlloc's does. A lambda that captures a clString by value
  * therefore does not compile as the function of a std::thread; capture a std::shared_ptr instead.
  */
-class clString
+class VANTREL_API clString
 {
 public:
     /** The result of a search without a match. */

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <cstdint>
 
 /** Delivers the bytes of a one-bit signal to a clDecodeSession. A file format implements it. */
-class clSignalSource
+class VANTREL_API clSignalSource
 {
 public:
     /** The next bytes and their order: runs of uRun bytes, one per channel, channels in rotation.

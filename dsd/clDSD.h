@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clAlignedAlloc.h"
 #include "decode/Signal.h"
 #include "threads/clThreadPool.h"
@@ -31,7 +32,7 @@ struct frame_layout_t;
  * otherwise; memory shortage is std::runtime_error. The destructor may throw because that of the
  * thread pool does; those of the file classes close the file and ignore errors of that.
  */
-class clDSD : private clThreadPool
+class VANTREL_API clDSD : private clThreadPool
 {
 public:
     clDSD();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "decode/clSignalSource.h"
 #include "dsd/clDSD.h"
 #include "dsd/clDSDIFFChunk.h"
@@ -12,7 +13,7 @@
  * whole file and return to the first byte of sound; a remote stream stays where the walk has ended,
  * until SeekSample(0).
  */
-class clDSDIFF : public clDSD, private clSignalSource
+class VANTREL_API clDSDIFF : public clDSD, private clSignalSource
 {
 public:
     clDSDIFF();

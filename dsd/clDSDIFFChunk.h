@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "dsd/Findings.h"
 #include "id3/clID3tag.h"
 
@@ -16,7 +17,7 @@ class clStreamReader;
 // strictly forward. Where the stream ends inside a chunk, missing bytes count as 0.
 
 /** A chunk's header. The destructor may throw because that of the tag does. */
-class clDSDIFFChunk
+class VANTREL_API clDSDIFFChunk
 {
 public:
     static constexpr size_t HEADER_SIZE = 12; ///< id, then size
@@ -34,7 +35,7 @@ public:
 };
 
 /** "FVER": the version of the format. */
-class clDSDIFFVersChunk : public clDSDIFFChunk
+class VANTREL_API clDSDIFFVersChunk : public clDSDIFFChunk
 {
 public:
     /** Reads the data after the header.
@@ -46,7 +47,7 @@ public:
 };
 
 /** "PROP": properties of the sound data, in sub-chunks of any order. */
-class clDSDIFFPropChunk : public clDSDIFFChunk
+class VANTREL_API clDSDIFFPropChunk : public clDSDIFFChunk
 {
 public:
     /** "CHNL": the channels in the order of the sound data. */
@@ -124,7 +125,7 @@ private:
 };
 
 /** "DSD ": the sound data, read from the stream. Or the sound of a "DST " chunk, decompressed. */
-class clDSDIFFDataChunk : public clDSDIFFChunk
+class VANTREL_API clDSDIFFDataChunk : public clDSDIFFChunk
 {
 public:
     clDSDIFFDataChunk();
@@ -180,7 +181,7 @@ private:
 };
 
 /** "FRM8": the whole file. */
-class clDSDIFFFormChunk : public clDSDIFFChunk
+class VANTREL_API clDSDIFFFormChunk : public clDSDIFFChunk
 {
 public:
     /** Forgets what was read before and walks through the file to its end, or to the sound data on

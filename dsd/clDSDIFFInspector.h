@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "dsd/ChannelPlaces.h"
 #include "dsd/Findings.h"
 #include "dsd/clDSDIFFMaster.h"
@@ -18,7 +19,7 @@ class clStreamReader;
  * last counts wherever it does for clDSDIFF. Faults of the bytes become findings, and only the
  * stream throws. Memory depends neither on announced sizes nor on the number of chunks.
  */
-class clDSDIFFInspector
+class VANTREL_API clDSDIFFInspector
 {
 public:
     /** How the sound is stored, by "CMPR". */

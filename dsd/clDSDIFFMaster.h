@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "dsd/Findings.h"
 
 #include <cstdint>
@@ -13,7 +14,7 @@
  * Parses memory. Texts are arbitrary bytes of unknown encoding. Faults of the data do not throw:
  * what can be read is kept, the rest becomes a finding of severity CHECK.
  */
-class clDSDIFFMaster
+class VANTREL_API clDSDIFFMaster
 {
 public:
     /** The most data per file for AddInformation, and for AddComments. */

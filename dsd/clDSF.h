@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clAlloc.h"
 #include "decode/clSignalSource.h"
 #include "dsd/clDSD.h"
@@ -18,7 +19,7 @@
  * samples, file size 0), which no reader takes for a finished file. An object is closed, open for
  * reading or open for writing; operations of the other states throw clXDSF.
  */
-class clDSF : public clDSD, private clSignalSource
+class VANTREL_API clDSF : public clDSD, private clSignalSource
 {
 public:
     clDSF();

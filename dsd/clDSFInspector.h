@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "dsd/ChannelPlaces.h"
 #include "dsd/Findings.h"
 
@@ -14,7 +15,7 @@ class clStreamReader;
  * all others are CHECK. Faults of the bytes become findings, and only the stream throws. Memory
  * does not depend on announced sizes.
  */
-class clDSFInspector
+class VANTREL_API clDSFInspector
 {
 public:
     /** Inspects a file and forgets an earlier one. Reads only the end of the last block group, and

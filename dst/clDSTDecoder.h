@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <cstdint>
 #include <memory>
 
@@ -12,7 +14,7 @@ class clDSTFrameDecoder;
  * Owns its working memory, about a megabyte and twice the decoded frame; Decode allocates nothing.
  * One object per thread.
  */
-class clDSTDecoder
+class VANTREL_API clDSTDecoder
 {
 public:
     /**

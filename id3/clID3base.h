@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clString.h"
 
 #include <cstdint>
@@ -10,7 +11,7 @@
  * thread at a time. The order of the virtual functions is fixed; append only. The destructor may
  * throw because strings and buffers of the subclasses do.
  */
-class clID3base
+class VANTREL_API clID3base
 {
 public:
     clID3base() noexcept = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clAlloc.h"
 #include "base/clString.h"
 #include "id3/clID3base.h"
@@ -16,7 +17,7 @@
  * plain ones. Compatibility: callers rely on all this. The order of the virtual functions is fixed;
  * append only.
  */
-class clID3frame : public clID3base
+class VANTREL_API clID3frame : public clID3base
 {
 public:
     /** Reads the frame at a cursor and moves that after it; a failure leaves the cursor unchanged.
@@ -86,7 +87,7 @@ private:
 };
 
 /** A frame of an ID3v2.3 tag: sizes are not synchsafe, text frames have no UTF-8. */
-class clID3frame3 : public clID3frame
+class VANTREL_API clID3frame3 : public clID3frame
 {
 public:
     /** As the constructor of clID3frame. */
@@ -101,7 +102,7 @@ protected:
  * replaces the last character of a URL. Compatibility: callers rely on it. Only the picture formats
  * PNG and JPG give a MIME type.
  */
-class clID3frame2 : public clID3frame
+class VANTREL_API clID3frame2 : public clID3frame
 {
 public:
     /** As the constructor of clID3frame. */

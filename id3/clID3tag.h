@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clString.h"
 #include "id3/clID3base.h"
 
@@ -14,7 +15,7 @@ class clID3frame;
  * An ID3v2 tag of version 2.2, 2.3 or 2.4. Owns its frames, which are copies of the parsed bytes.
  * One thread at a time.
  */
-class clID3tag : public clID3base
+class VANTREL_API clID3tag : public clID3base
 {
 public:
     clID3tag();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clString.h"
 
 #include <cstddef>
@@ -12,7 +13,7 @@
  * Owns one file descriptor and the memory mappings made of it. One thread at a time. Every failure
  * is a clXFileIO, with the system's text for most failed calls. Closing is no cancellation point.
  */
-class clFileIO
+class VANTREL_API clFileIO
 {
 public:
     /** What Open and Map allow. */

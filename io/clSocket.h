@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clAlloc.h"
 
 #include <cstddef>
@@ -24,7 +25,7 @@ inline constexpr size_t SOCKETOP_READBUF_SIZE = 4096;
  * select(2): time-outs are in milliseconds, a signal counts as a time-out, and a closed descriptor
  * or one of FD_SETSIZE or more throws clXSocket.
  */
-class clSocket
+class VANTREL_API clSocket
 {
 public:
     clSocket();
@@ -159,7 +160,7 @@ public:
 };
 
 /** Waits on several sockets at once, with the semantics of clSocket's waits. */
-class clSocketOp
+class VANTREL_API clSocketOp
 {
 public:
     /** Waits until one can be read.

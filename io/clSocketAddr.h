@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clString.h"
 
 #include <cstdint>
@@ -12,7 +13,7 @@
  * The address of a socket: a value type, with one subclass for each address family. This base has
  * no family. Invalid arguments and failures of the resolver throw clXSocketAddr.
  */
-class clSocketAddr
+class VANTREL_API clSocketAddr
 {
 public:
     clSocketAddr() = default;
@@ -42,7 +43,7 @@ public:
 };
 
 /** The path of a socket in the file system. */
-class clSocketAddrLocal : public clSocketAddr
+class VANTREL_API clSocketAddrLocal : public clSocketAddr
 {
 public:
     const char *GetFamilyName() const override;
@@ -62,7 +63,7 @@ private:
 };
 
 /** An IPv4 address and a port; the wildcard address and port 0 from the start. */
-class clSocketAddrIPv4 : public clSocketAddr
+class VANTREL_API clSocketAddrIPv4 : public clSocketAddr
 {
 public:
     const char *GetFamilyName() const override;
@@ -89,7 +90,7 @@ private:
 };
 
 /** An IPv6 address and a port; the wildcard address and port 0 from the start. */
-class clSocketAddrIPv6 : public clSocketAddr
+class VANTREL_API clSocketAddrIPv6 : public clSocketAddr
 {
 public:
     const char *GetFamilyName() const override;
@@ -113,7 +114,7 @@ private:
 };
 
 /** Makes the address object of the matching class; the caller deletes it. */
-class clSocketAddrDetect
+class VANTREL_API clSocketAddrDetect
 {
 public:
     /** Chooses the family only by the size. @throws clXSocketAddr for any other size. Most local

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clString.h"
 
 #include <cstddef>
@@ -13,7 +14,7 @@ class clAlloc;
  * A source of bytes that is read from front to back. Unsupported operations throw clXStreamReader.
  * One thread at a time. The destructors of the readers close the stream and ignore errors.
  */
-class clStreamReader
+class VANTREL_API clStreamReader
 {
 public:
     explicit clStreamReader(const clString &strStreamName); ///< sets strName

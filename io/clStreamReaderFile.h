@@ -1,10 +1,11 @@
 #pragma once
 
+#include "base/Export.h"
 #include "io/clFileIO.h"
 #include "io/clStreamReader.h"
 
 /** A local file as a stream; operations call those of clFileIO and throw the same. */
-class clStreamReaderFile : public clStreamReader
+class VANTREL_API clStreamReaderFile : public clStreamReader
 {
 public:
     /** Opens a file. @param strFile a path, also after "file:" or "file://"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "base/clString.h"
 #include "io/clSocket.h"
 #include "io/clStreamReader.h"
@@ -22,7 +23,7 @@ class clSocketAddr;
  * are clXSocketAddr and clXSocket. A failed Seek closes the reader and keeps the position; the next
  * Seek may succeed.
  */
-class clStreamReaderHTTP : public clStreamReader
+class VANTREL_API clStreamReaderHTTP : public clStreamReader
 {
 public:
     /** Requests the resource. @param strUrl "http://host/path" or "http://host:port/path"; the path

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <pthread.h>
 
 /**
  * A non-recursive mutex that does not check which thread releases it. Failures are clException with
  * the number that the system returned.
  */
-class clMutex
+class VANTREL_API clMutex
 {
 public:
     clMutex(); ///< not held

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <semaphore.h>
 
 /**
@@ -7,7 +9,7 @@
  * that takes it. A semaphore may be destroyed as soon as the last Wait has returned. Failures are
  * clException.
  */
-class clSemaphore
+class VANTREL_API clSemaphore
 {
 public:
     clSemaphore();

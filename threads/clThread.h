@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <atomic>
 
 #include <pthread.h>
@@ -14,7 +16,7 @@
  * Exceptions do not leave the thread: the text of a clException, or "unknown exception" for any
  * other, is printed to standard error, and the thread ends normally. A cancellation prints nothing.
  */
-class clThread
+class VANTREL_API clThread
 {
 public:
     clThread() noexcept = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "threads/clSemaphore.h"
 
 #include <atomic>
@@ -19,7 +20,7 @@
  * ends, and the batch never completes. The worker's index stays unused until the pool is destroyed
  * and created again.
  */
-class clThreadPool
+class VANTREL_API clThreadPool
 {
 public:
     clThreadPool() = default;

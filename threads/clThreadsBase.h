@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "threads/clMutex.h"
 
 #include <atomic>
@@ -21,7 +22,7 @@
  * Exceptions do not leave a thread: the text of a clException, or "unknown exception" for any
  * other, is printed to standard error, and the thread's result is null.
  */
-class clThreadsBase
+class VANTREL_API clThreadsBase
 {
 public:
     clThreadsBase() = default;

@@ -22,7 +22,7 @@
 namespace
 {
 
-constexpr char BANNER[] = "Vantrel v1.2.2\n"
+constexpr char BANNER[] = "Vantrel v" VANTREL_VERSION "\n"
                           "Converts DSDIFF files into DSF files, bit for bit.\n";
 
 constexpr int EXIT_COMPRESSED = 2;

@@ -46,7 +46,8 @@ const bytes_t TAG = ID3Builder(3)
                         .Build();
 
 constexpr int SHORT = failure_t::SHORT;
-constexpr char BANNER[] = "Vantrel v1.2.2\nConverts DSDIFF files into DSF files, bit for bit.\n";
+constexpr char BANNER[] =
+    "Vantrel v" VANTREL_VERSION "\nConverts DSDIFF files into DSF files, bit for bit.\n";
 
 // Prefixes of exception texts.
 const std::string READER = "clStreamReaderFile::clStreamReaderFile(): ";

@@ -23,7 +23,7 @@ protected:
         std::vector<std::string> args, const meanwhile_t &fnMeanwhile = [](pid_t) {})
     {
         static const std::string BANNER =
-            "Vantrel v1.2.2\nConverts DSDIFF files into DSF files, bit for bit.\n";
+            "Vantrel v" VANTREL_VERSION "\nConverts DSDIFF files into DSF files, bit for bit.\n";
         args.insert(args.begin(), PROGRAM);
         const run_t run = RunProgram(args, fnMeanwhile);
         EXPECT_EQ("", run.strOut);
