@@ -1,3 +1,4 @@
+#include "base/clException.h"
 #include "dsd/clDSDIFF.h"
 #include "dsd/clDSF.h"
 #include "io/CreateStreamReader.h"
@@ -7,4 +8,9 @@
 int main()
 {
     std::printf("%u channels\n", clDSDIFF().GetChannels() + clDSF().GetChannels());
+    try {
+        CreateStreamReader("/missing/file");
+    } catch (const clXStreamReader &) {
+        std::puts("caught");
+    }
 }
