@@ -106,6 +106,19 @@ TEST(clReporter, ProgressIsRemovedAroundMessagesAndAtTheEnd)
     EXPECT_EQ((lines_t{"vantrel-kit: a: warning: odd", "done", ""}), Display(strText));
     EXPECT_EQ("vantrel-kit: a: warning: odd\r\ndone\r\n", RunOnTerminal("dumb", work));
 
+    // A size that comes later: until then there is no total.
+    const std::string strLater = RunOnTerminal("xterm", [](int) {
+        clReporter reporter;
+        reporter.StartProgress(2, 3000, 1);
+        usleep(120000);
+        reporter.AddBytes(500);
+        reporter.TakeSize(1000);
+        usleep(120000);
+        reporter.AddBytes(500);
+    });
+    EXPECT_NE(std::string::npos, strLater.find("0/2 files  500 B  "));
+    EXPECT_NE(std::string::npos, strLater.find("0/2 files  1.0 kB of 4.0 kB"));
+
     // Narrower and wider terminals while the line is there: never longer than the terminal.
     RunOnTerminal("xterm", [](int iTerminal) {
         clProgressLine line(STDERR_FILENO);
