@@ -9,7 +9,10 @@
 clFileProgress::~clFileProgress()
 {
     try {
-        Finish();
+        while (uSizesToCome != 0) {
+            TakeSize(0);
+        }
+        Count(uBytes);
     } catch (const std::exception &) {
         // Nobody depends on the line.
     }
@@ -34,14 +37,6 @@ void clFileProgress::Reach(uint64_t uDone, uint64_t uAll)
     if (uAll != 0) {
         Count(static_cast<uint64_t>(dPart * static_cast<double>(uBytes)));
     }
-}
-
-void clFileProgress::Finish()
-{
-    while (uSizesToCome != 0) {
-        TakeSize(0);
-    }
-    Count(uBytes);
 }
 
 void clFileProgress::Count(uint64_t uUpTo)

@@ -14,7 +14,7 @@ public:
     explicit clFileProgress(clReporter &runReporter) : reporter(runReporter) {}
     clFileProgress(const clFileProgress &) = delete;
     clFileProgress &operator=(const clFileProgress &) = delete;
-    /** Finish. */
+    /** Counts all that was not counted. */
     ~clFileProgress();
 
     /** Adds a file to what is worked on. */
@@ -23,8 +23,6 @@ public:
     void TakeSize(uint64_t uSize);
     /** @param uDone of uAll bytes of work, from the beginning */
     void Reach(uint64_t uDone, uint64_t uAll);
-    /** Counts all that was not counted. */
-    void Finish();
 
 private:
     void Count(uint64_t uUpTo);
