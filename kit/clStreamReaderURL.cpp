@@ -139,8 +139,8 @@ void clStreamReaderURL::Judge(const clDownload::answer_t &answer)
         throw clXInput("the server sends the file compressed (" + answer.strEncoding +
                        "), which was not requested");
     }
-    if (answer.lStatus == OK && uNext != 0) {
-        // The version that was requested is not there any more.
+    if (answer.lStatus == OK && !strValidator.empty()) {
+        // The version of which a part was requested is not there any more.
         ThrowChanged();
     }
     if (answer.lStatus == PART && (answer.uFirst != uNext || !answer.uTotal)) {

@@ -161,4 +161,18 @@ TEST_F(clStreamReaderURL_, LeavesNothingOpenWhenItFails)
     EXPECT_THROW(ReadAll(stream), clXStreamReader);
 }
 
+// A file of the same size that takes the place of the first one, and does not tell its version.
+TEST_F(clStreamReaderURL_, NoticesAnotherVersionAlsoAtItsStart)
+{
+    WebFile other = {std::string(file.strBytes.size(), 'x'), "", false};
+    ScriptedServer server([&](size_t uNumber, const std::string &strRequest) {
+        return (uNumber < 2 ? file : other).Answer(strRequest);
+    });
+    clStreamReaderURL stream(clURL(server.Url("/a")), 1);
+    stream.Seek(5 << 20);
+    EXPECT_TRUE(file.strBytes.substr(5 << 20) == ReadAll(stream));
+    stream.Seek(0);
+    EXPECT_THROW(ReadAll(stream), clXInput);
+}
+
 } // namespace
